@@ -1,0 +1,112 @@
+#ifndef GPSHAL_H
+#define GPSHAL_H
+
+#include "GPSErrors.h"
+#include "GPSExport.h"
+#include "GPSPlatform.h"
+
+/// A satellite receiver, as the adapter drives it.
+///
+/// Order of use: `GetNewInstance` -> `Initialize` -> `Start` -> queries, any number in any order -> `Stop` ->
+/// `Finalize` -> delete. An object has no lock of its own for its callers: don't call it from two threads at
+/// once. The order of the virtual operations is part of the library's binary interface.
+///
+/// Queries set their arguments to an empty value first (0, false, antenna state 1) and return a result code.
+/// A value counts as current when it arrived within the last 10 seconds; one exactly 10 s old still does.
+class RUXOGPS_API GPSHAL {
+public:
+    /// Keeps a copy of `name`; nothing reads it back.
+    explicit GPSHAL(const char* name);
+    virtual ~GPSHAL();
+
+    GPSHAL(const GPSHAL&) = delete;
+    GPSHAL& operator=(const GPSHAL&) = delete;
+
+    /// True between a successful `Initialize` and `Finalize`.
+    virtual bool IsActive() = 0;
+
+    /// Brings the receiver's service up: a running gpsd is killed and a new one started on the receiver's
+    /// port. Blocks up to 19 s, as long as the old daemon takes to go and the new one to come. 0 in every
+    /// case: a daemon that doesn't come up shows later as missing data. No effect when active already.
+    virtual unsigned int Initialize() = 0;
+
+    /// Stops the data acquisition if it runs and kills gpsd. Returns the result of the stop.
+    virtual unsigned int Finalize() = 0;
+
+    /// True between `Start` and `Stop`, also when the acquisition has ended by itself for want of data.
+    virtual bool IsRunning() = 0;
+
+    /// Starts the data acquisition. Blocks until 3 s have passed since `Initialize`. `GPS_ERR_NOT_RUNNING`
+    /// when not initialised, else 0, also when it runs already or its thread could not be created (which is
+    /// only logged).
+    virtual unsigned int Start() = 0;
+
+    /// Ends the data acquisition and returns 0. Blocks up to about 5 s, one wait for a report.
+    virtual unsigned int Stop() = 0;
+
+    /// The current fix. `data` is cleared first and then filled with every value that is current; `valid` is
+    /// true exactly when gpsd's fix status is current and the antenna is in order.
+    ///
+    /// Latitude and longitude come from gpsd's TPV report in degrees, altitude in metres, speed in m/s, track
+    /// in degrees, time, and the dilutions from the SKY report; all are truncated toward zero after scaling
+    /// (see `GPSData`) and saturate at their type's limits; NaN gives 0.
+    ///
+    /// `GPS_ERR_NOT_RUNNING` before `Start`; `GPS_ERR_NO_CURRENT_DATA` when the status is stale (other fields
+    /// may still be filled); else the result of the platform's antenna query, 0 when it succeeded;
+    /// `GPS_ERR_NOT_AVAILABLE` when the platform's HAL is missing.
+    ///
+    /// When more than 10 cycles of the acquisition brought no data, this call first stops everything,
+    /// configures the receiver again and restarts gpsd. It then blocks for 10 s and more (up to about 6 s
+    /// more for each configuration command that the receiver leaves unanswered) and reports stale data.
+    virtual unsigned int GetData(GPSData& data) = 0;
+
+    /// The fix's time (TPV `time`), whole seconds since the Unix epoch, UTC. `GPS_ERR_NOT_RUNNING`,
+    /// `GPS_ERR_NO_CURRENT_DATA`, or 0.
+    virtual unsigned int GetCurrentTime(long& utcSeconds) = 0;
+
+    /// The antenna's state from the platform, whose result code is handed on; `state` is 1 when the platform
+    /// was not asked. `GPS_ERR_NOT_RUNNING`; `GPS_ERR_NOT_AVAILABLE` when the platform's HAL is missing.
+    virtual unsigned int GetAntennaStatus(GPSAntennaState& state) = 0;
+
+    /// Whether gpsd delivered a fix status within the last 10 s. `GPS_ERR_NOT_RUNNING`, or 0.
+    virtual unsigned int GetStatus(bool& receiving) = 0;
+
+    /// Figures of the sky view (SKY `satellites`): how many satellites are visible, and the mean
+    /// signal-to-noise ratio, in whole dB-Hz, of those in use: the sum over the entries marked used, each
+    /// truncated, divided by gpsd's own count of used satellites (0 when that is 0). `GPS_ERR_NOT_RUNNING`,
+    /// `GPS_ERR_NO_CURRENT_DATA`, or 0. Writes the details to the log at most once in 30 minutes.
+    virtual unsigned int GetSatellites(unsigned int& snr, unsigned int& visible) = 0;
+
+    /// gpsd's error estimates: `horizontalError` in whole metres (root of the sum of squares of TPV `epx` and
+    /// `epy`) and `timeError` in milliseconds (TPV `ept`). A value that is not current is 0 with result 0.
+    /// `GPS_ERR_NOT_RUNNING`, or 0.
+    virtual unsigned int GetErrorEstimates(unsigned int& horizontalError, int& timeError) = 0;
+
+    /// Hands the receiver a position to start from: latitude and longitude in degrees x 1,000,000 and
+    /// altitude in millimetres, negative ones in two's complement. A negative altitude doesn't come out
+    /// right.
+    ///
+    /// Here: not supported, writes a log line and returns 0. A driver that supports it restarts its service
+    /// around it, blocking as `Finalize`, `Initialize` and `Start` do, and does nothing at all when one of
+    /// the three values is 0.
+    virtual unsigned int setInitialPosition(unsigned int latitude, unsigned int longitude,
+                                            unsigned int altitude);
+
+    /// `snr` of `GetSatellites`, with its result.
+    unsigned int GetSNR(unsigned int& snr);
+
+    /// `visible` of `GetSatellites`, with its result.
+    unsigned int GetSatCount(unsigned int& count);
+
+    /// A new driver for this platform's receiver. The caller owns it and deletes it.
+    ///
+    /// Its construction kills gpsd, resets and configures the receiver and restores its navigation database:
+    /// it blocks for several seconds, and ends the process with status 255 when the serial line can't be set
+    /// up. Exceptions (want of memory) pass on.
+    static GPSHAL* GetNewInstance();
+
+private:
+    RuxoString halName; ///< constant after construction
+};
+
+#endif

@@ -1,0 +1,228 @@
+// The adapter's background thread.
+//
+// The thread sleeps for a fixed time, a quarter of the position interval that it found when it started, and
+// runs in each cycle what is due: position, tracking, status, log, in that order. It reads the settings anew
+// in every cycle. Time stamps are ticks in whole seconds, compared unsigned and 32 bits wide.
+
+#include "GPSTimedWorker.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <ctime>
+
+#include "GPSAdapter.h"
+#include "LibraryThread.h"
+#include "Log.h"
+
+// --- Constants ------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr char kLogSource[] = "src/GPSTimedWorker.cpp";
+
+constexpr time_t kTokenWaitSeconds = 1;
+constexpr long kTokenWaitNanoseconds = 250;
+constexpr uint32_t kMicrosPerSecond = 1000000;
+constexpr uint32_t kCyclesPerInterval = 4;
+constexpr uint32_t kTrackingLockoutSeconds = 5;
+constexpr uint32_t kLogIntervalMask = 0xFFF; // only the low 12 bits count
+
+// Log texts.
+constexpr char kSemInitFailed[] = "GPSTimedWorker failed to create semaphore (errno %d)";
+constexpr char kSemDestroyFailed[] = "GPSTimedWorker failed to destroy semaphoire (errno is %d)";
+constexpr char kStopFailed[] = "GPSTimedWorker failed to stop worker thread (error code 0x%08X)";
+constexpr char kAlreadyRunning[] = "GPSTimedWorker already running";
+constexpr char kTokenFailed[] = "GPS worker failed to wait for semaphore (errno %d)!";
+constexpr char kCreateFailed[] = "GPSTimedWorker failed to start worker thread (result is %d)";
+constexpr char kPostFailed[] = "GPSTimedWorker failed to signal worker thread (result is %d)";
+constexpr char kJoinFailed[] = "GPSTimedWorker failed to join worker thread (result is %d)";
+constexpr char kCancelFailed[] = "GPSTimedWorker failed to cancel worker thread (result is %d)";
+constexpr char kStarts[] = "GPS worker starts and should %s immediately, usleep %d.";
+constexpr char kParamsFailed[] = "GPS worker failed to get setting parameters (error code 0x%08X)!";
+constexpr char kGeofenceFailed[] = "GPS worker failed to check geofence (error code 0x%08X)!";
+constexpr char kStopped[] = "GPS worker stopped.";
+
+// --- Schedule -------------------------------------------------------------------------------------------
+
+bool isDue(uint32_t now, uint32_t last, uint32_t interval) { return now >= last + interval; }
+
+/// Whether the shifted UTC time is within a second of a multiple of the tracking period.
+bool isTrackingBoundary(long utc, const GPSParams& params) {
+    const int32_t period = params.trackingPeriod;
+    if (period == 0)
+        return false; // there is no remainder by 0
+    const auto shifted =
+        static_cast<int32_t>(static_cast<uint32_t>(utc) - static_cast<uint32_t>(params.trackingBase) +
+                             static_cast<uint32_t>(params.trackingOffset));
+    const int32_t remainder = period == -1 ? 0 : shifted % period; // INT32_MIN % -1 would trap
+    // KEEP: a time before the base has a negative remainder and is always a boundary.
+    // Pinned by TrackingBlock.ReportsEveryFiveSecondsWhileTheBaseLiesAhead
+    return remainder <= 1 || remainder >= static_cast<int64_t>(period) - 1;
+}
+
+void* runWorker(void* worker) {
+    if (worker != nullptr)
+        static_cast<GPSTimedWorker*>(worker)->Run();
+    return nullptr;
+}
+
+} // namespace
+
+struct GPSTimedWorker::TimeStamps {
+    uint32_t position = 0;
+    uint32_t tracking = 0;
+    uint32_t status = 0;
+    uint32_t log = 0;
+};
+
+// --- Life cycle -----------------------------------------------------------------------------------------
+
+GPSTimedWorker::GPSTimedWorker(GPSAdapter& owner)
+    : adapter(owner), running(false), stopRequested(false), thread(0) {
+    if (sem_init(&startSemaphore, 0, 1) != 0)
+        LOG(Logging::LevelCritical, kSemInitFailed, errno);
+}
+
+GPSTimedWorker::~GPSTimedWorker() {
+    const uint32_t rc = Stop();
+    if (rc != 0)
+        LOG(Logging::LevelError, kStopFailed, rc);
+    joinEndedThread();
+    if (sem_destroy(&startSemaphore) != 0)
+        LOG(Logging::LevelError, kSemDestroyFailed, errno);
+}
+
+uint32_t GPSTimedWorker::Start() {
+    if (running) {
+        LOG(Logging::LevelInfo, kAlreadyRunning);
+        stopRequested = false;
+        return 0;
+    }
+    const timespec deadline = {time(nullptr) + kTokenWaitSeconds, kTokenWaitNanoseconds};
+    if (sem_timedwait(&startSemaphore, &deadline) != 0 && errno != ETIMEDOUT) {
+        LOG(Logging::LevelCritical, kTokenFailed, errno);
+        return GPS_ERR_NOT_AVAILABLE;
+    }
+    joinEndedThread();
+    stopRequested = false;
+    const int rc = createLibraryThread(thread, runWorker, this);
+    if (rc != 0) {
+        LOG(Logging::LevelError, kCreateFailed, rc);
+        return GPS_ERR_THREAD;
+    }
+    running = true;
+    return 0;
+}
+
+uint32_t GPSTimedWorker::Stop() {
+    if (!running)
+        return 0;
+    stopRequested = true;
+    int rc = sem_post(&startSemaphore);
+    if (rc != 0)
+        LOG(Logging::LevelError, kPostFailed, rc);
+    else if ((rc = pthread_join(thread, nullptr)) != 0)
+        LOG(Logging::LevelError, kJoinFailed, rc);
+    if (rc != 0)
+        return cancelThread();
+    thread = 0;
+    running = false;
+    return 0;
+}
+
+uint32_t GPSTimedWorker::cancelThread() {
+    const int rc = pthread_cancel(thread);
+    if (rc != 0) {
+        LOG(Logging::LevelError, kCancelFailed, rc);
+        return GPS_ERR_THREAD;
+    }
+    running = false;
+    return 0;
+}
+
+void GPSTimedWorker::joinEndedThread() {
+    if (thread != 0)
+        pthread_join(thread, nullptr);
+    thread = 0;
+}
+
+bool GPSTimedWorker::IsActive() const { return running; }
+
+// --- The thread -----------------------------------------------------------------------------------------
+
+void GPSTimedWorker::Run() {
+    running = true;
+    GPSParams params;
+    adapter.GetParams(params);
+    // Fixed for the life of the thread; the product wraps.
+    const uint32_t sleepMicros = params.positionInterval * kMicrosPerSecond / kCyclesPerInterval;
+    LOG(Logging::LevelInfo, kStarts, stopRequested ? "exit" : "not exit", static_cast<int>(sleepMicros));
+    TimeStamps last;
+    while (!stopRequested && fetchParams(params)) {
+        runCycle(params, last);
+        if (!params.enabled)
+            stopRequested = true;
+        usleep(sleepMicros);
+    }
+    LOG(Logging::LevelInfo, kStopped);
+    running = false;
+}
+
+bool GPSTimedWorker::fetchParams(GPSParams& params) {
+    for (;;) {
+        const unsigned int rc = adapter.GetParams(params);
+        if (rc == 0)
+            return true;
+        LOG(Logging::LevelError, kParamsFailed, rc);
+        if (stopRequested)
+            return false;
+    }
+}
+
+void GPSTimedWorker::runCycle(const GPSParams& params, TimeStamps& last) {
+    const uint32_t now = ruxo_systemtick();
+    if (isDue(now, last.position, params.positionInterval)) {
+        runPositionBlock(params);
+        last.position = now;
+    }
+    if (params.trackingEnabled)
+        runTrackingBlock(params, now, last.tracking);
+    if (isDue(now, last.status, params.statusInterval)) {
+        runStatusBlock();
+        last.status = ruxo_systemtick(); // taken anew: the block may have taken its time
+    }
+    const uint32_t logInterval = params.logInterval & kLogIntervalMask;
+    if (logInterval != 0 && isDue(now, last.log, logInterval)) {
+        adapter.LogDetails();
+        last.log = now;
+    }
+}
+
+void GPSTimedWorker::runPositionBlock(const GPSParams& params) {
+    adapter.UpdateCurrentPosition();
+    adapter.UpdateOdometer();
+    const unsigned int rc = params.geofencesEnabled ? adapter.UpdateGeofence() : 0;
+    if (rc != 0)
+        LOG(Logging::LevelError, kGeofenceFailed, rc);
+}
+
+void GPSTimedWorker::runTrackingBlock(const GPSParams& params, uint32_t now, uint32_t& lastTracking) {
+    long utc = 0;
+    Util::Time::GetGmTime(&utc);
+    // KEEP: unsigned, so ticks 0 to 4 have no lock-out. Pinned by
+    // TrackingBlock.HasNoLockOutInTheFirstFiveTicks
+    if (lastTracking > now - kTrackingLockoutSeconds || !isTrackingBoundary(utc, params))
+        return;
+    adapter.SendTracking();
+    lastTracking = now;
+}
+
+void GPSTimedWorker::runStatusBlock() {
+    adapter.UpdateSatelliteCount();
+    adapter.UpdateSNR();
+    adapter.UpdateAntennaStatus();
+    adapter.UpdateSystemTimeDeviation();
+    adapter.UpdateErrorEstimates();
+}
