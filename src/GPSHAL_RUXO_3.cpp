@@ -131,9 +131,10 @@ private:
 void GpsdSession::open() {
     int rc = gps_open(kGpsdHost, kGpsdPort, record_);
     open_ = true;
-    // libgps waits with select, which aborts the process on a descriptor beyond its set.
+    // libgps waits with select, which aborts the process on a descriptor beyond its set. Only the descriptor
+    // is closed here: after gps_close, libgps would wait on a released session and crash.
     if (rc >= 0 && record_->gps_fd >= FD_SETSIZE) {
-        close();
+        ::close(static_cast<int>(record_->gps_fd));
         record_->gps_fd = -1;
         rc = -EMFILE;
     }
