@@ -38,6 +38,7 @@ constexpr char kPidFile[] = "/var/run/gpsd.pid";
 constexpr char kGpsdHost[] = "localhost";
 constexpr char kGpsdPort[] = "2947";
 constexpr unsigned int kGpsdWatchFlags = WATCH_ENABLE | WATCH_JSON;
+constexpr int kNoDescriptor = -6;   // -1 and -2 would name libgps's shared memory and D-Bus
 
 constexpr int kKillChecks = 10; // at one a second; killing waits one round longer than starting, on purpose
 constexpr int kStartChecks = 9;
@@ -135,7 +136,7 @@ void GpsdSession::open() {
     // is closed here: after gps_close, libgps would wait on a released session and crash.
     if (rc >= 0 && record_->gps_fd >= FD_SETSIZE) {
         ::close(static_cast<int>(record_->gps_fd));
-        record_->gps_fd = -1;
+        record_->gps_fd = kNoDescriptor;
         rc = -EMFILE;
     }
     // After a failed open gps_read would crash; it counts as failed without being called.
