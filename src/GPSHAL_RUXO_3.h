@@ -41,6 +41,8 @@ public:
     unsigned int GetStatus(bool& receiving) override;
     unsigned int GetSatellites(unsigned int& snr, unsigned int& visible) override;
     unsigned int GetErrorEstimates(unsigned int& horizontalError, int& timeError) override;
+    unsigned int setInitialPosition(unsigned int latitude, unsigned int longitude,
+                                    unsigned int altitude) override;
 
     /// Looks for a gpsd process and keeps the finding in `gpsdRunning`. Returns 0.
     unsigned int checkgpsd();
