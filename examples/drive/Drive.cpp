@@ -1,0 +1,247 @@
+#include "Drive.h"
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+
+#include "Expectations.h"
+
+namespace {
+
+constexpr uint32_t kPollMilliseconds = 200;
+constexpr uint32_t kOdometerReportM = 250;
+constexpr double kMicrodegreesPerDegree = 1e6;
+constexpr double kThousandths = 1000.0;
+
+template <typename... Values>
+std::string format(const char* text, Values... values) {
+    char line[256];
+    std::snprintf(line, sizeof line, text, values...);
+    return line;
+}
+
+std::string timeText(std::time_t utc) {
+    std::tm parts = {};
+    gmtime_r(&utc, &parts);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+    return text;
+}
+
+/// Latitude and longitude in degrees, or as many blanks.
+std::string positionText(const GPSData& data) {
+    if (!data.valid)
+        return format("%21s", "no position");
+    return format("%10.6f %10.6f", data.latitude / kMicrodegreesPerDegree,
+                  data.longitude / kMicrodegreesPerDegree);
+}
+
+const char* antennaText(GPSAntennaState state) {
+    switch (state) {
+    case GPS_ANTENNA_OK:
+        return "in order";
+    case GPS_ANTENNA_DISCONNECTED:
+        return "disconnected";
+    case GPS_ANTENNA_SHORT:
+        return "short circuit";
+    default:
+        return "unknown";
+    }
+}
+
+double secondsBetween(std::chrono::steady_clock::time_point from, std::chrono::steady_clock::time_point to) {
+    return std::chrono::duration<double>(to - from).count();
+}
+
+} // namespace
+
+Drive::Drive(const Options& options) : options_(options) {}
+
+// --- Up and down ----------------------------------------------------------------------------------------
+
+bool Drive::start() {
+    begin_ = Clock::now();
+    say("coming up: the driver takes the receiver over and configures it; this takes several seconds");
+    gps_ = std::make_unique<GPSAdapter>(&events_);
+    applySettings();
+    say("coming up: gpsd is started on the receiver's port");
+    unsigned int rc = gps_->Initialize();
+    if (rc == 0) {
+        say("coming up: waiting for gpsd to take connections, then reading its reports");
+        rc = gps_->Start();
+    }
+    started_ = Clock::now();
+    say(rc == 0 ? "the service is up, waiting for the first fix"
+                : format("the service does not start (error code 0x%08X)", rc));
+    return rc == 0;
+}
+
+void Drive::applySettings() {
+    GPSParams params;
+    gps_->GetParams(params);
+    params.trackingEnabled = options_.trackingPeriodS > 0;
+    params.trackingPeriod = options_.trackingPeriodS;
+    params.geofencesEnabled = true;
+    gps_->SetParams(params);
+    for (const GPSGeofence& geofence : options_.geofences)
+        watch(geofence);
+}
+
+void Drive::watch(const GPSGeofence& geofence) {
+    GPSParams params;
+    gps_->GetParams(params);
+    params.geofences[geofences_.size()] = geofence;
+    gps_->SetParams(params);
+    geofences_.push_back(geofence.name.getStr());
+    tally_.geofences[geofences_.back()] = {};
+    say(format("geofence \"%s\": %.6f %.6f, %u by %u microdegrees", geofence.name.getStr(),
+               geofence.latitude / kMicrodegreesPerDegree, geofence.longitude / kMicrodegreesPerDegree,
+               geofence.width, geofence.height));
+}
+
+void Drive::run(const volatile bool& stop) {
+    while (!stop && !isOver()) {
+        ruxosleep_interruptible(kPollMilliseconds);
+        pollOnce();
+    }
+    say(stop ? "asked to stop" : "the time is over, or everything expected was seen");
+}
+
+bool Drive::isOver() const {
+    if (secondsBetween(started_, Clock::now()) >= options_.durationS)
+        return true;
+    return options_.untilSeen && unmetExpectations(options_, tally_).empty();
+}
+
+void Drive::finish() {
+    say("going down: the service stops and gpsd ends");
+    gps_->Finalize();
+    pollOnce();
+    say("going down: the driver gives the receiver back");
+    gps_.reset();
+    say("the service is down");
+}
+
+// --- What the service says ------------------------------------------------------------------------------
+
+void Drive::pollOnce() {
+    const GPSReadings before = readings_;
+    gps_->GetReadings(readings_);
+    for (const Event& event : events_.takeAll())
+        report(event);
+    noticeGeofenceStates();
+    noticeFix(before);
+    noticeOdometer();
+}
+
+void Drive::report(const Event& event) {
+    switch (event.kind) {
+    case Event::Kind::GeofenceLeft:
+        return reportGeofence(event, false);
+    case Event::Kind::GeofenceEntered:
+        return reportGeofence(event, true);
+    case Event::Kind::Antenna:
+        return reportAntenna(event.antenna, event.utc);
+    case Event::Kind::Availability:
+        tally_.becameAvailable = tally_.becameAvailable || event.available;
+        return sayAt(event.utc, readings_.data, event.available ? "fixes are available" : "no valid fixes");
+    case Event::Kind::Position:
+        return reportPosition(event.utc);
+    case Event::Kind::Tracking:
+        return reportTracking(event);
+    }
+}
+
+void Drive::reportGeofence(const Event& event, bool entered) {
+    Tally::Crossings& crossings = tally_.geofences[event.geofence];
+    ++tally_.geofenceEvents;
+    const bool firstLook = !entered && !crossings.inside;
+    crossings.entered += entered ? 1 : 0;
+    crossings.left += entered || firstLook ? 0 : 1;
+    crossings.inside = entered;
+    sayAt(event.utc, readings_.data,
+          format("%s geofence \"%s\"%s", entered ? "entered" : "left", event.geofence.c_str(),
+                 firstLook ? " (first look at it, from outside)" : ""));
+}
+
+void Drive::reportAntenna(GPSAntennaState state, std::time_t utc) {
+    ++tally_.antennaChanges;
+    const bool inOrder = state == GPS_ANTENNA_OK;
+    tally_.antennaCameBack = tally_.antennaCameBack || (inOrder && tally_.antennaWasLost);
+    tally_.antennaWasLost = tally_.antennaWasLost || (!inOrder && tally_.antennaWasInOrder);
+    tally_.antennaWasInOrder = tally_.antennaWasInOrder || inOrder;
+    sayAt(utc, readings_.data, format("antenna: %s", antennaText(state)));
+}
+
+void Drive::reportPosition(std::time_t utc) {
+    ++tally_.positionUpdates;
+    const GPSData& data = readings_.data;
+    sayAt(utc, data,
+          format("position update: altitude %.1f m, %.1f m/s, course %.0f, %u satellites, %u dB-Hz",
+                 data.altitude / kThousandths, data.speed / kThousandths, data.course / kThousandths,
+                 readings_.satelliteCount, readings_.snr));
+}
+
+void Drive::reportTracking(const Event& event) {
+    tally_.trackingReports += event.data.valid ? 1 : 0;
+    sayAt(event.utc, event.data,
+          event.data.valid ? format("tracking report: %.1f m/s, course %.0f", event.data.speed / kThousandths,
+                                    event.data.course / kThousandths)
+                           : "tracking report without a fix (not counted)");
+}
+
+// --- What is seen from outside --------------------------------------------------------------------------
+
+void Drive::noticeFix(const GPSReadings& before) {
+    if (readings_.fixTick == before.fixTick)
+        return;
+    if (++tally_.fixes == 1)
+        noticeFirstFix();
+    if (options_.learnS > 0 && !learned_)
+        learnGeofences();
+}
+
+void Drive::noticeFirstFix() {
+    tally_.firstFixS = secondsBetween(begin_, Clock::now());
+    sayAt(std::time(nullptr), readings_.data,
+          format("first fix, %.1f s after the service was asked for, %.1f s after it was up",
+                 tally_.firstFixS, secondsBetween(started_, Clock::now())));
+    if (!options_.firstFixFile.empty())
+        std::ofstream(options_.firstFixFile) << format("%.1f\n", tally_.firstFixS);
+}
+
+void Drive::noticeGeofenceStates() {
+    for (std::size_t i = 0; i < geofences_.size(); ++i)
+        if (readings_.geofenceStates[i] == GPSGeofenceState::Inside)
+            tally_.geofences[geofences_[i]].inside = true;
+}
+
+void Drive::noticeOdometer() {
+    tally_.odometerM = readings_.odometer;
+    const bool firstMetres = reportedMetres_ == 0 && readings_.odometer > 0;
+    if (!firstMetres && readings_.odometer < reportedMetres_ + kOdometerReportM)
+        return;
+    reportedMetres_ = readings_.odometer;
+    sayAt(std::time(nullptr), readings_.data, format("odometer: %u m", readings_.odometer));
+}
+
+void Drive::learnGeofences() {
+    track_.push_back({readings_.data.latitude, readings_.data.longitude});
+    if (secondsBetween(started_, Clock::now()) < options_.learnS)
+        return;
+    learned_ = true;
+    const std::vector<GPSGeofence> geofences = geofencesOnTrack(track_, kLearnedGeofences);
+    if (geofences.empty())
+        say("the track so far comes into no area and leaves it again: no geofence can be drawn on it");
+    for (const GPSGeofence& geofence : geofences)
+        watch(geofence);
+}
+
+// --- Lines ----------------------------------------------------------------------------------------------
+
+void Drive::say(const std::string& text) const { sayAt(std::time(nullptr), readings_.data, text); }
+
+void Drive::sayAt(std::time_t utc, const GPSData& data, const std::string& text) const {
+    std::printf("%s  %s  %s\n", timeText(utc).c_str(), positionText(data).c_str(), text.c_str());
+    std::fflush(stdout);
+}

@@ -1,0 +1,35 @@
+#ifndef OPTIONS_H
+#define OPTIONS_H
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "GPSGeofence.h"
+
+/// A wrong option; what() is one clear line.
+class OptionError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What the command line asks for. Times are seconds of the unit's clock.
+struct Options {
+    bool help = false;
+    double durationS = 600;             ///< ends after this, counted from the service's start
+    bool untilSeen = false;             ///< ends as soon as everything expected was seen
+    std::vector<GPSGeofence> geofences; ///< watched from the start
+    double learnS = 0;                 ///< watches so long, then draws two geofences on the track; 0: doesn't
+    int32_t trackingPeriodS = 30;      ///< 0: no tracking reports
+    std::vector<std::string> expected; ///< names of what must be seen; see expectationNames()
+    double firstFixBeforeS = 0;        ///< the first fix must come sooner than this; 0: doesn't matter
+    std::string firstFixFile;          ///< gets the seconds to the first fix; empty: none
+};
+
+/// Throws OptionError.
+Options parseOptions(int argc, const char* const* argv);
+
+const char* usage();
+
+#endif

@@ -1,0 +1,60 @@
+// An application of the GPS service, written against its public headers alone.
+//
+// It brings the service up, tells of every event in one line (the unit's time in UTC, the position in
+// degrees, what happened), brings the service down after a given time and closes with a summary line. Its
+// exit status says whether everything that was expected was really seen.
+//
+// The service calls the application on a thread of its own, mostly with its lock held. EventQueue therefore
+// only takes notes; this thread takes them from there five times a second and may ask whatever it likes.
+
+#include <signal.h>
+
+#include <cstdio>
+
+#include "Drive.h"
+#include "Expectations.h"
+
+namespace {
+
+enum ExitStatus { kAllSeen = 0, kSomethingMissing = 1, kWrongOption = 2, kNoService = 3 };
+
+volatile bool stopRequested = false;
+
+void requestStop(int) { stopRequested = true; }
+
+void stopOnSignal() {
+    struct sigaction action = {};
+    action.sa_handler = requestStop;
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(number, &action, nullptr);
+}
+
+ExitStatus drive(const Options& options) {
+    Drive drive(options);
+    if (!drive.start())
+        return kNoService;
+    drive.run(stopRequested);
+    drive.finish();
+    const std::vector<std::string> unmet = unmetExpectations(options, drive.tally());
+    for (const std::string& sentence : unmet)
+        std::printf("not seen: %s\n", sentence.c_str());
+    std::printf("%s\n", summary(drive.tally()).c_str());
+    return unmet.empty() ? kAllSeen : kSomethingMissing;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const Options options = parseOptions(argc, argv);
+        if (!options.help) {
+            stopOnSignal();
+            return drive(options);
+        }
+        std::fputs(usage(), stdout);
+        return kAllSeen;
+    } catch (const OptionError& error) {
+        std::fprintf(stderr, "drive: %s (--help lists the options)\n", error.what());
+        return kWrongOption;
+    }
+}
