@@ -1,6 +1,8 @@
-// What is true at one navigation epoch: the common data of the NMEA writer, the UBX engine and the state file.
+// What is true at one navigation epoch: the common data of the NMEA writer, the UBX engine and the state
+// file.
 //
-// Plain values without behaviour. Angles are degrees, lengths metres, speeds metres per second; times are UTC.
+// Plain values without behaviour. Angles are degrees, lengths metres, speeds metres per second; times are
+// UTC.
 #pragma once
 
 #include <chrono>
@@ -14,7 +16,7 @@ using Duration = std::chrono::nanoseconds;
 // Nanoseconds since 1970-01-01 UTC, without leap seconds.
 using UtcTime = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
 
-constexpr int kGpsMinusUtcSeconds = 18;  // leap seconds since 2017-01-01
+constexpr int kGpsMinusUtcSeconds = 18; // leap seconds since 2017-01-01
 
 // The numbers are the gnssId of the UBX protocol.
 enum class Constellation { Gps = 0, Sbas = 1, Galileo = 2, BeiDou = 3, Imes = 4, Qzss = 5, Glonass = 6 };
@@ -26,8 +28,8 @@ struct Satellite {
     int number = 0;
     double elevationDeg = 0;
     double azimuthDeg = 0;
-    double carrierToNoiseDbHz = 0;  // 0: searched for, not tracked
-    bool used = false;              // part of the navigation solution
+    double carrierToNoiseDbHz = 0; // 0: searched for, not tracked
+    bool used = false;             // part of the navigation solution
 };
 
 // The numbers are the fixType of UBX-NAV-PVT.
@@ -48,18 +50,18 @@ struct GeoPosition {
     double latitudeDeg = 0;
     double longitudeDeg = 0;
     double altitudeMslM = 0;
-    double geoidSeparationM = 0;  // ellipsoidal height = altitudeMslM + geoidSeparationM
+    double geoidSeparationM = 0; // ellipsoidal height = altitudeMslM + geoidSeparationM
 };
 
 struct Epoch {
     UtcTime utc{};
-    bool timeKnown = false;  // from the first satellite with a time message on, or from an aiding message
+    bool timeKnown = false; // from the first satellite with a time message on, or from an aiding message
     FixType fix = FixType::None;
-    int quality = 0;  // as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
+    int quality = 0; // as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
     GeoPosition position;
     double speedMps = 0;
     double courseDeg = 0;
-    double climbMps = 0;  // upwards positive
+    double climbMps = 0; // upwards positive
     double horizontalAccuracyM = 0;
     double verticalAccuracyM = 0;
     double speedAccuracyMps = 0;
@@ -69,4 +71,4 @@ struct Epoch {
     std::vector<Satellite> satellites;
 };
 
-}  // namespace simulator
+} // namespace simulator

@@ -35,12 +35,12 @@ constexpr std::size_t kSentenceIds = 0x10;
 enum class MainTalker { Automatic = 0, Gp = 1, Gl = 2, Gn = 3, Ga = 4, Gb = 5 };
 
 struct OutputConfiguration {
-    bool nmeaOut = true;  // the port's output protocol mask holds NMEA
-    bool ubxOut = true;   // the port's output protocol mask holds UBX
+    bool nmeaOut = true; // the port's output protocol mask holds NMEA
+    bool ubxOut = true;  // the port's output protocol mask holds UBX
     NmeaVersion nmeaVersion = NmeaVersion::V40;
-    bool extendedNumbering = false;  // svNumbering of UBX-CFG-NMEA: 0 strict, 1 extended
+    bool extendedNumbering = false; // svNumbering of UBX-CFG-NMEA: 0 strict, 1 extended
     MainTalker mainTalker = MainTalker::Automatic;
-    bool gsvUsesMainTalker = false;  // gsvTalkerId of UBX-CFG-NMEA
+    bool gsvUsesMainTalker = false; // gsvTalkerId of UBX-CFG-NMEA
     std::set<Constellation> enabled{Constellation::Gps, Constellation::Sbas, Constellation::Qzss,
                                     Constellation::Glonass};
     std::chrono::milliseconds epochPeriod{1000};
@@ -55,8 +55,8 @@ struct OutputConfiguration {
     }
 
     static constexpr std::array<std::uint8_t, kSentenceIds> factorySentenceRates() {
-        return {{1, 1, 1, 1, 1, 1}};  // GGA, GLL, GSA, GSV, RMC, VTG
+        return {{1, 1, 1, 1, 1, 1}}; // GGA, GLL, GSA, GSV, RMC, VTG
     }
 };
 
-}  // namespace simulator
+} // namespace simulator

@@ -1,0 +1,128 @@
+#include "Channels.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace simulator {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+} // namespace
+
+// --- Control pipe ---------------------------------------------------------------------------------------
+
+ControlPipe::~ControlPipe() {
+    if (descriptor_ >= 0)
+        close(descriptor_);
+    if (made_)
+        unlink(path_.c_str());
+}
+
+// Opened for writing too, so that it doesn't end when the last writer closes it.
+void ControlPipe::open(const std::string& path) {
+    path_ = path;
+    made_ = mkfifo(path.c_str(), 0666) == 0;
+    if (!made_ && errno != EEXIST)
+        fail("can't make the pipe " + path);
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || !S_ISFIFO(status.st_mode)) {
+        errno = EEXIST;
+        fail(path + " is no named pipe");
+    }
+    descriptor_ = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor_ < 0)
+        fail("can't open the pipe " + path);
+}
+
+std::vector<std::string> ControlPipe::readLines() {
+    std::array<char, 4096> buffer{};
+    const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+    if (count > 0)
+        rest_.append(buffer.data(), static_cast<std::size_t>(count));
+    std::vector<std::string> lines;
+    for (std::size_t end = rest_.find('\n'); end != std::string::npos; end = rest_.find('\n')) {
+        lines.push_back(rest_.substr(0, end));
+        rest_.erase(0, end + 1);
+    }
+    return lines;
+}
+
+// --- Reset line -----------------------------------------------------------------------------------------
+
+ResetLineWatch::~ResetLineWatch() {
+    if (descriptor_ >= 0)
+        close(descriptor_);
+}
+
+void ResetLineWatch::open(const std::string& path) {
+    path_ = path;
+    descriptor_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    const std::uint32_t events = IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO;
+    if (descriptor_ < 0 || inotify_add_watch(descriptor_, folderOf(path).c_str(), events) < 0)
+        fail("can't watch " + path);
+}
+
+// Completed writes to the file among the events that wait; -1 without any event of the file.
+int ResetLineWatch::countWrites() {
+    alignas(inotify_event) std::array<char, 8192> buffer{};
+    int writes = -1;
+    for (ssize_t count = 0; (count = ::read(descriptor_, buffer.data(), buffer.size())) > 0;) {
+        for (const char* at = buffer.data(); at < buffer.data() + count;) {
+            inotify_event event{};
+            std::memcpy(&event, at, sizeof event);
+            const bool ours = event.len > 0 && nameOf(path_) == at + sizeof event;
+            if (ours)
+                writes = std::max(writes, 0) + ((event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0 ? 1 : 0);
+            at += sizeof event + event.len;
+        }
+    }
+    return writes;
+}
+
+// The pulse may be over before we look: two completed writes that leave a 1 were a 0 and a 1.
+std::vector<bool> ResetLineWatch::readLevels() {
+    const int writes = countWrites();
+    char level = '\0';
+    std::ifstream file(path_);
+    if (writes < 0 || !(file >> level) || (level != '0' && level != '1'))
+        return {};
+    if (level == '1' && writes >= 2)
+        return {false, true};
+    return {level == '1'};
+}
+
+// --- State file -----------------------------------------------------------------------------------------
+
+bool writeState(const std::string& path, const std::vector<KeyValue>& lines) {
+    const std::string draft = path + ".new";
+    std::ofstream file(draft, std::ios::trunc);
+    for (const KeyValue& line : lines)
+        file << line.key << '=' << line.value << '\n';
+    file.close();
+    return file.good() && std::rename(draft.c_str(), path.c_str()) == 0;
+}
+
+} // namespace simulator

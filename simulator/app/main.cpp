@@ -1,0 +1,214 @@
+// receiver-simulator: connects the simulated receiver with a pseudo terminal, a control pipe and files.
+//
+// One thread and one poll loop. Real time enters only here; libfaketime scales both clocks and poll alike.
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <poll.h>
+#include <system_error>
+
+#include "Channels.h"
+#include "Options.h"
+#include "simulator/Port.h"
+#include "simulator/Simulator.h"
+
+namespace simulator {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+constexpr Duration kAttendPeriod = milliseconds(200);
+
+volatile std::sig_atomic_t stopSignal = 0;
+
+void requestStop(int signal) { stopSignal = signal; }
+
+void catchStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = requestStop; // without SA_RESTART: poll returns
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+        sigaction(signal, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+TimePoint now() { return std::chrono::steady_clock::now(); }
+
+UtcTime utcNow() { return std::chrono::time_point_cast<Duration>(std::chrono::system_clock::now()); }
+
+std::unique_ptr<ProtocolEngine> makeEngine(const Options& options) {
+#ifdef SIMULATOR_HAS_UBX
+    if (options.engineName == "ubx")
+        return makeUbxEngine(options.engine);
+#endif
+    return makeNmeaEngine(options.engine);
+}
+
+// Throws std::system_error; an empty path leaves the stream closed.
+void openForWriting(std::ofstream& stream, const std::string& path) {
+    if (path.empty())
+        return;
+    stream.open(path, std::ios::binary | std::ios::trunc);
+    if (!stream)
+        throw std::system_error(errno, std::generic_category(), "can't write " + path);
+}
+
+// --- The running program --------------------------------------------------------------------------------
+
+class Program {
+public:
+    explicit Program(Options options)
+        : options_(std::move(options)), simulator_(options_.settings, makeEngine(options_), now(), utcNow()) {
+        openForWriting(log_, options_.logFile);
+        openForWriting(capture_, options_.captureFile);
+        if (capture_.is_open())
+            capture_ << captureHeader(utcNow(), "receiver-simulator") << std::flush;
+        if (log_.is_open())
+            simulator_.setLog([this](const std::string& line) { log_ << line << '\n' << std::flush; });
+        if (!options_.controlFifo.empty())
+            control_.open(options_.controlFifo);
+        if (!options_.resetLineFile.empty())
+            resetLine_.open(options_.resetLineFile);
+        if (!options_.link.empty())
+            port_.linkTo(options_.link);
+    }
+
+    void run() {
+        for (const std::string& line : options_.commands)
+            carryOut(line);
+        saveState();
+        std::cout << "ready: " << port_.path() << std::endl;
+        while (stopSignal == 0 && !simulator_.quitRequested() && !isAtEnd()) {
+            waitForSomething();
+            takeInput();
+            sendOutput();
+            attend();
+        }
+        saveState();
+    }
+
+private:
+    bool isAtEnd() const { return options_.quitAtEnd && simulator_.ended(now()); }
+
+    void waitForSomething() {
+        std::array<pollfd, 3> descriptors{{{port_.pollDescriptor(), POLLIN, 0},
+                                           {control_.descriptor(), POLLIN, 0},
+                                           {resetLine_.descriptor(), POLLIN, 0}}};
+        const TimePoint next = std::min(simulator_.nextEvent(), lastAttended_ + kAttendPeriod);
+        const auto wait = std::chrono::ceil<milliseconds>(next - now()).count();
+        poll(descriptors.data(), descriptors.size(), static_cast<int>(std::max<long>(0, wait)));
+    }
+
+    void takeInput() {
+        const std::string bytes = port_.read();
+        if (!bytes.empty())
+            simulator_.fromHost(bytes, port_.baudRate(), now());
+        if (control_.descriptor() >= 0)
+            for (const std::string& line : control_.readLines())
+                carryOut(line);
+        if (resetLine_.descriptor() >= 0)
+            for (const bool level : resetLine_.readLevels())
+                simulator_.setResetLine(!level, now());
+    }
+
+    void carryOut(const std::string& line) {
+        const std::string error = simulator_.command(line, now());
+        if (!error.empty())
+            std::cerr << "receiver-simulator: " << error << std::endl;
+        stateChanged_ = true;
+    }
+
+    void sendOutput() {
+        const unsigned long epochsBefore = simulator_.epochs();
+        for (const Line::Piece& piece : simulator_.advance(now())) {
+            if (capture_.is_open())
+                capture_ << piece.bytes << std::flush;
+            const std::string bytes = readAtSpeed(piece.bytes, piece.baudRate, port_.baudRate());
+            bytesLost_ += bytes.size() - port_.write(bytes);
+        }
+        stateChanged_ = stateChanged_ || simulator_.epochs() != epochsBefore;
+        if (stateChanged_)
+            saveState();
+    }
+
+    void attend() {
+        if (now() - lastAttended_ < kAttendPeriod)
+            return;
+        lastAttended_ = now();
+        port_.attend();
+    }
+
+    void saveState() {
+        stateChanged_ = false;
+        if (options_.stateFile.empty())
+            return;
+        std::vector<KeyValue> lines = simulator_.state(now());
+        lines.push_back({"port", port_.path()});
+        lines.push_back({"port_baud", std::to_string(port_.baudRate())});
+        lines.push_back({"bytes_lost", std::to_string(bytesLost_)});
+        if (!writeState(options_.stateFile, lines) && !stateFailed_)
+            std::cerr << "receiver-simulator: can't write " << options_.stateFile << std::endl;
+        else
+            return;
+        stateFailed_ = true; // said once
+    }
+
+    const Options options_;
+    Simulator simulator_;
+    Port port_;
+    ControlPipe control_;
+    ResetLineWatch resetLine_;
+    std::ofstream log_;
+    std::ofstream capture_;
+    TimePoint lastAttended_{};
+    unsigned long bytesLost_ = 0;
+    bool stateChanged_ = false;
+    bool stateFailed_ = false;
+};
+
+// --- Start ----------------------------------------------------------------------------------------------
+
+void printHelp(const Options& options) {
+    std::cout << optionHelp() << "\nControl commands:\n";
+    std::vector<KeyValue> commands = Simulator::commandHelp();
+    for (KeyValue& command : makeEngine(options)->commandHelp())
+        commands.push_back(std::move(command));
+    for (const KeyValue& command : commands) {
+        std::array<char, 200> line{};
+        std::snprintf(line.data(), line.size(), "  %-30s %s\n", command.key.c_str(), command.value.c_str());
+        std::cout << line.data();
+    }
+}
+
+int runProgram(const std::vector<std::string>& arguments) {
+    Options options = parseOptions(arguments);
+    if (options.help) {
+        printHelp(options);
+    } else if (options.printRouteLength) {
+        std::printf("%.3f\n", options.settings.route.lengthM());
+    } else {
+        catchStopSignals();
+        Program(std::move(options)).run();
+    }
+    return 0;
+}
+
+} // namespace
+
+} // namespace simulator
+
+int main(int argc, char** argv) {
+    try {
+        return simulator::runProgram(std::vector<std::string>(argv + 1, argv + argc));
+    } catch (const simulator::OptionError& error) {
+        std::cerr << "receiver-simulator: " << error.what() << std::endl;
+        return simulator::kExitUsage;
+    } catch (const std::exception& error) {
+        std::cerr << "receiver-simulator: " << error.what() << std::endl;
+        return simulator::kExitFailure;
+    }
+}

@@ -1,0 +1,158 @@
+// The receiver as a whole: world, navigation, protocol engine, faults and line, without any operating system.
+//
+// It is driven from outside in any time the caller likes: advance() brings what has left the receiver,
+// fromHost() hands it what the host wrote, nextEvent() says when to come back. One thread; nothing blocks.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulator/Line.h"
+#include "simulator/Navigation.h"
+#include "simulator/NmeaWriter.h"
+#include "simulator/ProtocolEngine.h"
+#include "simulator/Recording.h"
+#include "simulator/Route.h"
+#include "simulator/Sky.h"
+
+namespace simulator {
+
+struct SimulatorSettings {
+    std::uint64_t seed = 1;
+    Route route{GeoPosition{}};
+    FixTimes fixTimes;
+    int quality = 2;   // of a fix: 1 autonomous, 2 corrected
+    double noiseM = 0; // how far reported positions wander from the true one
+    Delivery delivery = Delivery::Paced;
+    std::optional<Recording> recording; // played in place of the sentences
+    bool restamp = false;               // the recording's times become those of the simulator
+    double playbackSpeed = 1;
+    bool hold = false; // route or recording wait for the command "go"
+};
+
+class Simulator {
+public:
+    using LogSink = std::function<void(const std::string& line)>;
+
+    // Powers the receiver up at `now`, which is `utc` on the calendar.
+    Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine> engine, TimePoint now, UtcTime utc);
+
+    // Everything that is due up to `now`; returns what has left the receiver since the last call, in order.
+    std::vector<Line::Piece> advance(TimePoint now);
+    // The next time at which advance() has something to do.
+    TimePoint nextEvent() const;
+
+    // The host wrote `bytes` while its port ran at `portBaud`.
+    void fromHost(std::string_view bytes, unsigned portBaud, TimePoint now);
+    // The level of the reset line: while it is asserted nothing is sent or heard, its release starts the
+    // receiver anew.
+    void setResetLine(bool asserted, TimePoint now);
+
+    // One line of the control channel. Returns an empty text when it was carried out, else one sentence that
+    // says why not; nothing has happened then.
+    std::string command(const std::string& line, TimePoint now);
+    // All commands with their arguments and meaning, the engine's included.
+    static std::vector<KeyValue> commandHelp();
+    std::vector<KeyValue> engineCommandHelp() const { return engine_->commandHelp(); }
+
+    // What is true now, as lines for the state file.
+    std::vector<KeyValue> state(TimePoint now) const;
+
+    void setLog(LogSink sink) { log_ = std::move(sink); }
+    unsigned baudRate() const { return engine_->baudRate(); }
+    unsigned long epochs() const { return epochs_; }
+    const Epoch& lastEpoch() const { return epoch_; }
+    // The route has been driven or the recording played, and all of it has left.
+    bool ended(TimePoint now) const;
+    bool quitRequested() const { return quitRequested_; }
+
+private:
+    enum class Fault { Silence, Garbage, Half, BadChecksum, NoFix, NoSatellites };
+    struct FaultName {
+        const char* name;
+        Fault fault;
+    };
+    struct CommandRow;
+    using Words = std::vector<std::string>;
+
+    static const std::vector<FaultName>& faultNames();
+    static const std::vector<CommandRow>& commandTable();
+
+    // --- Epochs
+    void runEpoch(TimePoint at);
+    void runPlayback(TimePoint at);
+    void sendSentences(const Epoch& epoch, TimePoint at);
+    Reception receptionAt(TimePoint at, const MotionState& motion);
+    MotionState motionAt(TimePoint at) const;
+    TimePoint playbackTime(std::size_t index) const;
+    std::chrono::milliseconds epochPeriod() const;
+    void scheduleNextEpoch(TimePoint after);
+    UtcTime utcAt(TimePoint at) const { return utcAtStart_ + (at - startedAt_); }
+
+    // --- Output
+    void powerUp(ResetCause cause, TimePoint now);
+    void apply(const Reaction& reaction, unsigned portBaud, TimePoint now);
+    void applyMessages(const Reaction& reaction, TimePoint now);
+    void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
+    std::string spoiled(std::string frame, TimePoint at) const;
+    void writeLog(const std::string& text, unsigned portBaud, TimePoint now) const;
+
+    // --- Faults and commands
+    bool active(Fault fault, TimePoint now) const;
+    bool isSilent(TimePoint now) const;
+    std::string activeFaults(TimePoint now) const;
+    std::string engineCommand(const Words& words, TimePoint now);
+    void setFault(const Words& words, TimePoint now);
+    void clearFaults(const Words& words, TimePoint now);
+    void setPlace(const Words& words, TimePoint now);
+    void depart(const Words& words, TimePoint now);
+    void setQuality(const Words& words, TimePoint now);
+    void setRate(const Words& words, TimePoint now);
+    void setNoise(const Words& words, TimePoint now);
+    void setDelivery(const Words& words, TimePoint now);
+    void setColdStart(const Words& words, TimePoint now);
+    void powerCycle(const Words& words, TimePoint now);
+    void pulseReset(const Words& words, TimePoint now);
+    void quit(const Words& words, TimePoint now);
+
+    // --- Constant after construction
+    const TimePoint startedAt_;
+    const UtcTime utcAtStart_;
+    const std::unique_ptr<ProtocolEngine> engine_;
+    const Sky sky_;
+    LogSink log_;
+
+    // --- World
+    SimulatorSettings settings_;
+    std::optional<TimePoint> departure_;
+    double travelledBeforeM_ = 0;       // on routes left by "goto"
+    std::map<Fault, TimePoint> faults_; // with the time at which each ends
+
+    // --- Receiver
+    Line line_;
+    TimePoint navigationStart_{};
+    std::optional<TimePoint> firstFix_; // since navigationStart_
+    TimePoint skyBlockedAt_{};          // last time at which no satellite could be heard
+    TimePoint nextEpoch_{};
+    std::size_t nextRecorded_ = 0;
+    std::optional<std::chrono::milliseconds> forcedPeriod_;
+    Epoch epoch_;
+    MotionState motion_;
+
+    // --- Counters
+    unsigned long epochs_ = 0;
+    unsigned long sentences_ = 0;
+    unsigned long dropped_ = 0;
+    unsigned long bytesToHost_ = 0;
+    unsigned long bytesFromHost_ = 0;
+    bool inReset_ = false;
+    std::string lastCommandError_;
+    bool quitRequested_ = false;
+};
+
+} // namespace simulator

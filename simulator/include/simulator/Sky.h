@@ -1,0 +1,36 @@
+// The satellites over an observer: circular orbits, obstacles around the antenna and fading, all from one
+// seed.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "simulator/Epoch.h"
+
+namespace simulator {
+
+// A repeatable number in 0 .. 1 for a pair of keys. The source of everything random in the simulator.
+double scatter(std::uint64_t seed, std::uint64_t a, std::uint64_t b = 0);
+
+// Distinguishes satellites of all systems.
+inline std::uint64_t satelliteKey(Constellation constellation, int number) {
+    return static_cast<std::uint64_t>(constellation) * 1000 + static_cast<std::uint64_t>(number);
+}
+
+class Sky {
+public:
+    explicit Sky(std::uint64_t seed) : seed_(seed) {}
+
+    // All satellites of these systems above the horizon, by system and number, with the signal that an open
+    // antenna gets from them at this time. Nothing is marked as used. The same arguments bring the same sky.
+    std::vector<Satellite> above(const GeoPosition& observer, UtcTime utc,
+                                 const std::set<Constellation>& systems) const;
+
+private:
+    double carrierToNoise(const Satellite& satellite, double seconds) const;
+
+    std::uint64_t seed_;
+};
+
+} // namespace simulator

@@ -1,0 +1,162 @@
+#include "simulator/Line.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace simulator {
+
+Duration transmissionTime(std::size_t bytes, unsigned baudRate) {
+    constexpr double kNanosecondsPerSecond = 1e9;
+    const double seconds = static_cast<double>(bytes) * kBitsPerByte / std::max(1U, baudRate);
+    return Duration(std::llround(seconds * kNanosecondsPerSecond));
+}
+
+// --- Queue ----------------------------------------------------------------------------------------------
+
+namespace {
+
+unsigned speedOf(const Line::Frame& frame, unsigned receiverBaud) {
+    return frame.baudRate != 0 ? frame.baudRate : receiverBaud;
+}
+
+// How many bytes of the frame have arrived after so long.
+std::size_t carriedAfter(Duration elapsed, std::size_t size, unsigned baudRate) {
+    const double bytes = std::chrono::duration<double>(elapsed).count() * baudRate / kBitsPerByte;
+    return std::min(size, static_cast<std::size_t>(std::max(0.0, bytes + 1e-6)));
+}
+
+} // namespace
+
+void Line::queue(Frame frame, bool mayOvertake) {
+    auto place = frames_.end();
+    if (mayOvertake) {
+        const auto first = frames_.begin() + (started_ ? 1 : 0);
+        place = std::find_if(first, frames_.end(), [](const Frame& queued) { return queued.yields; });
+    } else {
+        // A delayed frame doesn't hold up what is due before it.
+        while (place != frames_.begin() && std::prev(place)->notBefore > frame.notBefore &&
+               !(started_ && std::prev(place) == frames_.begin()))
+            --place;
+    }
+    frames_.insert(place, std::move(frame));
+}
+
+TimePoint Line::startOf(const Frame& frame) const {
+    return started_ ? startedAt_ : std::max(freeAt_, frame.notBefore);
+}
+
+std::vector<Line::Piece> Line::advance(TimePoint now, unsigned receiverBaud) {
+    std::vector<Piece> pieces;
+    while (!frames_.empty() && startOf(frames_.front()) <= now) {
+        Frame& frame = frames_.front();
+        startedAt_ = startOf(frame);
+        started_ = true;
+        frame.baudRate = speedOf(frame, receiverBaud); // a frame on the line keeps its speed
+        const std::size_t arrived = carriedAfter(now - startedAt_, frame.bytes.size(), frame.baudRate);
+        const bool complete = arrived == frame.bytes.size();
+        const std::size_t fresh = delivery_ == Delivery::Paced || complete ? arrived - carried_ : 0;
+        if (fresh > 0)
+            pieces.push_back({frame.bytes.substr(carried_, fresh), frame.baudRate});
+        carried_ += fresh;
+        if (!complete)
+            break;
+        freeAt_ = startedAt_ + transmissionTime(frame.bytes.size(), frame.baudRate);
+        frames_.pop_front();
+        carried_ = 0;
+        started_ = false;
+    }
+    return pieces;
+}
+
+Duration Line::backlog(TimePoint now, unsigned receiverBaud) const {
+    Duration busy = std::max(Duration(0), Duration(freeAt_ - now));
+    for (const Frame& frame : frames_)
+        if (frame.notBefore <= now && (!frame.yields || &frame == &frames_.front()))
+            busy += transmissionTime(frame.bytes.size(), speedOf(frame, receiverBaud));
+    return started_ ? std::max(Duration(0), busy - (now - startedAt_)) : busy;
+}
+
+// Bytes are fetched in pieces, as a UART's interrupt brings them: a few milliseconds or sixteen bytes at a
+// time.
+TimePoint Line::nextArrival(unsigned receiverBaud) const {
+    constexpr std::size_t kFifoBytes = 16;
+    constexpr Duration kInterruptPeriod = std::chrono::milliseconds(4);
+    if (frames_.empty())
+        return TimePoint::max();
+    const Frame& frame = frames_.front();
+    const unsigned speed = speedOf(frame, receiverBaud);
+    const TimePoint end = startOf(frame) + transmissionTime(frame.bytes.size(), speed);
+    if (delivery_ == Delivery::Burst)
+        return end;
+    const Duration piece = std::max(kInterruptPeriod, transmissionTime(kFifoBytes, speed));
+    return std::min(end, startOf(frame) + transmissionTime(carried_, speed) + piece);
+}
+
+void Line::clear() {
+    frames_.clear();
+    started_ = false;
+    carried_ = 0;
+}
+
+// --- Wrong speed ----------------------------------------------------------------------------------------
+
+namespace {
+
+// The line as levels over time, measured in bits of the sender. Idle is high.
+class Waveform {
+public:
+    explicit Waveform(std::string_view bytes) : bytes_(bytes) {}
+
+    double length() const { return static_cast<double>(bytes_.size()) * kBitsPerByte; }
+
+    bool high(double bitTime) const {
+        if (bitTime < 0 || bitTime >= length())
+            return true;
+        const auto bit = static_cast<std::size_t>(bitTime);
+        const std::size_t inByte = bit % kBitsPerByte;
+        if (inByte == 0)
+            return false; // start bit
+        const auto value = static_cast<unsigned char>(bytes_[bit / kBitsPerByte]);
+        return inByte == kBitsPerByte - 1 || ((value >> (inByte - 1)) & 1U) != 0;
+    }
+
+    // The next moment from `from` on at which the line is low; length() where it stays high.
+    double nextLow(double from) const {
+        double time = from;
+        while (time < length() && high(time))
+            time = std::floor(time) + 1;
+        return std::min(time, length());
+    }
+
+private:
+    std::string_view bytes_;
+};
+
+bool sameSpeed(unsigned sender, unsigned reader) {
+    return std::fabs(static_cast<double>(sender) - reader) <= 0.02 * sender;
+}
+
+} // namespace
+
+std::string readAtSpeed(std::string_view bytes, unsigned sender, unsigned reader) {
+    if (sameSpeed(sender, reader))
+        return std::string(bytes);
+    if (reader == 0 || sender == 0)
+        return "";
+    const Waveform line(bytes);
+    const double step = static_cast<double>(sender) / reader; // one bit of the reader in bits of the sender
+    std::string read;
+    for (double start = line.nextLow(0); start < line.length(); start = line.nextLow(start)) {
+        unsigned value = 0;
+        for (unsigned bit = 0; bit < 8; ++bit)
+            value |= line.high(start + (bit + 1.5) * step) ? 1U << bit : 0U;
+        const bool stopBit = line.high(start + 9.5 * step);
+        read += static_cast<char>(stopBit ? value : 0U);
+        start += 9.5 * step;
+        while (!stopBit && start < line.length() && !line.high(start))
+            start = std::floor(start) + 1; // a break: wait for the line to rise
+    }
+    return read;
+}
+
+} // namespace simulator

@@ -1,0 +1,485 @@
+#include "simulator/Simulator.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+
+#include "simulator/Nmea.h"
+
+namespace simulator {
+
+namespace {
+
+// A suspended process doesn't send the epochs that it slept through.
+constexpr Duration kLongestCatchUp = std::chrono::seconds(5);
+
+template <typename... Values>
+std::string formatted(const char* format, Values... values) {
+    std::array<char, 128> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), format, values...);
+    return buffer.data();
+}
+
+double inSeconds(Duration duration) { return std::chrono::duration<double>(duration).count(); }
+
+Duration fromSeconds(double seconds) {
+    return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
+}
+
+} // namespace
+
+// --- Life cycle -----------------------------------------------------------------------------------------
+
+Simulator::Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine> engine, TimePoint now,
+                     UtcTime utc)
+    : startedAt_(now), utcAtStart_(utc), engine_(std::move(engine)), sky_(settings.seed),
+      settings_(std::move(settings)), line_(settings_.delivery), skyBlockedAt_(now - std::chrono::hours(1)) {
+    if (!settings_.hold)
+        departure_ = now;
+    powerUp(ResetCause::PowerUp, now);
+}
+
+void Simulator::powerUp(ResetCause cause, TimePoint now) {
+    line_.clear();
+    navigationStart_ = now;
+    firstFix_.reset();
+    apply(engine_->reset(cause, now), 0, now);
+    if (!settings_.recording)
+        for (std::string& sentence : powerUpBanner(engine_->output()))
+            sendFrame(std::move(sentence), now, false);
+    scheduleNextEpoch(now);
+}
+
+void Simulator::setResetLine(bool asserted, TimePoint now) {
+    const bool released = inReset_ && !asserted;
+    inReset_ = asserted;
+    if (asserted)
+        line_.clear();
+    if (!released)
+        return;
+    writeLog("reset line pulsed", 0, now);
+    powerUp(ResetCause::ResetLine, now);
+}
+
+std::vector<Line::Piece> Simulator::advance(TimePoint now) {
+    if (now - nextEpoch_ > kLongestCatchUp)
+        scheduleNextEpoch(now - std::chrono::milliseconds(1));
+    for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_))
+        runEpoch(nextEpoch_);
+    for (; playbackTime(nextRecorded_) <= now; ++nextRecorded_)
+        runPlayback(playbackTime(nextRecorded_));
+    std::vector<Line::Piece> pieces = line_.advance(now, engine_->baudRate());
+    for (const Line::Piece& piece : pieces)
+        bytesToHost_ += piece.bytes.size();
+    return pieces;
+}
+
+TimePoint Simulator::nextEvent() const {
+    return std::min({nextEpoch_, playbackTime(nextRecorded_), line_.nextArrival(engine_->baudRate())});
+}
+
+bool Simulator::ended(TimePoint now) const {
+    const bool lineEmpty = line_.nextArrival(engine_->baudRate()) == TimePoint::max();
+    if (!settings_.recording)
+        return motionAt(now).arrived && departure_ && settings_.route.lengthM() > 0;
+    return departure_ && lineEmpty && now >= *departure_ + settings_.recording->duration();
+}
+
+// --- Epochs ---------------------------------------------------------------------------------------------
+
+std::chrono::milliseconds Simulator::epochPeriod() const {
+    const auto period = forcedPeriod_.value_or(engine_->output().epochPeriod);
+    return std::max(period, std::chrono::milliseconds(25));
+}
+
+// Epochs stand at whole multiples of the period on the calendar, as those of a receiver do.
+void Simulator::scheduleNextEpoch(TimePoint after) {
+    const Duration period = epochPeriod();
+    const Duration sinceEpoch = utcAt(after).time_since_epoch() % period;
+    nextEpoch_ = after + (period - sinceEpoch);
+}
+
+MotionState Simulator::motionAt(TimePoint at) const {
+    MotionState motion = settings_.route.at(departure_ ? at - *departure_ : Duration(-1));
+    motion.travelledM += travelledBeforeM_;
+    return motion;
+}
+
+Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
+    Reception reception;
+    reception.skyBlocked = motion.skyBlocked || active(Fault::NoSatellites, at);
+    if (reception.skyBlocked)
+        skyBlockedAt_ = at;
+    reception.sinceStart = at - navigationStart_;
+    // Once it had a fix it doesn't start anew, whatever it is told or forgets afterwards.
+    reception.timeToFirstFix =
+        firstFix_ ? Duration(*firstFix_ - navigationStart_) : engine_->timeToFirstFix(settings_.fixTimes);
+    reception.sinceSkyBack = at - skyBlockedAt_;
+    reception.fixDenied = active(Fault::NoFix, at);
+    reception.corrected = settings_.quality == 2 && engine_->output().enabled.count(Constellation::Sbas) != 0;
+    reception.noiseM = settings_.noiseM;
+    return reception;
+}
+
+void Simulator::runEpoch(TimePoint at) {
+    motion_ = motionAt(at);
+    const Reception reception = receptionAt(at, motion_);
+    auto satellites = sky_.above(motion_.position, utcAt(at), engine_->output().enabled);
+    epoch_ = navigate(motion_, std::move(satellites), utcAt(at), reception, settings_.seed);
+    if (epoch_.fix != FixType::None && !firstFix_)
+        firstFix_ = at;
+    Reaction messages = engine_->epoch(epoch_, at);
+    if (!settings_.recording) {
+        sendSentences(epoch_, at);
+        applyMessages(messages, at);
+    }
+    ++epochs_;
+}
+
+// What doesn't fit between two epochs at the line's speed is left out, whole messages at a time.
+void Simulator::sendSentences(const Epoch& epoch, TimePoint at) {
+    const unsigned baud = engine_->baudRate();
+    for (SentenceGroup& group : writeSentences(epoch, engine_->output(), epochs_)) {
+        std::size_t bytes = 0;
+        for (const std::string& sentence : group)
+            bytes += sentence.size();
+        if (line_.backlog(at, baud) + transmissionTime(bytes, baud) > epochPeriod()) {
+            dropped_ += group.size();
+            continue;
+        }
+        sentences_ += group.size();
+        for (std::string& sentence : group)
+            sendFrame(spoiled(std::move(sentence), at), at, true);
+    }
+}
+
+TimePoint Simulator::playbackTime(std::size_t index) const {
+    if (!settings_.recording || !departure_ || index >= settings_.recording->epochs().size())
+        return TimePoint::max();
+    const Duration sinceStart = settings_.recording->epochs()[index].sinceStart;
+    return *departure_ + fromSeconds(inSeconds(sinceStart) / settings_.playbackSpeed);
+}
+
+void Simulator::runPlayback(TimePoint at) {
+    const RecordedEpoch& recorded = settings_.recording->epochs()[nextRecorded_];
+    const UtcTime start = std::chrono::floor<std::chrono::seconds>(utcAt(*departure_));
+    const UtcTime utc = start + recorded.sinceStart;
+    for (const std::string& frame : recorded.frames) {
+        sendFrame(spoiled(settings_.restamp ? restamped(frame, recorded, utc) : frame, at), at, true);
+        ++sentences_;
+    }
+}
+
+// --- Output ---------------------------------------------------------------------------------------------
+
+void Simulator::sendFrame(std::string frame, TimePoint at, bool mayOvertake) {
+    if (frame.empty() || isSilent(at))
+        return;
+    line_.queue({std::move(frame), at, 0, false}, mayOvertake);
+}
+
+void Simulator::apply(const Reaction& reaction, unsigned portBaud, TimePoint now) {
+    for (const std::string& text : reaction.log)
+        writeLog(text, portBaud, now);
+    if (reaction.navigationRestarted) {
+        navigationStart_ = now;
+        firstFix_.reset();
+    }
+    for (const Outgoing& outgoing : reaction.outgoing)
+        if (!outgoing.bytes.empty() && !isSilent(now))
+            line_.queue({outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields});
+}
+
+// Periodic messages suffer the same faults and the same lack of room as sentences.
+void Simulator::applyMessages(const Reaction& reaction, TimePoint now) {
+    const unsigned baud = engine_->baudRate();
+    for (const Outgoing& outgoing : reaction.outgoing) {
+        if (line_.backlog(now, baud) + transmissionTime(outgoing.bytes.size(), baud) > epochPeriod())
+            ++dropped_;
+        else
+            sendFrame(spoiled(outgoing.bytes, now), now, true);
+    }
+    for (const std::string& text : reaction.log)
+        writeLog(text, 0, now);
+}
+
+std::string Simulator::spoiled(std::string frame, TimePoint at) const {
+    if (active(Fault::Garbage, at)) {
+        const auto moment = static_cast<std::uint64_t>(at.time_since_epoch().count());
+        for (std::size_t i = 0; i < frame.size(); ++i)
+            frame[i] = static_cast<char>(256 * scatter(settings_.seed, moment + sentences_, i));
+    }
+    if (active(Fault::BadChecksum, at) && frame.size() > 4) {
+        char& digit = frame[frame.size() - 3]; // the checksum's last digit, or a byte of a binary frame
+        digit = digit == '0' ? '1' : '0';
+    }
+    if (active(Fault::Half, at))
+        frame.resize(frame.size() / 2);
+    return frame;
+}
+
+void Simulator::fromHost(std::string_view bytes, unsigned portBaud, TimePoint now) {
+    bytesFromHost_ += bytes.size();
+    if (inReset_)
+        return;
+    const std::string received = readAtSpeed(bytes, portBaud, engine_->baudRate());
+    const Reaction reaction = engine_->receive(received, now);
+    if (reaction.log.empty()) {
+        std::string text = "received " + std::to_string(received.size()) + " bytes:";
+        for (const char c : received)
+            text += formatted(" %02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        writeLog(text, portBaud, now);
+    }
+    apply(reaction, portBaud, now);
+}
+
+// Calendar time, seconds since the start, the speed of the host's port and that of the receiver, what
+// happened.
+void Simulator::writeLog(const std::string& text, unsigned portBaud, TimePoint now) const {
+    if (!log_)
+        return;
+    const CalendarTime c = calendarOf(utcAt(now));
+    std::string line = formatted("%04d-%02d-%02dT%02d:%02d:%02d.%03dZ %.3f", c.year, c.month, c.day, c.hour,
+                                 c.minute, c.second, c.nanosecond / 1'000'000, inSeconds(now - startedAt_));
+    if (portBaud != 0)
+        line += formatted(" port=%u", portBaud);
+    log_(line + formatted(" receiver=%u ", engine_->baudRate()) + text);
+}
+
+// --- Faults ---------------------------------------------------------------------------------------------
+
+const std::vector<Simulator::FaultName>& Simulator::faultNames() {
+    static const std::vector<FaultName> names{
+        {"silence", Fault::Silence}, {"garbage", Fault::Garbage},
+        {"half", Fault::Half},       {"badchecksum", Fault::BadChecksum},
+        {"nofix", Fault::NoFix},     {"nosatellites", Fault::NoSatellites},
+    };
+    return names;
+}
+
+bool Simulator::active(Fault fault, TimePoint now) const {
+    const auto found = faults_.find(fault);
+    return found != faults_.end() && now < found->second;
+}
+
+bool Simulator::isSilent(TimePoint now) const { return inReset_ || active(Fault::Silence, now); }
+
+std::string Simulator::activeFaults(TimePoint now) const {
+    std::string names;
+    for (const FaultName& row : faultNames())
+        if (active(row.fault, now))
+            names += (names.empty() ? "" : ",") + std::string(row.name);
+    return names.empty() ? "none" : names;
+}
+
+// --- Commands -------------------------------------------------------------------------------------------
+
+namespace {
+
+// Thrown by a command that can't be carried out; the text reaches whoever sent it.
+class CommandError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+double numberOf(const std::string& word, double lowest, double highest) {
+    char* end = nullptr;
+    const double value = std::strtod(word.c_str(), &end);
+    if (word.empty() || *end != '\0' || !(value >= lowest && value <= highest))
+        throw CommandError(formatted("'%.40s' is no number from %g to %g", word.c_str(), lowest, highest));
+    return value;
+}
+
+std::vector<std::string> wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
+}
+
+} // namespace
+
+struct Simulator::CommandRow {
+    const char* name;
+    const char* arguments;
+    std::size_t fewest;
+    std::size_t most;
+    void (Simulator::*run)(const Words& words, TimePoint now);
+    const char* help;
+};
+
+const std::vector<Simulator::CommandRow>& Simulator::commandTable() {
+    static const std::vector<CommandRow> table{
+        {"silence", "[SECONDS]", 0, 1, &Simulator::setFault, "nothing is sent at all"},
+        {"garbage", "[SECONDS]", 0, 1, &Simulator::setFault, "random bytes in place of sentences"},
+        {"half", "[SECONDS]", 0, 1, &Simulator::setFault, "only the first half of each sentence"},
+        {"badchecksum", "[SECONDS]", 0, 1, &Simulator::setFault, "every checksum is wrong"},
+        {"nofix", "[SECONDS]", 0, 1, &Simulator::setFault, "satellites are heard, but there is no position"},
+        {"nosatellites", "[SECONDS]", 0, 1, &Simulator::setFault, "no satellite is heard"},
+        {"clear", "", 0, 0, &Simulator::clearFaults, "ends all faults above"},
+        {"goto", "LAT,LON[,ALT]", 1, 1, &Simulator::setPlace, "stands at this point from now on"},
+        {"go", "", 0, 0, &Simulator::depart, "starts a route or recording that --hold keeps waiting"},
+        {"quality", "1|2", 1, 1, &Simulator::setQuality, "fixes are autonomous (1) or corrected (2)"},
+        {"hz", "RATE", 1, 1, &Simulator::setRate, "epochs per second, 1 to 10; 0: as configured"},
+        {"noise", "METRES", 1, 1, &Simulator::setNoise, "how far positions wander from the true one"},
+        {"delivery", "paced|burst", 1, 1, &Simulator::setDelivery,
+         "bytes at the line's pace, or whole frames"},
+        {"ttff", "SECONDS", 1, 1, &Simulator::setColdStart, "time to first fix of a cold start"},
+        {"powercycle", "", 0, 0, &Simulator::powerCycle, "power off and on"},
+        {"reset", "", 0, 0, &Simulator::pulseReset, "a pulse of the reset line"},
+        {"quit", "", 0, 0, &Simulator::quit, "ends the program"},
+    };
+    return table;
+}
+
+std::vector<KeyValue> Simulator::commandHelp() {
+    std::vector<KeyValue> help;
+    for (const CommandRow& row : commandTable())
+        help.push_back(
+            {std::string(row.name) + (*row.arguments != '\0' ? " " : "") + row.arguments, row.help});
+    return help;
+}
+
+std::string Simulator::command(const std::string& line, TimePoint now) {
+    const Words words = wordsOf(line);
+    if (words.empty())
+        return "";
+    std::string error;
+    const auto& table = commandTable();
+    const auto row = std::find_if(table.begin(), table.end(),
+                                  [&](const CommandRow& candidate) { return candidate.name == words[0]; });
+    try {
+        if (row == table.end())
+            error = engineCommand(words, now);
+        else if (words.size() - 1 < row->fewest || words.size() - 1 > row->most)
+            error = "'" + words[0] + "' wants: " + row->name + " " + row->arguments;
+        else
+            (this->*row->run)(words, now);
+    } catch (const std::runtime_error& problem) {
+        error = problem.what();
+    }
+    lastCommandError_ = error.empty() ? lastCommandError_ : error;
+    return error;
+}
+
+std::string Simulator::engineCommand(const Words& words, TimePoint now) {
+    const ProtocolEngine::CommandReply reply = engine_->command(words, now);
+    if (reply.result == ProtocolEngine::CommandResult::Unknown)
+        return "unknown command '" + words[0] + "'";
+    if (reply.result == ProtocolEngine::CommandResult::Bad)
+        return reply.error;
+    apply(reply.reaction, 0, now);
+    return "";
+}
+
+void Simulator::setFault(const Words& words, TimePoint now) {
+    constexpr double kLongestS = 1e6;
+    const auto row = std::find_if(faultNames().begin(), faultNames().end(),
+                                  [&](const FaultName& candidate) { return candidate.name == words[0]; });
+    const double seconds = words.size() > 1 ? numberOf(words[1], 0, kLongestS) : kLongestS;
+    faults_[row->fault] = now + fromSeconds(seconds);
+}
+
+void Simulator::clearFaults(const Words&, TimePoint) { faults_.clear(); }
+
+void Simulator::setPlace(const Words& words, TimePoint now) {
+    const MotionState here = motionAt(now);
+    const GeoPosition place = parsePosition(words[1], here.position);
+    travelledBeforeM_ = here.travelledM;
+    settings_.route = Route(place);
+}
+
+void Simulator::depart(const Words&, TimePoint now) {
+    if (departure_)
+        throw CommandError("nothing is held");
+    departure_ = now;
+}
+
+void Simulator::setQuality(const Words& words, TimePoint) {
+    settings_.quality = static_cast<int>(std::lround(numberOf(words[1], 1, 2)));
+}
+
+void Simulator::setRate(const Words& words, TimePoint now) {
+    const double rate = numberOf(words[1], 0, 10);
+    if (rate > 0 && rate < 1)
+        throw CommandError("'" + words[1] + "' is no rate from 1 to 10, and not 0");
+    forcedPeriod_.reset();
+    if (rate > 0)
+        forcedPeriod_ = std::chrono::milliseconds(std::lround(1000 / rate));
+    scheduleNextEpoch(now);
+}
+
+void Simulator::setNoise(const Words& words, TimePoint) { settings_.noiseM = numberOf(words[1], 0, 1000); }
+
+void Simulator::setDelivery(const Words& words, TimePoint) {
+    if (words[1] != "paced" && words[1] != "burst")
+        throw CommandError("'" + words[1] + "' is neither paced nor burst");
+    line_.setDelivery(words[1] == "burst" ? Delivery::Burst : Delivery::Paced);
+}
+
+void Simulator::setColdStart(const Words& words, TimePoint) {
+    settings_.fixTimes.cold = fromSeconds(numberOf(words[1], 0, 3600));
+}
+
+void Simulator::powerCycle(const Words&, TimePoint now) { powerUp(ResetCause::PowerUp, now); }
+
+void Simulator::pulseReset(const Words&, TimePoint now) {
+    setResetLine(true, now);
+    setResetLine(false, now);
+}
+
+void Simulator::quit(const Words&, TimePoint) { quitRequested_ = true; }
+
+// --- State ----------------------------------------------------------------------------------------------
+
+std::vector<KeyValue> Simulator::state(TimePoint now) const {
+    const auto used = std::count_if(epoch_.satellites.begin(), epoch_.satellites.end(),
+                                    [](const Satellite& satellite) { return satellite.used; });
+    const auto tracked =
+        std::count_if(epoch_.satellites.begin(), epoch_.satellites.end(),
+                      [](const Satellite& satellite) { return satellite.carrierToNoiseDbHz > 0; });
+    const bool fixed = epoch_.fix != FixType::None;
+    std::vector<KeyValue> lines{
+        {"uptime_s", formatted("%.3f", inSeconds(now - startedAt_))},
+        {"utc_s", formatted("%.3f", inSeconds(utcAt(now).time_since_epoch()))},
+        {"epochs", std::to_string(epochs_)},
+        {"sentences", std::to_string(sentences_)},
+        {"sentences_dropped", std::to_string(dropped_)},
+        {"fix", fixed ? "1" : "0"},
+        {"fix_type", std::to_string(static_cast<int>(epoch_.fix))},
+        {"quality", std::to_string(epoch_.quality)},
+        {"latitude", formatted("%.8f", motion_.position.latitudeDeg)},
+        {"longitude", formatted("%.8f", motion_.position.longitudeDeg)},
+        {"altitude_m", formatted("%.2f", motion_.position.altitudeMslM)},
+        {"speed_mps", formatted("%.3f", motion_.speedMps)},
+        {"course_deg", formatted("%.2f", motion_.courseDeg)},
+        {"travelled_m", formatted("%.3f", motion_.travelledM)},
+        {"route_length_m", formatted("%.3f", settings_.route.lengthM())},
+        {"route_duration_s", formatted("%.1f", inSeconds(settings_.route.duration()))},
+        {"arrived", motion_.arrived ? "1" : "0"},
+        {"held", departure_ ? "0" : "1"},
+        {"satellites", std::to_string(epoch_.satellites.size())},
+        {"satellites_tracked", std::to_string(tracked)},
+        {"satellites_used", std::to_string(used)},
+        {"pdop", formatted("%.2f", epoch_.dops.position)},
+        {"hdop", formatted("%.2f", epoch_.dops.horizontal)},
+        {"baud", std::to_string(engine_->baudRate())},
+        {"bytes_to_host", std::to_string(bytesToHost_)},
+        {"bytes_from_host", std::to_string(bytesFromHost_)},
+        {"fault", activeFaults(now)},
+        {"ttff_s", formatted("%.1f", inSeconds(engine_->timeToFirstFix(settings_.fixTimes)))},
+        {"first_fix_s", firstFix_ ? formatted("%.3f", inSeconds(*firstFix_ - navigationStart_)) : "none"},
+        {"recorded_epochs_played", std::to_string(nextRecorded_)},
+        {"last_command_error", lastCommandError_.empty() ? "none" : lastCommandError_},
+    };
+    for (KeyValue& line : engine_->state())
+        lines.push_back(std::move(line));
+    return lines;
+}
+
+} // namespace simulator
