@@ -1,0 +1,139 @@
+#include "UbxAssistance.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "UbxIds.h"
+#include "UbxPayload.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr std::uint8_t kPositionLlh = 0x01;
+constexpr std::uint8_t kTimeUtc = 0x10;
+
+UbxFrame acknowledgement(bool used, std::uint8_t infoCode, std::uint8_t id, const Bytes& payloadStart) {
+    Bytes payload = PayloadWriter().u1(used ? 1 : 0).u1(0).u1(infoCode).u1(id).bytes();
+    payload.insert(payload.end(), payloadStart.begin(), payloadStart.end());
+    return {ubx::kMga, ubx::kMgaAckData0, payload};
+}
+
+bool soundDate(const PayloadReader& fields) {
+    const auto within = [](unsigned value, unsigned least, unsigned most) {
+        return least <= value && value <= most;
+    };
+    return within(fields.u2(4), 1980, 2099) && within(fields.u1(6), 1, 12) && within(fields.u1(7), 1, 31) &&
+           fields.u1(8) <= 23 && fields.u1(9) <= 59 && fields.u1(10) <= 60;
+}
+
+} // namespace
+
+UbxAssistance::UbxAssistance(std::uint64_t seed) : database_(seed) {}
+
+MgaOutcome UbxAssistance::handle(const UbxFrame& frame) {
+    MgaOutcome outcome;
+    if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
+        for (Bytes& payload : database_.dump()) {
+            outcome.database.push_back({ubx::kMga, ubx::kMgaDbd, std::move(payload)});
+        }
+        const auto count = static_cast<std::uint32_t>(outcome.database.size());
+        outcome.acknowledgement = acknowledgement(true, 0, ubx::kMgaDbd, PayloadWriter().u4(count).bytes());
+        return outcome;
+    }
+    Info info = Info::UnknownType;
+    if (frame.id == ubx::kMgaDbd) {
+        info = takeRecord(frame.payload);
+    } else if (frame.id == ubx::kMgaIni) {
+        info = takeInitial(frame.payload);
+    }
+    outcome.acknowledgement = acknowledge(frame, info);
+    return outcome;
+}
+
+void UbxAssistance::reset() {
+    database_.clear();
+    position_.clear();
+    time_.clear();
+    taken_ = 0;
+    refused_ = 0;
+}
+
+void UbxAssistance::forgetPosition() {
+    position_.clear();
+    database_.forget({RecordKind::Position});
+}
+
+void UbxAssistance::forgetTime() { time_.clear(); }
+
+bool UbxAssistance::positionKnown() const {
+    return !position_.empty() || database_.holds(RecordKind::Position);
+}
+
+UbxFrame UbxAssistance::acknowledge(const UbxFrame& frame, Info info) {
+    const bool used = info == Info::Accepted;
+    ++(used ? taken_ : refused_);
+    Bytes start = frame.payload;
+    start.resize(4, 0);
+    return acknowledgement(used, static_cast<std::uint8_t>(info), frame.id, start);
+}
+
+UbxAssistance::Info UbxAssistance::takeRecord(const Bytes& payload) {
+    switch (database_.restore(payload)) {
+    case StoreResult::Taken:
+        return Info::Accepted;
+    case StoreResult::WrongSize:
+        return Info::BadSize;
+    case StoreResult::Damaged:
+        return Info::NotStored;
+    }
+    return Info::NotStored;
+}
+
+UbxAssistance::Info UbxAssistance::takeInitial(const Bytes& payload) {
+    const PayloadReader fields(payload);
+    if (payload.size() < 2 || (fields.u1(0) != kPositionLlh && fields.u1(0) != kTimeUtc)) {
+        return Info::UnknownType;
+    }
+    if (fields.u1(1) != 0) {
+        return Info::BadVersion;
+    }
+    return fields.u1(0) == kPositionLlh ? takePosition(payload) : takeTime(payload);
+}
+
+UbxAssistance::Info UbxAssistance::takePosition(const Bytes& payload) {
+    constexpr std::int32_t kRightAngleE7 = 900000000;
+    constexpr std::int32_t kHalfTurnE7 = 1800000000;
+    const PayloadReader fields(payload);
+    if (payload.size() != 20) {
+        return Info::BadSize;
+    }
+    const auto beyond = [](std::int32_t value, std::int32_t most) { return value > most || value < -most; };
+    if (beyond(fields.i4(4), kRightAngleE7) || beyond(fields.i4(8), kHalfTurnE7)) {
+        return Info::NotStored;
+    }
+    char text[96];
+    std::snprintf(text, sizeof text, "%.7f %.7f %.2f m accuracy %.2f m", fields.i4(4) * 1e-7,
+                  fields.i4(8) * 1e-7, fields.i4(12) * 0.01, fields.u4(16) * 0.01);
+    position_ = text;
+    return Info::Accepted;
+}
+
+UbxAssistance::Info UbxAssistance::takeTime(const Bytes& payload) {
+    const PayloadReader fields(payload);
+    if (payload.size() != 24) {
+        return Info::BadSize;
+    }
+    if (!soundDate(fields)) {
+        return Info::NotStored;
+    }
+    char text[96];
+    std::snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ accuracy %u s leap %d", fields.u2(4),
+                  fields.u1(6), fields.u1(7), fields.u1(8), fields.u1(9), fields.u1(10), fields.u2(16),
+                  fields.i1(3));
+    time_ = text;
+    return Info::Accepted;
+}
+
+} // namespace simulator

@@ -1,0 +1,165 @@
+#include "UbxFaults.h"
+
+#include <charconv>
+
+namespace simulator {
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr unsigned kMostMs = 60000;
+constexpr unsigned kMostCount = 1000000;
+constexpr unsigned kMostPosition = 2048;
+
+// Reads words[index], or takes `fallback` where it is left out.
+bool optionalNumber(const Words& words, std::size_t index, unsigned least, unsigned most, unsigned fallback,
+                    unsigned& value) {
+    value = fallback;
+    return words.size() <= index || parseNumber(words[index], least, most, value);
+}
+
+std::string wrongArguments(const Words& words, const char* form) { return words[0] + " takes " + form + "."; }
+
+std::string applyNormal(UbxFaults& faults, const Words& words) {
+    faults = UbxFaults{};
+    return words.size() == 1 ? "" : wrongArguments(words, "no arguments");
+}
+
+std::string applyCount(unsigned& target, const Words& words) {
+    const bool sound =
+        words.size() <= 2 && optionalNumber(words, 1, 0, kMostCount, UbxFaults::kForEver, target);
+    return sound ? "" : wrongArguments(words, "a count from 0 to 1000000, or nothing for all from now on");
+}
+
+std::string applyRefuse(UbxFaults& faults, const Words& words) { return applyCount(faults.refusals, words); }
+
+std::string applySilence(UbxFaults& faults, const Words& words) { return applyCount(faults.silences, words); }
+
+std::string applyLate(UbxFaults& faults, const Words& words) {
+    unsigned ms = 0;
+    if (words.size() != 2 || !parseNumber(words[1], 0, kMostMs, ms)) {
+        return wrongArguments(words, "milliseconds from 0 to 60000");
+    }
+    faults.lateness = std::chrono::milliseconds(ms);
+    return "";
+}
+
+std::string applyFlag(bool& flag, const Words& words) {
+    flag = true;
+    return words.size() == 1 ? "" : wrongArguments(words, "no arguments");
+}
+
+std::string applyOldSpeed(UbxFaults& faults, const Words& words) { return applyFlag(faults.oldSpeed, words); }
+
+std::string applyMixed(UbxFaults& faults, const Words& words) { return applyFlag(faults.mixedBurst, words); }
+
+std::string applyEarlyAck(UbxFaults& faults, const Words& words) { return applyFlag(faults.earlyAck, words); }
+
+std::string applySplit(UbxFaults& faults, const Words& words) {
+    constexpr unsigned kUsualGapMs = 100;
+    unsigned at = 0;
+    unsigned gapMs = 0;
+    const bool sound = (words.size() == 2 || words.size() == 3) &&
+                       parseNumber(words[1], 1, kMostPosition, at) &&
+                       optionalNumber(words, 2, 0, kMostMs, kUsualGapMs, gapMs);
+    if (!sound) {
+        return wrongArguments(words, "a number of bytes from 1 to 2048 and perhaps a gap in milliseconds");
+    }
+    faults.splitAt = at;
+    faults.splitGap = std::chrono::milliseconds(gapMs);
+    return "";
+}
+
+std::string applyByteError(std::size_t& position, std::size_t& every, const Words& words) {
+    unsigned at = 0;
+    unsigned nth = 0;
+    const bool sound = (words.size() == 2 || words.size() == 3) &&
+                       parseNumber(words[1], 1, kMostPosition, at) &&
+                       optionalNumber(words, 2, 1, kMostCount, 1, nth);
+    if (!sound) {
+        return wrongArguments(words, "a byte's number from 1 to 2048 and perhaps in which n-th answers");
+    }
+    position = at;
+    every = nth;
+    return "";
+}
+
+std::string applyDrop(UbxFaults& faults, const Words& words) {
+    return applyByteError(faults.dropAt, faults.faultEvery, words);
+}
+
+std::string applyFlip(UbxFaults& faults, const Words& words) {
+    return applyByteError(faults.flipAt, faults.faultEvery, words);
+}
+
+std::string countText(unsigned count) { return count == UbxFaults::kForEver ? "all" : std::to_string(count); }
+
+std::string millisecondsText(Duration duration) {
+    return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()) + " ms";
+}
+
+} // namespace
+
+const std::vector<UbxFaultRow>& ubxFaultRows() {
+    static const std::vector<UbxFaultRow> rows = {
+        {"ubx-normal", "", "end all faults of the receiver's answers", applyNormal},
+        {"ubx-refuse", "[COUNT]", "answer the next COUNT configuration messages (or all) with ACK-NAK",
+         applyRefuse},
+        {"ubx-silence", "[COUNT]", "leave the next COUNT frames (or all) without an answer", applySilence},
+        {"ubx-late", "MS", "answer MS milliseconds late", applyLate},
+        {"ubx-old-speed", "", "acknowledge a change of speed at the speed before it", applyOldSpeed},
+        {"ubx-split", "BYTES [GAP_MS]", "pause within each answer after BYTES bytes", applySplit},
+        {"ubx-drop", "BYTE [EVERY]", "lose this byte of each answer, or of every EVERY-th", applyDrop},
+        {"ubx-flip", "BYTE [EVERY]", "turn a bit over in this byte of each answer, or of every EVERY-th",
+         applyFlip},
+        {"ubx-mixed", "", "put sentences and acknowledgements between the frames of a database dump",
+         applyMixed},
+        {"ubx-early-ack", "", "send the acknowledgement of a database dump ahead of its frames",
+         applyEarlyAck},
+    };
+    return rows;
+}
+
+bool parseNumber(const std::string& text, unsigned least, unsigned most, unsigned& value) {
+    unsigned number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
+        return false;
+    }
+    value = number;
+    return true;
+}
+
+std::string describeFaults(const UbxFaults& faults) {
+    std::string text;
+    const auto add = [&text](bool present, const std::string& fault) {
+        text += present ? (text.empty() ? "" : ", ") + fault : "";
+    };
+    add(faults.refusals != 0, "refuse " + countText(faults.refusals));
+    add(faults.silences != 0, "silence " + countText(faults.silences));
+    add(faults.lateness.count() != 0, "late " + millisecondsText(faults.lateness));
+    add(faults.oldSpeed, "old speed");
+    add(faults.splitAt != 0,
+        "split after " + std::to_string(faults.splitAt) + " for " + millisecondsText(faults.splitGap));
+    add(faults.dropAt != 0, "drop byte " + std::to_string(faults.dropAt));
+    add(faults.flipAt != 0, "flip byte " + std::to_string(faults.flipAt));
+    add(faults.mixedBurst, "mixed burst");
+    add(faults.earlyAck, "early acknowledgement");
+    return text.empty() ? "none" : text;
+}
+
+Bytes damaged(const UbxFaults& faults, Bytes answer, std::size_t count) {
+    if (count % faults.faultEvery != 0) {
+        return answer;
+    }
+    if (faults.flipAt != 0 && faults.flipAt <= answer.size()) {
+        answer[faults.flipAt - 1] ^= 0x10;
+    }
+    if (faults.dropAt != 0 && faults.dropAt <= answer.size()) {
+        answer.erase(answer.begin() + static_cast<std::ptrdiff_t>(faults.dropAt - 1));
+    }
+    return answer;
+}
+
+} // namespace simulator

@@ -1,0 +1,78 @@
+// UBX frames: build them, and find them in a stream of bytes.
+//
+// This is an implementation of the public protocol on its own feet. It shares no code with the
+// library, so a test may use it to judge the frames that the library builds.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace simulator {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// One message: what stands between the two sync characters and the checksum.
+struct UbxFrame {
+    std::uint8_t messageClass = 0;
+    std::uint8_t id = 0;
+    Bytes payload;
+};
+
+bool operator==(const UbxFrame& left, const UbxFrame& right);
+
+// CK_A and CK_B over class, id, length and payload (8-bit Fletcher).
+std::array<std::uint8_t, 2> ubxChecksum(const UbxFrame& frame);
+
+// The frame as it travels: sync characters, header, payload, checksum. At most 65,535 bytes of payload.
+Bytes encodeUbx(const UbxFrame& frame);
+
+// What a parser found.
+enum class UbxEventKind {
+    Frame,       // a whole frame with the right checksum
+    BadChecksum, // a whole frame whose checksum is wrong
+    BadLength,   // a header that announces more than the parser's longest payload
+};
+
+struct UbxEvent {
+    UbxEventKind kind = UbxEventKind::Frame;
+    UbxFrame frame; // with BadLength only class and id
+};
+
+// Finds frames in a stream. Bytes between frames (line feeds, NMEA, noise) are skipped and counted.
+// After a frame with an error the search goes on one byte behind its first sync character, so a frame
+// that begins inside a damaged one is still found.
+class UbxParser {
+public:
+    explicit UbxParser(std::size_t longestPayload = 2048);
+
+    // Takes the next bytes of the stream, in pieces of any size; returns what became complete with them.
+    std::vector<UbxEvent> feed(const std::uint8_t* data, std::size_t size);
+    std::vector<UbxEvent> feed(const Bytes& bytes);
+    std::vector<UbxEvent> feed(std::string_view bytes);
+
+    // Forgets a frame that has begun; the counter stays.
+    void reset();
+
+    // Bytes that belonged to no whole frame, since construction.
+    std::size_t skippedBytes() const;
+
+private:
+    enum class Step { NeedMore, Skipped, Found };
+
+    Step parseOne(std::vector<UbxEvent>& events);
+    void skipToSync();
+    void drop(std::size_t count);
+
+    std::size_t longestPayload_;
+    Bytes pending_;
+    std::size_t skippedBytes_ = 0;
+};
+
+// All frames of a recording or a file, errors left out: for tests that look at what was sent.
+std::vector<UbxFrame> framesIn(std::string_view bytes);
+
+} // namespace simulator

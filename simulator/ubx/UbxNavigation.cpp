@@ -1,0 +1,420 @@
+#include "UbxNavigation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <limits>
+
+#include "UbxIds.h"
+#include "UbxPayload.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr std::int64_t kNanoseconds = 1000000000;
+constexpr std::int64_t kWeekS = 7 * 24 * 3600;
+constexpr std::int64_t kGpsEpochS = 315964800; // 1980-01-06 in seconds since 1970
+constexpr std::uint32_t kUnknownAccuracy = std::numeric_limits<std::uint32_t>::max();
+
+std::int32_t scaled(double value, double unitsPerOne) {
+    const double product = std::round(value * unitsPerOne);
+    constexpr double kMost = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::clamp(product, -kMost, kMost));
+}
+
+std::uint32_t magnitude(double value, double unitsPerOne) {
+    return static_cast<std::uint32_t>(scaled(std::max(value, 0.0), unitsPerOne));
+}
+
+double radians(double degrees) { return degrees * kPi / 180; }
+
+bool hasFix(const Epoch& epoch) { return epoch.fix != FixType::None; }
+
+bool isCorrected(const Epoch& epoch) { return epoch.quality == 2; }
+
+std::uint32_t usedCount(const Epoch& epoch) {
+    return static_cast<std::uint32_t>(
+        std::count_if(epoch.satellites.begin(), epoch.satellites.end(),
+                      [](const Satellite& satellite) { return satellite.used; }));
+}
+
+// --- Time ------------------------------------------------------------------------------------------------
+
+struct GpsTime {
+    std::int64_t week;
+    std::uint32_t towMs; // rounded to the millisecond, as iTOW is
+    std::int32_t restNs; // what the rounding left, may be negative
+};
+
+GpsTime gpsTime(const Epoch& epoch) {
+    const std::int64_t utcNs = epoch.utc.time_since_epoch().count();
+    const std::int64_t gpsNs = utcNs - (kGpsEpochS - kGpsMinusUtcSeconds) * kNanoseconds;
+    const std::int64_t totalMs = (gpsNs + 500000) / 1000000;
+    const std::int64_t weekMs = kWeekS * 1000;
+    return {totalMs / weekMs, static_cast<std::uint32_t>(totalMs % weekMs),
+            static_cast<std::int32_t>(gpsNs - totalMs * 1000000)};
+}
+
+struct UtcFields {
+    std::tm calendar;    // of the nearest second, as the receiver rounds
+    std::int32_t restNs; // negative where the nearest second is the next one
+};
+
+UtcFields utcFields(const Epoch& epoch) {
+    const std::int64_t ns = epoch.utc.time_since_epoch().count();
+    const std::time_t second = (ns + kNanoseconds / 2) / kNanoseconds;
+    UtcFields fields{};
+    gmtime_r(&second, &fields.calendar);
+    fields.restNs = static_cast<std::int32_t>(ns - second * kNanoseconds);
+    return fields;
+}
+
+void putCalendar(PayloadWriter& payload, const std::tm& calendar) {
+    payload.i2(calendar.tm_year + 1900).i1(calendar.tm_mon + 1).i1(calendar.tm_mday);
+    payload.i1(calendar.tm_hour).i1(calendar.tm_min).i1(calendar.tm_sec);
+}
+
+std::uint32_t timeAccuracyNs(const Epoch& epoch) {
+    return epoch.timeKnown ? magnitude(epoch.timeAccuracyS, 1e9) : kUnknownAccuracy;
+}
+
+std::uint32_t whenKnown(const Epoch& epoch, std::uint32_t bits) { return epoch.timeKnown ? bits : 0; }
+
+// --- Position and motion -----------------------------------------------------------------------------------
+
+struct Vector3 {
+    double x, y, z;
+};
+
+Vector3 earthFixedPosition(const Epoch& epoch) {
+    constexpr double kSemiMajorM = 6378137.0;
+    constexpr double kFlattening = 1 / 298.257223563;
+    constexpr double kEccentricity2 = kFlattening * (2 - kFlattening);
+    if (!hasFix(epoch)) {
+        return {0, 0, 0};
+    }
+    const double latitude = radians(epoch.position.latitudeDeg);
+    const double longitude = radians(epoch.position.longitudeDeg);
+    const double height = epoch.position.altitudeMslM + epoch.position.geoidSeparationM;
+    const double normal = kSemiMajorM / std::sqrt(1 - kEccentricity2 * std::pow(std::sin(latitude), 2));
+    return {(normal + height) * std::cos(latitude) * std::cos(longitude),
+            (normal + height) * std::cos(latitude) * std::sin(longitude),
+            (normal * (1 - kEccentricity2) + height) * std::sin(latitude)};
+}
+
+// North, east, down in metres per second.
+Vector3 localVelocity(const Epoch& epoch) {
+    if (!hasFix(epoch)) {
+        return {0, 0, 0};
+    }
+    const double course = radians(epoch.courseDeg);
+    return {epoch.speedMps * std::cos(course), epoch.speedMps * std::sin(course), -epoch.climbMps};
+}
+
+Vector3 earthFixedVelocity(const Epoch& epoch) {
+    const Vector3 ned = localVelocity(epoch);
+    const double latitude = radians(epoch.position.latitudeDeg);
+    const double longitude = radians(epoch.position.longitudeDeg);
+    const double inMeridian = -std::sin(latitude) * ned.x - std::cos(latitude) * ned.z;
+    return {inMeridian * std::cos(longitude) - std::sin(longitude) * ned.y,
+            inMeridian * std::sin(longitude) + std::cos(longitude) * ned.y,
+            std::cos(latitude) * ned.x - std::sin(latitude) * ned.z};
+}
+
+void putScaled(PayloadWriter& payload, const Vector3& vector, double unitsPerOne) {
+    payload.i4(scaled(vector.x, unitsPerOne));
+    payload.i4(scaled(vector.y, unitsPerOne));
+    payload.i4(scaled(vector.z, unitsPerOne));
+}
+
+// Longitude, latitude, both heights and both accuracies, as POSLLH and PVT share them.
+void putGeodetic(PayloadWriter& payload, const Epoch& epoch) {
+    const GeoPosition position = hasFix(epoch) ? epoch.position : GeoPosition{};
+    payload.i4(scaled(position.longitudeDeg, 1e7)).i4(scaled(position.latitudeDeg, 1e7));
+    payload.i4(scaled(position.altitudeMslM + position.geoidSeparationM, 1e3));
+    payload.i4(scaled(position.altitudeMslM, 1e3));
+    payload.u4(hasFix(epoch) ? magnitude(epoch.horizontalAccuracyM, 1e3) : kUnknownAccuracy);
+    payload.u4(hasFix(epoch) ? magnitude(epoch.verticalAccuracyM, 1e3) : kUnknownAccuracy);
+}
+
+std::uint32_t positionAccuracyCm(const Epoch& epoch) {
+    return hasFix(epoch) ? magnitude(std::hypot(epoch.horizontalAccuracyM, epoch.verticalAccuracyM), 100)
+                         : kUnknownAccuracy;
+}
+
+PayloadWriter startedWithTow(const NavContext& context) {
+    return PayloadWriter().u4(gpsTime(context.epoch).towMs);
+}
+
+// Flags of SOL and STATUS: fix in order, corrected, week and time of week known.
+std::uint32_t solutionFlags(const Epoch& epoch) {
+    return (hasFix(epoch) ? 1U : 0U) | (isCorrected(epoch) ? 2U : 0U) | whenKnown(epoch, 0x0C);
+}
+
+// --- Messages
+// ------------------------------------------------------------------------------------------------
+
+Bytes buildPosEcef(const NavContext& context) {
+    PayloadWriter payload = startedWithTow(context);
+    putScaled(payload, earthFixedPosition(context.epoch), 100);
+    return payload.u4(positionAccuracyCm(context.epoch)).bytes();
+}
+
+Bytes buildPosLlh(const NavContext& context) {
+    PayloadWriter payload = startedWithTow(context);
+    putGeodetic(payload, context.epoch);
+    return payload.bytes();
+}
+
+Bytes buildStatus(const NavContext& context) {
+    return startedWithTow(context)
+        .u1(static_cast<std::uint32_t>(context.epoch.fix))
+        .u1(solutionFlags(context.epoch))
+        .u1(isCorrected(context.epoch) ? 1 : 0)
+        .u1(0)
+        .u4(context.timeToFirstFixMs)
+        .u4(context.sinceStartMs)
+        .bytes();
+}
+
+Bytes buildDop(const NavContext& context) {
+    const Dops& dops = context.epoch.dops;
+    PayloadWriter payload = startedWithTow(context);
+    for (const double dop : {dops.geometric, dops.position, dops.time, dops.vertical, dops.horizontal,
+                             dops.northing, dops.easting}) {
+        payload.u2(magnitude(std::min(dop, 99.99), 100));
+    }
+    return payload.bytes();
+}
+
+Bytes buildSol(const NavContext& context) {
+    const Epoch& epoch = context.epoch;
+    const GpsTime time = gpsTime(epoch);
+    PayloadWriter payload = startedWithTow(context);
+    payload.i4(time.restNs).i2(static_cast<std::int32_t>(time.week));
+    payload.u1(static_cast<std::uint32_t>(epoch.fix)).u1(solutionFlags(epoch));
+    putScaled(payload, earthFixedPosition(epoch), 100);
+    payload.u4(positionAccuracyCm(epoch));
+    putScaled(payload, earthFixedVelocity(epoch), 100);
+    payload.u4(magnitude(epoch.speedAccuracyMps, 100));
+    payload.u2(magnitude(std::min(epoch.dops.position, 99.99), 100)).u1(0).u1(usedCount(epoch)).u4(0);
+    return payload.bytes();
+}
+
+Bytes buildPvt(const NavContext& context) {
+    const Epoch& epoch = context.epoch;
+    const UtcFields utc = utcFields(epoch);
+    const Vector3 ned = localVelocity(epoch);
+    PayloadWriter payload = startedWithTow(context);
+    putCalendar(payload, utc.calendar);
+    payload.u1(whenKnown(epoch, 0x07)).u4(timeAccuracyNs(epoch)).i4(utc.restNs);
+    payload.u1(static_cast<std::uint32_t>(epoch.fix));
+    payload.u1((hasFix(epoch) ? 1U : 0U) | (isCorrected(epoch) ? 2U : 0U));
+    payload.u1(0).u1(usedCount(epoch));
+    putGeodetic(payload, epoch);
+    putScaled(payload, ned, 1e3);
+    payload.i4(scaled(std::hypot(ned.x, ned.y), 1e3)).i4(scaled(epoch.courseDeg, 1e5));
+    payload.u4(magnitude(epoch.speedAccuracyMps, 1e3)).u4(magnitude(epoch.courseAccuracyDeg, 1e5));
+    payload.u2(magnitude(std::min(epoch.dops.position, 99.99), 100)).zeros(6);
+    return payload.i4(scaled(epoch.courseDeg, 1e5)).zeros(4).bytes();
+}
+
+Bytes buildVelEcef(const NavContext& context) {
+    PayloadWriter payload = startedWithTow(context);
+    putScaled(payload, earthFixedVelocity(context.epoch), 100);
+    return payload.u4(magnitude(context.epoch.speedAccuracyMps, 100)).bytes();
+}
+
+Bytes buildVelNed(const NavContext& context) {
+    const Epoch& epoch = context.epoch;
+    const Vector3 ned = localVelocity(epoch);
+    PayloadWriter payload = startedWithTow(context);
+    putScaled(payload, ned, 100);
+    payload.u4(magnitude(std::hypot(ned.x, ned.y, ned.z), 100)).u4(magnitude(std::hypot(ned.x, ned.y), 100));
+    payload.i4(scaled(epoch.courseDeg, 1e5)).u4(magnitude(epoch.speedAccuracyMps, 100));
+    return payload.u4(magnitude(epoch.courseAccuracyDeg, 1e5)).bytes();
+}
+
+Bytes buildTimeGps(const NavContext& context) {
+    const GpsTime time = gpsTime(context.epoch);
+    return startedWithTow(context)
+        .i4(time.restNs)
+        .i2(static_cast<std::int32_t>(time.week))
+        .i1(kGpsMinusUtcSeconds)
+        .u1(whenKnown(context.epoch, 0x07))
+        .u4(timeAccuracyNs(context.epoch))
+        .bytes();
+}
+
+Bytes buildTimeUtc(const NavContext& context) {
+    const UtcFields utc = utcFields(context.epoch);
+    PayloadWriter payload = startedWithTow(context);
+    payload.u4(timeAccuracyNs(context.epoch)).i4(utc.restNs);
+    putCalendar(payload, utc.calendar);
+    return payload.u1(whenKnown(context.epoch, 0x07)).bytes();
+}
+
+// A steady, well-behaved crystal.
+Bytes buildClock(const NavContext& context) {
+    constexpr std::int32_t kBiasNs = 125000;
+    constexpr std::int32_t kDriftNsPerS = 85;
+    constexpr std::uint32_t kFrequencyAccuracyPsPerS = 350;
+    return startedWithTow(context)
+        .i4(kBiasNs)
+        .i4(kDriftNsPerS)
+        .u4(timeAccuracyNs(context.epoch))
+        .u4(kFrequencyAccuracyPsPerS)
+        .bytes();
+}
+
+Bytes buildTimeLs(const NavContext& context) {
+    constexpr std::uint32_t kFromGps = 2;
+    return startedWithTow(context)
+        .u1(0)
+        .zeros(3)
+        .u1(kFromGps)
+        .i1(kGpsMinusUtcSeconds)
+        .u1(kFromGps)
+        .i1(0)
+        .i4(0)
+        .u2(0)
+        .u2(0)
+        .zeros(3)
+        .u1(whenKnown(context.epoch, 0x01))
+        .bytes();
+}
+
+// The single number space of the older messages.
+std::uint32_t svid(const Satellite& satellite) {
+    const int number = satellite.number;
+    int result = number;
+    switch (satellite.constellation) {
+    case Constellation::Gps:
+    case Constellation::Sbas:
+        break;
+    case Constellation::Galileo:
+        result = number + 210;
+        break;
+    case Constellation::BeiDou:
+        result = number <= 5 ? number + 158 : number + 27;
+        break;
+    case Constellation::Imes:
+        result = number + 172;
+        break;
+    case Constellation::Qzss:
+        result = number + 192;
+        break;
+    case Constellation::Glonass:
+        result = number + 64;
+        break;
+    }
+    return static_cast<std::uint32_t>(result);
+}
+
+std::uint32_t quality(const Satellite& satellite) {
+    constexpr std::uint32_t kSearching = 1;
+    constexpr std::uint32_t kCodeLocked = 4;
+    constexpr std::uint32_t kCarrierLocked = 7;
+    if (satellite.carrierToNoiseDbHz <= 0) {
+        return kSearching;
+    }
+    return satellite.used ? kCarrierLocked : kCodeLocked;
+}
+
+bool isCorrectedSatellite(const Epoch& epoch, const Satellite& satellite) {
+    return isCorrected(epoch) && satellite.used && satellite.constellation == Constellation::Gps;
+}
+
+void putDirection(PayloadWriter& payload, const Satellite& satellite) {
+    payload.u1(magnitude(satellite.carrierToNoiseDbHz, 1)).i1(scaled(satellite.elevationDeg, 1));
+    payload.i2(scaled(satellite.azimuthDeg, 1) % 360);
+}
+
+Bytes buildSvInfo(const NavContext& context) {
+    constexpr std::uint32_t kChipM8 = 4;
+    const std::vector<Satellite>& satellites = context.epoch.satellites;
+    PayloadWriter payload = startedWithTow(context);
+    payload.u1(static_cast<std::uint32_t>(satellites.size())).u1(kChipM8).zeros(2);
+    std::uint32_t channel = 0;
+    for (const Satellite& satellite : satellites) {
+        const std::uint32_t flags =
+            (satellite.used ? 0x0DU : 0x04U) | (isCorrectedSatellite(context.epoch, satellite) ? 0x02U : 0U);
+        payload.u1(channel++).u1(svid(satellite)).u1(flags).u1(quality(satellite));
+        putDirection(payload, satellite);
+        payload.i4(0);
+    }
+    return payload.bytes();
+}
+
+Bytes buildSat(const NavContext& context) {
+    constexpr std::uint32_t kVersion = 1;
+    constexpr std::uint32_t kUsed = 0x08;
+    constexpr std::uint32_t kHealthy = 0x10;
+    constexpr std::uint32_t kDifferential = 0x40;
+    constexpr std::uint32_t kOrbitFromEphemeris = 0x0100 | 0x0800;
+    constexpr std::uint32_t kOrbitFromAlmanac = 0x0200 | 0x1000;
+    constexpr std::uint32_t kSbasCorrection = 0x00010000;
+    const std::vector<Satellite>& satellites = context.epoch.satellites;
+    PayloadWriter payload = startedWithTow(context);
+    payload.u1(kVersion).u1(static_cast<std::uint32_t>(satellites.size())).zeros(2);
+    for (const Satellite& satellite : satellites) {
+        const bool corrected = isCorrectedSatellite(context.epoch, satellite);
+        const std::uint32_t flags = quality(satellite) | kHealthy |
+                                    (satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac) |
+                                    (corrected ? kDifferential | kSbasCorrection : 0);
+        payload.u1(static_cast<std::uint32_t>(satellite.constellation));
+        payload.u1(static_cast<std::uint32_t>(satellite.number));
+        putDirection(payload, satellite);
+        payload.i2(0).u4(flags);
+    }
+    return payload.bytes();
+}
+
+// The geostationary satellite that brings the corrections; 0 for none.
+std::uint32_t correctingSatellite(const Epoch& epoch) {
+    for (const Satellite& satellite : epoch.satellites) {
+        if (satellite.constellation == Constellation::Sbas && satellite.carrierToNoiseDbHz > 0) {
+            return static_cast<std::uint32_t>(satellite.number);
+        }
+    }
+    return 0;
+}
+
+Bytes buildSbas(const NavContext& context) {
+    constexpr std::uint32_t kIntegrity = 1;
+    constexpr std::int32_t kEgnos = 1;
+    constexpr std::uint32_t kRangingAndCorrections = 0x03;
+    const std::uint32_t geo = isCorrected(context.epoch) ? correctingSatellite(context.epoch) : 0;
+    const auto corrected = [&context](const Satellite& satellite) {
+        return isCorrectedSatellite(context.epoch, satellite);
+    };
+    const auto& satellites = context.epoch.satellites;
+    const auto count = std::count_if(satellites.begin(), satellites.end(), corrected);
+    PayloadWriter payload = startedWithTow(context);
+    payload.u1(geo).u1(geo != 0 ? kIntegrity : 0).i1(geo != 0 ? kEgnos : -1);
+    payload.u1(geo != 0 ? kRangingAndCorrections : 0).u1(static_cast<std::uint32_t>(count)).zeros(3);
+    for (const Satellite& satellite : satellites) {
+        if (corrected(satellite)) {
+            payload.u1(svid(satellite)).u1(0).u1(4).i1(kEgnos).u1(kRangingAndCorrections).zeros(7);
+        }
+    }
+    return payload.bytes();
+}
+
+Bytes buildEoe(const NavContext& context) { return startedWithTow(context).bytes(); }
+
+} // namespace
+
+const std::vector<NavMessageRow>& navMessageRows() {
+    static const std::vector<NavMessageRow> rows = {
+        {0x01, buildPosEcef}, {0x02, buildPosLlh},  {0x03, buildStatus},  {0x04, buildDop},
+        {0x06, buildSol},     {0x07, buildPvt},     {0x11, buildVelEcef}, {0x12, buildVelNed},
+        {0x20, buildTimeGps}, {0x21, buildTimeUtc}, {0x22, buildClock},   {0x26, buildTimeLs},
+        {0x30, buildSvInfo},  {0x32, buildSbas},    {0x35, buildSat},     {0x61, buildEoe},
+    };
+    return rows;
+}
+
+} // namespace simulator

@@ -1,0 +1,27 @@
+// The receiver's UBX-NAV messages, built from the epoch that the NMEA sentences are built from.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "UbxFrame.h"
+#include "simulator/Epoch.h"
+
+namespace simulator {
+
+// What a message says besides the epoch itself.
+struct NavContext {
+    const Epoch& epoch;
+    std::uint32_t sinceStartMs;     // since power-up or reset
+    std::uint32_t timeToFirstFixMs; // 0: no fix yet
+};
+
+struct NavMessageRow {
+    std::uint8_t id;
+    Bytes (*build)(const NavContext& context);
+};
+
+// In the order in which an epoch's messages are sent; UBX-NAV-EOE ends it.
+const std::vector<NavMessageRow>& navMessageRows();
+
+} // namespace simulator

@@ -1,0 +1,451 @@
+#include "UbxReceiver.h"
+
+#include <algorithm>
+
+#include "UbxConfigurationBlocks.h"
+#include "UbxDescription.h"
+#include "UbxIds.h"
+#include "UbxNavigation.h"
+#include "UbxPayload.h"
+
+namespace simulator {
+
+namespace {
+
+// The receiver looks at its input between other work.
+constexpr Duration kAnswerDelay = std::chrono::milliseconds(5);
+// After a change of speed it waits, so that the host's port can follow before the acknowledgement.
+constexpr Duration kSpeedChangeDelay = std::chrono::milliseconds(200);
+constexpr std::size_t kEphemeridesForFix = 4;
+constexpr std::size_t kMostRecords = 2000;
+
+struct VersionText {
+    const char* text;
+    std::size_t width;
+};
+constexpr VersionText kVersion[] = {
+    {"ROM CORE 3.01 (107888)", 30}, {"00080000", 10},        {"FWVER=SPG 3.01", 30},
+    {"PROTVER=18.00", 30},          {"GPS;GLO;GAL;BDS", 30}, {"SBAS;IMES;QZSS", 30},
+};
+
+Bytes versionPayload() {
+    PayloadWriter payload;
+    for (const VersionText& field : kVersion) {
+        payload.text(field.text, field.width);
+    }
+    return payload.bytes();
+}
+
+// Bits of UBX-MON-GNSS.
+std::uint32_t monGnssBits(const std::set<Constellation>& systems) {
+    const std::pair<Constellation, std::uint32_t> bits[] = {{Constellation::Gps, 1},
+                                                            {Constellation::Glonass, 2},
+                                                            {Constellation::BeiDou, 4},
+                                                            {Constellation::Galileo, 8}};
+    std::uint32_t result = 0;
+    for (const auto& [system, bit] : bits) {
+        result |= systems.count(system) != 0 ? bit : 0;
+    }
+    return result;
+}
+
+Bytes monGnssPayload(const OutputConfiguration& output) {
+    constexpr std::uint32_t kSupported = 0x0F;
+    constexpr std::uint32_t kFactory = 0x03;
+    constexpr std::uint32_t kAtOnce = 3;
+    return PayloadWriter()
+        .u1(1)
+        .u1(kSupported)
+        .u1(kFactory)
+        .u1(monGnssBits(output.enabled))
+        .u1(kAtOnce)
+        .zeros(3)
+        .bytes();
+}
+
+Bytes monHwPayload() {
+    constexpr std::uint32_t kAntennaInOrder = 2;
+    constexpr std::uint32_t kAntennaPowered = 1;
+    return PayloadWriter()
+        .zeros(16)
+        .u2(90)
+        .u2(4200)
+        .u1(kAntennaInOrder)
+        .u1(kAntennaPowered)
+        .zeros(38)
+        .bytes();
+}
+
+// Which records UBX-CFG-RST's bits clear; position and clock are told apart by the caller.
+std::set<RecordKind> recordsCleared(unsigned mask) {
+    const std::pair<unsigned, RecordKind> bits[] = {
+        {0, RecordKind::Ephemeris},     {1, RecordKind::Almanac},  {2, RecordKind::Health},
+        {3, RecordKind::Ionosphere},    {4, RecordKind::Position}, {5, RecordKind::Clock},
+        {7, RecordKind::UtcParameters}, {8, RecordKind::Time}};
+    std::set<RecordKind> kinds;
+    for (const auto& [bit, kind] : bits) {
+        if ((mask & (1U << bit)) != 0) {
+            kinds.insert(kind);
+        }
+    }
+    return kinds;
+}
+
+std::string asText(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+
+std::string hex4(unsigned value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%04x", value);
+    return text;
+}
+
+void useUp(unsigned& count) { count -= count != 0 && count != UbxFaults::kForEver ? 1 : 0; }
+
+} // namespace
+
+std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
+    return std::make_unique<UbxReceiver>(options);
+}
+
+UbxReceiver::UbxReceiver(const EngineOptions& options) : configuration_(options), assistance_(options.seed) {}
+
+// --- Life cycle ------------------------------------------------------------------------------------------
+
+// There is no backup battery in this design: the reset line loses as much as a loss of power does.
+Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
+    resets_ += cause == ResetCause::ResetLine ? 1 : 0;
+    configuration_.resetToFactory();
+    assistance_.reset();
+    counters_ = {};
+    timeKept_ = false;
+    parser_.reset();
+    restart(now);
+    return {};
+}
+
+void UbxReceiver::restart(TimePoint now) {
+    startedAt_ = now;
+    timeToFirstFixMs_ = 0;
+}
+
+std::uint32_t UbxReceiver::sinceStartMs(TimePoint now) const {
+    return static_cast<std::uint32_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(now - startedAt_).count());
+}
+
+Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
+    const auto utc = lastEpoch_ ? std::optional<UtcTime>(lastEpoch_->utc) : std::nullopt;
+    if (assistance_.database().usableEphemerides(utc, output().enabled) >= kEphemeridesForFix) {
+        return times.warm;
+    }
+    const bool aided = assistance_.positionKnown() && (assistance_.timeKnown() || timeKept_);
+    return aided ? times.aided : times.cold;
+}
+
+// --- From the host -----------------------------------------------------------------------------------------
+
+Reaction UbxReceiver::receive(std::string_view bytes, TimePoint now) {
+    Reaction reaction;
+    for (const UbxEvent& event : parser_.feed(bytes)) {
+        const std::string name = ubx::name(event.frame.messageClass, event.frame.id);
+        switch (event.kind) {
+        case UbxEventKind::Frame:
+            ++counters_.framesReceived;
+            reaction.log.push_back(describe(event.frame) + take(event.frame, now, reaction));
+            break;
+        case UbxEventKind::BadChecksum:
+            ++counters_.framesBad;
+            reaction.log.push_back(name + " with a wrong checksum, ignored");
+            break;
+        case UbxEventKind::BadLength:
+            ++counters_.framesBad;
+            reaction.log.push_back(name + " of an impossible length, ignored");
+            break;
+        }
+    }
+    return reaction;
+}
+
+std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
+    if (!configuration_.acceptsUbx()) {
+        return ", ignored: UBX input is off";
+    }
+    silent_ = faults_.silences != 0;
+    useUp(faults_.silences);
+    std::string outcome;
+    if (frame.messageClass == ubx::kCfg && frame.id == ubx::kCfgRst) {
+        outcome = takeRestart(frame, now, reaction);
+    } else if (frame.messageClass == ubx::kCfg) {
+        outcome = takeConfiguration(frame, reaction);
+    } else if (frame.messageClass == ubx::kMga) {
+        outcome = takeAssistance(frame, reaction);
+    } else {
+        outcome = takePoll(frame, now, reaction);
+    }
+    const std::string silence = silent_ ? " (kept silent)" : "";
+    silent_ = false;
+    return outcome + silence;
+}
+
+std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reaction) {
+    if (faults_.refusals != 0) {
+        useUp(faults_.refusals);
+        acknowledge(frame, false, reaction, {});
+        return ": ACK-NAK";
+    }
+    const unsigned speedBefore = baudRate();
+    const std::set<Constellation> systemsBefore = output().enabled;
+    const CfgOutcome outcome = configuration_.handle(frame);
+    // Other systems mean another start of the signal processing.
+    reaction.navigationRestarted |= output().enabled != systemsBefore;
+    for (const UbxFrame& reply : outcome.answers) {
+        answer(reply, reaction);
+    }
+    Outgoing manner;
+    if (baudRate() != speedBefore) {
+        manner.delay = kSpeedChangeDelay;
+        manner.baudRate = faults_.oldSpeed ? speedBefore : 0;
+    }
+    acknowledge(frame, outcome.accepted, reaction, manner);
+    return outcome.accepted ? ": ACK-ACK" : ": ACK-NAK";
+}
+
+// UBX-CFG-RST is never acknowledged.
+std::string UbxReceiver::takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
+    constexpr unsigned kHardware = 0x00;
+    constexpr unsigned kSoftware = 0x01;
+    constexpr unsigned kClockBit = 1U << 8U;
+    constexpr unsigned kPositionBit = 1U << 4U;
+    if (frame.payload.size() != 4) {
+        acknowledge(frame, false, reaction, {});
+        return ": ACK-NAK";
+    }
+    const PayloadReader fields(frame.payload);
+    const unsigned mask = fields.u2(0);
+    assistance_.database().forget(recordsCleared(mask));
+    if ((mask & kPositionBit) != 0) {
+        assistance_.forgetPosition();
+    }
+    timeKept_ = (mask & kClockBit) == 0 && (timeKept_ || (lastEpoch_ && lastEpoch_->timeKnown));
+    if ((mask & kClockBit) != 0) {
+        assistance_.forgetTime();
+    }
+    if (fields.u1(2) == kHardware || fields.u1(2) == kSoftware) {
+        configuration_.reloadSaved();
+    }
+    restart(now);
+    reaction.navigationRestarted = true;
+    return ": restarted";
+}
+
+std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reaction) {
+    const MgaOutcome outcome = assistance_.handle(frame);
+    if (!outcome.database.empty() || frame.payload.empty()) {
+        sendDatabase(outcome, reaction);
+        return ": " + std::to_string(outcome.database.size()) + " records";
+    }
+    const bool used = outcome.acknowledgement->payload[0] == 1;
+    const std::string verdict =
+        used ? ": used" : ": not used, info " + std::to_string(outcome.acknowledgement->payload[2]);
+    if (!configuration_.acknowledgesAiding()) {
+        return verdict + ", not acknowledged";
+    }
+    answer(*outcome.acknowledgement, reaction);
+    return verdict;
+}
+
+std::string UbxReceiver::takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
+    const std::optional<Bytes> payload = frame.payload.empty() ? polled(frame, now) : std::nullopt;
+    if (!payload) {
+        return ": no answer";
+    }
+    answer({frame.messageClass, frame.id, *payload}, reaction);
+    return ": answered";
+}
+
+std::optional<Bytes> UbxReceiver::polled(const UbxFrame& frame, TimePoint now) const {
+    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonVer) {
+        return versionPayload();
+    }
+    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonGnss) {
+        return monGnssPayload(output());
+    }
+    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonHw) {
+        return monHwPayload();
+    }
+    if (frame.messageClass != ubx::kNav || !lastEpoch_) {
+        return std::nullopt;
+    }
+    for (const NavMessageRow& row : navMessageRows()) {
+        if (row.id == frame.id) {
+            return row.build({*lastEpoch_, sinceStartMs(now), timeToFirstFixMs_});
+        }
+    }
+    return std::nullopt;
+}
+
+// --- To the host -------------------------------------------------------------------------------------------
+
+void UbxReceiver::acknowledge(const UbxFrame& frame, bool accepted, Reaction& reaction, Outgoing manner) {
+    ++(accepted ? counters_.acknowledged : counters_.refused);
+    const std::uint8_t id = accepted ? ubx::kAckAck : ubx::kAckNak;
+    answer({ubx::kAck, id, {frame.messageClass, frame.id}}, reaction, std::move(manner));
+}
+
+// Every answer goes through here, so every fault of answers has this one place.
+void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner) {
+    if (silent_ || !output().ubxOut) {
+        return;
+    }
+    manner.delay = std::max(manner.delay, kAnswerDelay) + faults_.lateness;
+    const std::string bytes = asText(damaged(faults_, encodeUbx(frame), ++counters_.answers));
+    if (faults_.splitAt == 0 || faults_.splitAt >= bytes.size()) {
+        manner.bytes = bytes;
+        reaction.outgoing.push_back(manner);
+        return;
+    }
+    Outgoing rest = manner;
+    manner.bytes = bytes.substr(0, faults_.splitAt);
+    rest.bytes = bytes.substr(faults_.splitAt);
+    rest.delay += faults_.splitGap;
+    reaction.outgoing.push_back(std::move(manner));
+    reaction.outgoing.push_back(std::move(rest));
+}
+
+void UbxReceiver::sendDatabase(const MgaOutcome& outcome, Reaction& reaction) {
+    Outgoing patient;
+    patient.yields = true;
+    const bool acknowledged = configuration_.acknowledgesAiding();
+    if (acknowledged && faults_.earlyAck) {
+        answer(*outcome.acknowledgement, reaction, patient);
+    }
+    std::size_t number = 0;
+    for (const UbxFrame& record : outcome.database) {
+        answer(record, reaction, patient);
+        if (faults_.mixedBurst) {
+            sendForeignTraffic(++number, reaction);
+        }
+    }
+    if (acknowledged && !faults_.earlyAck) {
+        answer(*outcome.acknowledgement, reaction, patient);
+    }
+}
+
+// What else may come while a database is on its way.
+void UbxReceiver::sendForeignTraffic(std::size_t number, Reaction& reaction) {
+    Outgoing patient;
+    patient.yields = true;
+    if (number % 2 == 0) {
+        answer({ubx::kAck, ubx::kAckAck, {ubx::kCfg, ubx::kCfgMsg}}, reaction, patient);
+        return;
+    }
+    if (silent_ || !output().nmeaOut) {
+        return;
+    }
+    patient.bytes = "$GNTXT,01,01,02,ANTSTATUS=OK*25\r\n";
+    patient.delay = kAnswerDelay + faults_.lateness;
+    reaction.outgoing.push_back(patient);
+}
+
+// --- Epochs
+// --------------------------------------------------------------------------------------------------
+
+Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
+    Reaction reaction;
+    lastEpoch_ = epoch;
+    assistance_.database().learn(epoch);
+    if (timeToFirstFixMs_ == 0 && epoch.fix != FixType::None) {
+        timeToFirstFixMs_ = std::max<std::uint32_t>(sinceStartMs(now), 1);
+    }
+    ++epochCount_;
+    if (!output().ubxOut) {
+        return reaction;
+    }
+    const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_};
+    for (const NavMessageRow& row : navMessageRows()) {
+        const unsigned rate = configuration_.rateOf(ubx::kNav, row.id);
+        if (rate != 0 && epochCount_ % rate == 0) {
+            Outgoing message;
+            message.bytes = asText(encodeUbx({ubx::kNav, row.id, row.build(context)}));
+            reaction.outgoing.push_back(std::move(message));
+        }
+    }
+    return reaction;
+}
+
+// --- Commands and state
+// --------------------------------------------------------------------------------------
+
+ProtocolEngine::CommandReply UbxReceiver::command(const std::vector<std::string>& words, TimePoint /*now*/) {
+    if (words.empty()) {
+        return {};
+    }
+    if (words[0] == "database") {
+        return setDatabase(words);
+    }
+    for (const UbxFaultRow& row : ubxFaultRows()) {
+        if (words[0] == row.name) {
+            UbxFaults changed = faults_;
+            CommandReply reply;
+            reply.error = row.apply(changed, words);
+            reply.result = reply.error.empty() ? CommandResult::Done : CommandResult::Bad;
+            faults_ = reply.error.empty() ? changed : faults_;
+            return reply;
+        }
+    }
+    return {};
+}
+
+ProtocolEngine::CommandReply UbxReceiver::setDatabase(const std::vector<std::string>& words) {
+    CommandReply reply;
+    unsigned count = 0;
+    if (words.size() != 2 || (words[1] != "lost" && !parseNumber(words[1], 0, kMostRecords, count))) {
+        reply.result = CommandResult::Bad;
+        reply.error = "database takes a number of records from 0 to 2000, or lost.";
+        return reply;
+    }
+    assistance_.database().fill(count, lastEpoch_ ? std::optional<UtcTime>(lastEpoch_->utc) : std::nullopt);
+    reply.result = CommandResult::Done;
+    return reply;
+}
+
+std::vector<KeyValue> UbxReceiver::commandHelp() const {
+    std::vector<KeyValue> help = {
+        {"database RECORDS|lost", "give the navigation database this many made-up records, or none"}};
+    for (const UbxFaultRow& row : ubxFaultRows()) {
+        const std::string arguments = row.arguments;
+        help.push_back({row.name + (arguments.empty() ? "" : " " + arguments), row.help});
+    }
+    return help;
+}
+
+std::vector<KeyValue> UbxReceiver::state() const {
+    const OutputConfiguration& out = output();
+    const unsigned antenna = PayloadReader(configuration_.block(ubx::kCfgAnt)).u2(0);
+    const auto orNone = [](const std::string& text) { return text.empty() ? "none" : text; };
+    return {
+        {"baud", std::to_string(baudRate())},
+        {"nmea_out", out.nmeaOut ? "on" : "off"},
+        {"ubx_out", out.ubxOut ? "on" : "off"},
+        {"nmea_version", nmeaVersionName(static_cast<unsigned>(out.nmeaVersion))},
+        {"sv_numbering", out.extendedNumbering ? "extended" : "strict"},
+        {"gnss", systemNames(out.enabled)},
+        {"ack_aiding", configuration_.acknowledgesAiding() ? "on" : "off"},
+        {"antenna_svcs", (antenna & 1U) != 0 ? "on" : "off"},
+        {"antenna_flags", hex4(antenna)},
+        {"epoch_ms", std::to_string(out.epochPeriod.count())},
+        {"database_frames", std::to_string(assistance_.database().size())},
+        {"mga_taken", std::to_string(assistance_.taken())},
+        {"mga_refused", std::to_string(assistance_.refused())},
+        {"mga_ini_position", orNone(assistance_.position())},
+        {"mga_ini_time", orNone(assistance_.time())},
+        {"frames_received", std::to_string(counters_.framesReceived)},
+        {"frames_bad", std::to_string(counters_.framesBad)},
+        {"acks_sent", std::to_string(counters_.acknowledged)},
+        {"naks_sent", std::to_string(counters_.refused)},
+        {"resets", std::to_string(resets_)},
+        {"faults", describeFaults(faults_)},
+    };
+}
+
+} // namespace simulator

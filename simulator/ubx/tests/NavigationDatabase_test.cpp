@@ -1,0 +1,127 @@
+// What the receiver learns from the sky, hands out and takes back.
+#include "NavigationDatabase.h"
+
+#include "UbxTestSupport.h"
+
+namespace simulator {
+namespace {
+
+const std::set<Constellation> kAll = {Constellation::Gps, Constellation::Galileo, Constellation::Glonass};
+
+class NavigationDatabaseTest : public ::testing::Test {
+protected:
+    void track(std::chrono::seconds duration) {
+        for (auto end = epoch.utc + duration; epoch.utc < end; epoch.utc += 1s) {
+            database.learn(epoch);
+        }
+    }
+
+    NavigationDatabase database{7};
+    Epoch epoch = goodEpoch();
+};
+
+TEST_F(NavigationDatabaseTest, IsEmptyAtFirst) {
+    EXPECT_EQ(database.size(), 0U);
+    EXPECT_TRUE(database.dump().empty());
+}
+
+TEST_F(NavigationDatabaseTest, LearnsNothingBeforeTheTimeIsKnown) {
+    epoch.timeKnown = false;
+    track(60s);
+    EXPECT_EQ(database.size(), 0U);
+}
+
+TEST_F(NavigationDatabaseTest, LearnsTheEphemeridesOfTheSolutionWithItsFirstFix) {
+    track(1s);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc, kAll), 10U);
+    EXPECT_EQ(database.size(), 16U) << "ten ephemerides and six records of the whole system";
+    EXPECT_TRUE(database.holds(RecordKind::Position));
+}
+
+TEST_F(NavigationDatabaseTest, GrowsWithTheTimeTracked) {
+    track(1s);
+    const std::size_t first = database.size();
+    track(120s);
+    const std::size_t later = database.size();
+    track(2000s);
+    EXPECT_EQ(later, first + 12) << "one almanac per system and half minute";
+    EXPECT_EQ(database.size(), first + 32 + 24 + 24) << "until all almanacs are there";
+}
+
+TEST_F(NavigationDatabaseTest, FramesHaveTheSizesOfTheRealOnes) {
+    track(2000s);
+    for (const Bytes& payload : database.dump()) {
+        const std::size_t frame = encodeUbx({ubx::kMga, ubx::kMgaDbd, payload}).size();
+        EXPECT_GE(frame, 50U);
+        EXPECT_LE(frame, 172U);
+    }
+}
+
+TEST_F(NavigationDatabaseTest, IsTheSameInEveryRun) {
+    NavigationDatabase other(7);
+    NavigationDatabase foreign(8);
+    for (NavigationDatabase* each : {&database, &other, &foreign}) {
+        each->learn(epoch);
+    }
+    EXPECT_EQ(database.dump(), other.dump());
+    EXPECT_NE(database.dump(), foreign.dump());
+}
+
+TEST_F(NavigationDatabaseTest, WhatWasDumpedRestoresAnEmptyOne) {
+    track(300s);
+    NavigationDatabase empty(99);
+    for (const Bytes& payload : database.dump()) {
+        EXPECT_EQ(empty.restore(payload), StoreResult::Taken);
+    }
+    EXPECT_EQ(empty.dump(), database.dump());
+}
+
+TEST_F(NavigationDatabaseTest, RefusesADamagedRecordWhereverTheDamageIs) {
+    track(1s);
+    const Bytes sound = database.dump().back();
+    for (std::size_t at = 0; at < sound.size(); ++at) {
+        Bytes broken = sound;
+        broken[at] ^= 0x40;
+        EXPECT_NE(database.restore(broken), StoreResult::Taken) << "byte " << at;
+    }
+}
+
+TEST_F(NavigationDatabaseTest, RefusesWrongLengths) {
+    track(1s);
+    Bytes longer = database.dump().front();
+    longer.push_back(0);
+    EXPECT_EQ(database.restore(longer), StoreResult::WrongSize);
+    EXPECT_EQ(database.restore(Bytes(12, 0)), StoreResult::WrongSize);
+    EXPECT_EQ(database.restore({}), StoreResult::WrongSize);
+}
+
+TEST_F(NavigationDatabaseTest, EphemeridesGrowOldAfterFourHours) {
+    track(1s);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc + 3h, kAll), 10U);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc + 5h, kAll), 0U);
+    EXPECT_EQ(database.usableEphemerides(std::nullopt, kAll), 10U);
+}
+
+TEST_F(NavigationDatabaseTest, EphemeridesOfOtherSystemsAreOfNoUse) {
+    track(1s);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc, {Constellation::Galileo}), 1U);
+}
+
+TEST_F(NavigationDatabaseTest, ForgetsWhatItIsTold) {
+    track(1s);
+    database.forget({RecordKind::Ephemeris});
+    EXPECT_EQ(database.size(), 6U);
+    database.clear();
+    EXPECT_EQ(database.size(), 0U);
+}
+
+TEST_F(NavigationDatabaseTest, IsMadeAnyLengthForATest) {
+    for (const std::size_t count : {0U, 1U, 122U, 250U, 300U, 2000U}) {
+        database.fill(count, epoch.utc);
+        EXPECT_EQ(database.size(), count);
+    }
+    EXPECT_EQ(NavigationDatabase(1).restore(database.dump().at(777)), StoreResult::Taken);
+}
+
+} // namespace
+} // namespace simulator

@@ -1,0 +1,156 @@
+// Class MGA as the host sees it: dump, restore, initial position and time, acknowledgements.
+#include "UbxTestSupport.h"
+
+namespace simulator {
+namespace {
+
+class UbxAssistanceTest : public UbxTest {
+protected:
+    std::vector<UbxFrame> dump() { return tell(ubx::kMga, ubx::kMgaDbd); }
+
+    static UbxFrame mgaAck(std::uint8_t type, std::uint8_t info, std::uint8_t id, const Bytes& start) {
+        Bytes payload{type, 0, info, id};
+        payload.insert(payload.end(), start.begin(), start.end());
+        return {ubx::kMga, ubx::kMgaAckData0, payload};
+    }
+    static Bytes position(std::int32_t latitudeE7, std::int32_t longitudeE7) {
+        return PayloadWriter().u1(1).zeros(3).i4(latitudeE7).i4(longitudeE7).i4(3400).u4(1000).bytes();
+    }
+    static Bytes time(std::uint32_t year, std::uint32_t month) {
+        PayloadWriter payload;
+        payload.u1(0x10).u1(0).u1(0).i1(18).u2(year).u1(month).u1(20).u1(18).u1(44).u1(7);
+        return payload.zeros(5).u2(10).zeros(6).bytes();
+    }
+};
+
+TEST_F(UbxAssistanceTest, ADumpEndsWithTheNumberOfItsRecords) {
+    acknowledgeAiding();
+    pass(goodEpoch());
+    const auto frames = dump();
+    ASSERT_EQ(frames.size(), 17U);
+    EXPECT_TRUE(std::all_of(frames.begin(), frames.end() - 1,
+                            [](const UbxFrame& frame) { return frame.id == ubx::kMgaDbd; }));
+    EXPECT_EQ(frames.back(), mgaAck(1, 0, ubx::kMgaDbd, {16, 0, 0, 0}));
+}
+
+TEST_F(UbxAssistanceTest, ADumpIsOneFrameAPieceAndLetsEpochsThrough) {
+    acknowledgeAiding();
+    command({"database", "300"});
+    EXPECT_EQ(dump().size(), 301U);
+    EXPECT_EQ(last.outgoing.size(), 301U);
+    EXPECT_TRUE(std::all_of(last.outgoing.begin(), last.outgoing.end(),
+                            [](const Outgoing& piece) { return piece.yields; }));
+}
+
+TEST_F(UbxAssistanceTest, AnEmptyDatabaseIsOnlyAcknowledged) {
+    acknowledgeAiding();
+    EXPECT_EQ(dump(), only(mgaAck(1, 0, ubx::kMgaDbd, {0, 0, 0, 0})));
+}
+
+TEST_F(UbxAssistanceTest, WithoutAcknowledgedAidingNothingIsAcknowledged) {
+    pass(goodEpoch());
+    const auto frames = dump();
+    EXPECT_EQ(frames.size(), 16U);
+    EXPECT_TRUE(tell(text(encodeUbx(frames.front()))).empty());
+    EXPECT_TRUE(tell(ubx::kMga, ubx::kMgaIni, position(1, 1)).empty());
+    EXPECT_EQ(state("mga_taken"), "2");
+}
+
+TEST_F(UbxAssistanceTest, ADumpGoesBackAfterAReset) {
+    pass(goodEpoch());
+    const auto frames = dump();
+    receiver.reset(ResetCause::ResetLine, now);
+    acknowledgeAiding();
+    EXPECT_EQ(state("database_frames"), "0");
+    for (const UbxFrame& frame : frames) {
+        const Bytes start(frame.payload.begin(), frame.payload.begin() + 4);
+        EXPECT_EQ(tell(text(encodeUbx(frame)) + "\n"), only(mgaAck(1, 0, ubx::kMgaDbd, start)));
+    }
+    EXPECT_EQ(state("database_frames"), "16");
+    EXPECT_EQ(state("mga_taken"), "16");
+}
+
+TEST_F(UbxAssistanceTest, ADamagedRecordInASoundFrameIsRefused) {
+    acknowledgeAiding();
+    pass(goodEpoch());
+    UbxFrame frame = dump().front();
+    std::fill(frame.payload.begin() + 20, frame.payload.end(), std::uint8_t{0});
+    const Bytes start(frame.payload.begin(), frame.payload.begin() + 4);
+    EXPECT_EQ(tell(text(encodeUbx(frame))), only(mgaAck(0, 4, ubx::kMgaDbd, start)));
+    EXPECT_EQ(state("mga_refused"), "1");
+    frame.payload.resize(30);
+    EXPECT_EQ(tell(text(encodeUbx(frame))), only(mgaAck(0, 3, ubx::kMgaDbd, start)));
+}
+
+TEST_F(UbxAssistanceTest, AnInitialPositionIsTakenAndReadBack) {
+    acknowledgeAiding();
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, position(525000000, -134000001)),
+              only(mgaAck(1, 0, ubx::kMgaIni, {1, 0, 0, 0})));
+    EXPECT_EQ(state("mga_ini_position"), "52.5000000 -13.4000001 34.00 m accuracy 10.00 m");
+}
+
+TEST_F(UbxAssistanceTest, AnImpossiblePositionIsRefused) {
+    acknowledgeAiding();
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, position(900000001, 0)),
+              only(mgaAck(0, 4, ubx::kMgaIni, {1, 0, 0, 0})));
+    EXPECT_EQ(state("mga_ini_position"), "none");
+}
+
+TEST_F(UbxAssistanceTest, AnInitialTimeIsTakenAndReadBack) {
+    acknowledgeAiding();
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, time(2026, 11)),
+              only(mgaAck(1, 0, ubx::kMgaIni, {0x10, 0, 0, 18})));
+    EXPECT_EQ(state("mga_ini_time"), "2026-11-20T18:44:07Z accuracy 10 s leap 18");
+}
+
+TEST_F(UbxAssistanceTest, AnImpossibleDateIsRefused) {
+    acknowledgeAiding();
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, time(2026, 13)),
+              only(mgaAck(0, 4, ubx::kMgaIni, {0x10, 0, 0, 18})));
+}
+
+TEST_F(UbxAssistanceTest, WrongVersionsLengthsAndTypesHaveTheirOwnCodes) {
+    acknowledgeAiding();
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, {1, 9, 0, 0}), only(mgaAck(0, 2, ubx::kMgaIni, {1, 9, 0, 0})));
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, {1, 0, 0, 0}), only(mgaAck(0, 3, ubx::kMgaIni, {1, 0, 0, 0})));
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, {0x77, 0}), only(mgaAck(0, 6, ubx::kMgaIni, {0x77, 0, 0, 0})));
+    EXPECT_EQ(tell(ubx::kMga, 0x20, Bytes(76, 1)), only(mgaAck(0, 6, 0x20, {1, 1, 1, 1})));
+}
+
+// --- Time to first fix
+// ---------------------------------------------------------------------------------------
+
+TEST_F(UbxAssistanceTest, TheFirstFixComesSoonerTheMoreTheReceiverKnows) {
+    const FixTimes times;
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.cold);
+    tell(ubx::kMga, ubx::kMgaIni, position(525000000, 134000000));
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.cold) << "a position without the time is of no use";
+    tell(ubx::kMga, ubx::kMgaIni, time(2026, 1));
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.aided);
+    command({"database", "4"});
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.warm);
+}
+
+TEST_F(UbxAssistanceTest, ARestoredDatabaseMakesAWarmStart) {
+    const FixTimes times;
+    pass(goodEpoch());
+    const auto frames = dump();
+    receiver.reset(ResetCause::ResetLine, now);
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.cold);
+    for (const UbxFrame& frame : frames) {
+        tell(text(encodeUbx(frame)));
+    }
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.warm);
+}
+
+TEST_F(UbxAssistanceTest, AnOldDatabaseIsNoHelp) {
+    const FixTimes times;
+    pass(goodEpoch());
+    Epoch later = blindEpoch();
+    later.utc += 6h;
+    pass(later);
+    EXPECT_EQ(receiver.timeToFirstFix(times), times.cold);
+}
+
+} // namespace
+} // namespace simulator
