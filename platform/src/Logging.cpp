@@ -1,5 +1,6 @@
 #include "logging/Logging.h"
 
+#include <errno.h>
 #include <stdlib.h>
 #include <syslog.h>
 #include <time.h>
@@ -8,6 +9,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 namespace {
@@ -55,13 +57,18 @@ std::string timeText() {
     return text;
 }
 
-/// One call of write a line, so that lines of several threads and processes never mix.
+/// One call of write a line, so that lines of several processes don't mix; a long line may take more calls,
+/// which is why threads wait for each other.
 void writeToStandardError(const std::string& line) {
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> hold(mutex);
     std::size_t done = 0;
     while (done < line.size()) {
         const ssize_t n = write(STDERR_FILENO, line.data() + done, line.size() - done);
+        if (n < 0 && errno == EINTR)
+            continue;
         if (n <= 0)
-            return;
+            return; // nobody is left to tell
         done += static_cast<std::size_t>(n);
     }
 }
@@ -74,8 +81,8 @@ void Logging::Message(Level level, const char* source, int line, const char* for
         return;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text =
-        std::string(source) + ":" + std::to_string(line) + " " + formatted(format, arguments);
+    const std::string text = std::string(source != nullptr ? source : "?") + ":" + std::to_string(line) +
+                             " " + formatted(format, arguments);
     va_end(arguments);
     if (settings.toSyslog)
         syslog(level, "%s", text.c_str());

@@ -14,8 +14,9 @@ public:
     ///
     /// The host version reads the decimal number in the text file that the environment variable
     /// RUXO_ANTENNA_FILE names ("/run/ruxo/antenna" when it is not set). The file may be rewritten at any
-    /// moment. No file means that the antenna is in order; a file that can't be read gives
-    /// `RUXOHAL_ERR_READ`, one without a number from 0 to 4294967295 gives `RUXOHAL_ERR_CONTENT`.
+    /// moment: one that is found empty is read again for some 20 ms. No file means that the antenna is in
+    /// order; a file that can't be read gives `RUXOHAL_ERR_READ`, one without a number from 0 to 4294967295
+    /// gives `RUXOHAL_ERR_CONTENT`.
     unsigned int GetGNSSAntennaState(GPSAntennaState& state);
 
 private:
