@@ -157,7 +157,7 @@ const std::array<Row, 31> kRows{{
     {"--waypoints", "LIST", [](Draft& d, const std::string& v) { d.routeText = v; },
      "the same in the argument itself, separated by ';'"},
     {"--repeat", "", [](Draft& d, const std::string&) { d.repeat = true; },
-     "the route leads back to its start and begins again"},
+     "route or recording begin again at their end, the route leads back to its start"},
     {"--print-route-length", "", [](Draft& d, const std::string&) { d.options.printRouteLength = true; },
      "prints the route's length in metres and ends"},
     {"--recording", "FILE", [](Draft& d, const std::string& v) { d.recordingFile = v; },
@@ -235,6 +235,7 @@ void finish(Draft& draft) {
     if (draft.recordingFile.empty())
         return;
     settings.recording = Recording::parse(contentOf(draft.recordingFile));
+    settings.repeatRecording = draft.repeat;
     if (!draft.baudGiven && draft.options.engineName == "nmea")
         draft.options.engine.baudRate = 115200;
 }

@@ -70,8 +70,11 @@ std::vector<Line::Piece> Simulator::advance(TimePoint now) {
         scheduleNextEpoch(now - std::chrono::milliseconds(1));
     for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_))
         runEpoch(nextEpoch_);
-    for (; playbackTime(nextRecorded_) <= now; ++nextRecorded_)
+    for (; playbackTime(nextRecorded_) <= now; ++nextRecorded_) {
+        if (nextRecorded_ == recordedEpochs())
+            beginRecordingAgain();
         runPlayback(playbackTime(nextRecorded_));
+    }
     std::vector<Line::Piece> pieces = line_.advance(now, engine_->baudRate());
     for (const Line::Piece& piece : pieces)
         bytesToHost_ += piece.bytes.size();
@@ -86,7 +89,8 @@ bool Simulator::ended(TimePoint now) const {
     const bool lineEmpty = line_.nextArrival(engine_->baudRate()) == TimePoint::max();
     if (!settings_.recording)
         return motionAt(now).arrived && departure_ && settings_.route.lengthM() > 0;
-    return departure_ && lineEmpty && now >= *departure_ + settings_.recording->duration();
+    return departure_ && lineEmpty && !settings_.repeatRecording &&
+           now >= *departure_ + settings_.recording->duration();
 }
 
 // --- Epochs ---------------------------------------------------------------------------------------------
@@ -157,11 +161,25 @@ void Simulator::sendSentences(const Epoch& epoch, TimePoint at) {
     }
 }
 
+std::size_t Simulator::recordedEpochs() const {
+    return settings_.recording ? settings_.recording->epochs().size() : 0;
+}
+
+// The index behind the last epoch stands for the end of a recording that repeats.
 TimePoint Simulator::playbackTime(std::size_t index) const {
-    if (!settings_.recording || !departure_ || index >= settings_.recording->epochs().size())
+    const std::size_t count = recordedEpochs();
+    const bool repeats =
+        settings_.repeatRecording && count > 0 && settings_.recording->duration().count() > 0;
+    if (!departure_ || index >= count + (repeats ? 1 : 0))
         return TimePoint::max();
-    const Duration sinceStart = settings_.recording->epochs()[index].sinceStart;
+    const Duration sinceStart =
+        index < count ? settings_.recording->epochs()[index].sinceStart : settings_.recording->duration();
     return *departure_ + fromSeconds(inSeconds(sinceStart) / settings_.playbackSpeed);
+}
+
+void Simulator::beginRecordingAgain() {
+    departure_ = playbackTime(nextRecorded_);
+    nextRecorded_ = 0;
 }
 
 void Simulator::runPlayback(TimePoint at) {

@@ -36,8 +36,9 @@ std::array<std::uint8_t, 2> ubxChecksum(const UbxFrame& frame) {
 }
 
 Bytes encodeUbx(const UbxFrame& frame) {
-    Bytes bytes = coveredBytes(frame);
-    bytes.insert(bytes.begin(), {kSync1, kSync2});
+    const Bytes covered = coveredBytes(frame);
+    Bytes bytes{kSync1, kSync2};
+    bytes.insert(bytes.end(), covered.begin(), covered.end());
     const auto checksum = ubxChecksum(frame);
     bytes.insert(bytes.end(), checksum.begin(), checksum.end());
     return bytes;

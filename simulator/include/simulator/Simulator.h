@@ -32,7 +32,8 @@ struct SimulatorSettings {
     std::optional<Recording> recording; // played in place of the sentences
     bool restamp = false;               // the recording's times become those of the simulator
     double playbackSpeed = 1;
-    bool hold = false; // route or recording wait for the command "go"
+    bool repeatRecording = false; // begins it again at its end
+    bool hold = false;            // route or recording wait for the command "go"
 };
 
 class Simulator {
@@ -90,6 +91,8 @@ private:
     Reception receptionAt(TimePoint at, const MotionState& motion);
     MotionState motionAt(TimePoint at) const;
     TimePoint playbackTime(std::size_t index) const;
+    std::size_t recordedEpochs() const;
+    void beginRecordingAgain();
     std::chrono::milliseconds epochPeriod() const;
     void scheduleNextEpoch(TimePoint after);
     UtcTime utcAt(TimePoint at) const { return utcAtStart_ + (at - startedAt_); }
