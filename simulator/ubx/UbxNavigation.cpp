@@ -409,10 +409,10 @@ Bytes buildEoe(const NavContext& context) { return startedWithTow(context).bytes
 
 const std::vector<NavMessageRow>& navMessageRows() {
     static const std::vector<NavMessageRow> rows = {
-        {0x01, buildPosEcef}, {0x02, buildPosLlh},  {0x03, buildStatus},  {0x04, buildDop},
-        {0x06, buildSol},     {0x07, buildPvt},     {0x11, buildVelEcef}, {0x12, buildVelNed},
-        {0x20, buildTimeGps}, {0x21, buildTimeUtc}, {0x22, buildClock},   {0x26, buildTimeLs},
-        {0x30, buildSvInfo},  {0x32, buildSbas},    {0x35, buildSat},     {0x61, buildEoe},
+        {0x07, buildPvt},     {0x06, buildSol},     {0x02, buildPosLlh}, {0x03, buildStatus},
+        {0x01, buildPosEcef}, {0x11, buildVelEcef}, {0x12, buildVelNed}, {0x30, buildSvInfo},
+        {0x35, buildSat},     {0x32, buildSbas},    {0x04, buildDop},    {0x20, buildTimeGps},
+        {0x21, buildTimeUtc}, {0x22, buildClock},   {0x26, buildTimeLs}, {0x61, buildEoe},
     };
     return rows;
 }

@@ -21,7 +21,9 @@ struct NavMessageRow {
     Bytes (*build)(const NavContext& context);
 };
 
-// In the order in which an epoch's messages are sent; UBX-NAV-EOE ends it.
+// In the order in which an epoch's messages are sent, as captures of real receivers show it: UBX-NAV-PVT
+// first, UBX-NAV-EOE last. The order matters: gpsd 3.22 takes whatever comes first for the end of an epoch
+// every other time, and would report the epoch twice if that weren't the message it reports anyway.
 const std::vector<NavMessageRow>& navMessageRows();
 
 } // namespace simulator

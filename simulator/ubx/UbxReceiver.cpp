@@ -424,7 +424,6 @@ std::vector<KeyValue> UbxReceiver::state() const {
     const unsigned antenna = PayloadReader(configuration_.block(ubx::kCfgAnt)).u2(0);
     const auto orNone = [](const std::string& text) { return text.empty() ? "none" : text; };
     return {
-        {"baud", std::to_string(baudRate())},
         {"nmea_out", out.nmeaOut ? "on" : "off"},
         {"ubx_out", out.ubxOut ? "on" : "off"},
         {"nmea_version", nmeaVersionName(static_cast<unsigned>(out.nmeaVersion))},
@@ -444,7 +443,7 @@ std::vector<KeyValue> UbxReceiver::state() const {
         {"acks_sent", std::to_string(counters_.acknowledged)},
         {"naks_sent", std::to_string(counters_.refused)},
         {"resets", std::to_string(resets_)},
-        {"faults", describeFaults(faults_)},
+        {"ubx_faults", describeFaults(faults_)},
     };
 }
 

@@ -156,12 +156,13 @@ TEST_F(UbxNavigationTest, EveryMessageHasItsLength) {
     }
 }
 
-TEST_F(UbxNavigationTest, TheEndOfEpochComesLast) {
-    for (const std::uint8_t id : Bytes{0x61, 0x35, 0x07}) {
+TEST_F(UbxNavigationTest, TheSolutionComesFirstAndTheEndOfEpochLast) {
+    for (const std::uint8_t id : Bytes{0x61, 0x35, 0x01, 0x07}) {
         switchOn(id);
     }
     const auto frames = pass(goodEpoch());
-    ASSERT_EQ(frames.size(), 3U);
+    ASSERT_EQ(frames.size(), 4U);
+    EXPECT_EQ(frames.front().id, 0x07);
     EXPECT_EQ(frames.back().id, 0x61);
 }
 

@@ -27,7 +27,7 @@ protected:
 
 TEST_F(UbxReceiverTest, TakesTheDriversPortFrame) {
     EXPECT_EQ(echo(kSetPort), only(ack(ubx::kCfgPrt)));
-    EXPECT_EQ(state("baud"), "115200");
+    EXPECT_EQ(receiver.baudRate(), 115200U);
     EXPECT_EQ(last.log, (std::vector<std::string>{"CFG-PRT uart1 115200 in 0x07 out 0x03: ACK-ACK"}));
 }
 
@@ -118,7 +118,7 @@ TEST_F(UbxReceiverTest, TheResetLineBringsFactoryConfigurationAndAnEmptyMemory) 
     }
     pass(goodEpoch());
     receiver.reset(ResetCause::ResetLine, now);
-    EXPECT_EQ(state("baud"), "9600");
+    EXPECT_EQ(receiver.baudRate(), 9600U);
     EXPECT_EQ(state("nmea_version"), "4.0");
     EXPECT_EQ(state("ack_aiding"), "off");
     EXPECT_EQ(state("database_frames"), "0");
@@ -156,9 +156,9 @@ TEST_F(UbxReceiverTest, AColdRestartForgetsEverything) {
 TEST_F(UbxReceiverTest, ARestartOfTheGnssPartKeepsTheConfiguration) {
     echo(kSetPort);
     configure(ubx::kCfgRst, {0, 0, 2, 0});
-    EXPECT_EQ(state("baud"), "115200");
+    EXPECT_EQ(receiver.baudRate(), 115200U);
     configure(ubx::kCfgRst, {0, 0, 0, 0});
-    EXPECT_EQ(state("baud"), "9600") << "nothing was saved";
+    EXPECT_EQ(receiver.baudRate(), 9600U) << "nothing was saved";
 }
 
 TEST_F(UbxReceiverTest, TakesAllThatADaemonSendsToSwitchToBinary) {
