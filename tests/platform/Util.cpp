@@ -1,0 +1,13 @@
+#include "utilities/Util.h"
+
+#include "PlatformHooks.h"
+
+bool Util::File::RemoveSingleFile(const char* path) {
+    const PlatformHooks* hooks = platformHooks();
+    return hooks != nullptr && hooks->removeFile(path);
+}
+
+bool Util::Time::GetGmTime(long* utcSeconds) {
+    const PlatformHooks* hooks = platformHooks();
+    return hooks != nullptr && hooks->utcSeconds(*utcSeconds);
+}

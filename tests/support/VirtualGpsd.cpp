@@ -1,0 +1,110 @@
+#include "VirtualGpsd.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+constexpr int kReportBytes = 250; // what a good read returns
+
+std::string text(const char* format, unsigned int value) {
+    char buffer[64];
+    snprintf(buffer, sizeof buffer, format, value);
+    return buffer;
+}
+
+} // namespace
+
+// --- The script -----------------------------------------------------------------------------------------
+
+void VirtualGpsd::reports(Fill fill, Duration wait) { readGives(kReportBytes, wait, std::move(fill)); }
+
+void VirtualGpsd::readGives(int result, Duration wait, Fill fill) {
+    script_.push_back({wait, true, result, std::move(fill)});
+}
+
+void VirtualGpsd::isSilent(int times) {
+    for (int i = 0; i < times; ++i)
+        script_.push_back({Duration::max(), false, 0, nullptr});
+}
+
+void VirtualGpsd::reportsEvery(Duration period, Fill fill) {
+    // At fixed times, however long the reader took for the one before.
+    Duration next = clock_.elapsed();
+    afterwards_ = [this, period, fill, next]() mutable {
+        const Duration now = clock_.elapsed();
+        next = std::max(next + period, now);
+        return Cycle{next - now, true, kReportBytes, fill};
+    };
+}
+
+void VirtualGpsd::openGives(int result, int descriptor) {
+    openResult_ = result;
+    nextDescriptor_ = descriptor;
+}
+
+VirtualGpsd::Cycle VirtualGpsd::nextCycle() {
+    if (script_.empty())
+        return afterwards_ ? afterwards_() : Cycle{Duration::max(), false, 0, nullptr};
+    Cycle cycle = script_.front();
+    script_.pop_front();
+    if (script_.empty() && whenLastCycleBegins)
+        whenLastCycleBegins();
+    return cycle;
+}
+
+// --- libgps ---------------------------------------------------------------------------------------------
+
+int VirtualGpsd::open(const char* host, const char* port, gps_data_t* record) {
+    journal_.add(std::string("gps_open ") + host + " " + port);
+    ++opens_;
+    record_ = record;
+    descriptor_ = nextDescriptor_;
+    record->gps_fd = descriptor_;
+    const int result = openResult_;
+    openResult_ = 0;
+    nextDescriptor_ = kDescriptor;
+    return result;
+}
+
+int VirtualGpsd::stream(gps_data_t* record, unsigned int flags, void* argument) {
+    journal_.add(text("gps_stream 0x%x", flags) + (argument == nullptr ? "" : " with an argument"));
+    EXPECT_EQ(record, record_) << "gps_stream on a session that isn't open";
+    return record->gps_fd < 0 ? -1 : 0;
+}
+
+bool VirtualGpsd::waiting(const gps_data_t* record, int timeoutMicros) {
+    journal_.add(text("gps_waiting %u", static_cast<unsigned int>(timeoutMicros)));
+    EXPECT_EQ(record, record_) << "gps_waiting on a session that isn't open";
+    EXPECT_LT(record->gps_fd, 1024) << "gps_waiting aborts on such a descriptor";
+    current_ = nextCycle();
+    if (record->gps_fd < 0)
+        return true;
+    const bool arrives = current_.arrives && current_.wait <= Duration(timeoutMicros);
+    clock_.advance(arrives ? current_.wait : Duration(timeoutMicros));
+    return arrives;
+}
+
+int VirtualGpsd::read(gps_data_t* record) {
+    journal_.add("gps_read");
+    EXPECT_EQ(record, record_) << "gps_read on a session that isn't open";
+    EXPECT_GE(record->gps_fd, 0) << "gps_read crashes after a failed open";
+    if (current_.fill)
+        current_.fill(*record);
+    return current_.result;
+}
+
+int VirtualGpsd::close(gps_data_t* record) {
+    journal_.add("gps_close");
+    EXPECT_EQ(record, record_) << "gps_close on a session that isn't open";
+    ++closes_;
+    record_ = nullptr;
+    return 0;
+}
+
+void VirtualGpsd::descriptorClosed(int descriptor) {
+    journal_.add("close " + std::to_string(descriptor));
+    descriptor_ = -1;
+}

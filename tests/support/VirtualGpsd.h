@@ -1,0 +1,85 @@
+#ifndef VIRTUALGPSD_H
+#define VIRTUALGPSD_H
+
+#include <gps.h>
+
+#include <deque>
+#include <functional>
+
+#include "Journal.h"
+#include "VirtualClock.h"
+
+/// libgps and the gpsd behind it, as a script: each `gps_waiting` of the library plays the next cycle.
+///
+/// Keeps to libgps's contract: after a failed open a wait is over at once, and what would crash there (a read
+/// of a session that isn't open, a second close) fails the test.
+class VirtualGpsd {
+public:
+    using Duration = VirtualClock::Duration;
+    /// Writes a report into the library's record, the mask `set` included.
+    using Fill = std::function<void(gps_data_t&)>;
+
+    VirtualGpsd(Journal& journal, VirtualClock& clock) : journal_(journal), clock_(clock) {}
+
+    // --- The script -----------------------------------------------------------------------------------
+
+    /// A report comes after `wait` and is read well.
+    void reports(Fill fill, Duration wait = Duration(0));
+    /// Something comes after `wait`, but the read gives `result` (0 and -1 are failures) and leaves the
+    /// record as it was, unless `fill` says otherwise.
+    void readGives(int result, Duration wait = Duration(0), Fill fill = nullptr);
+    /// Nothing comes: `times` waits last to their end.
+    void isSilent(int times = 1);
+    /// When the script is over: a report each `period`. Without this gpsd is silent.
+    void reportsEvery(Duration period, Fill fill);
+    /// Runs as the last scripted cycle begins; the usual way to end the reader's loop.
+    std::function<void()> whenLastCycleBegins;
+
+    /// The next `gps_open` gives `result` and leaves `descriptor` in the record.
+    void openGives(int result, int descriptor);
+
+    // --- What happened --------------------------------------------------------------------------------
+
+    bool isOpen() const { return record_ != nullptr; }
+    int opens() const { return opens_; }
+    int closes() const { return closes_; }
+
+    // --- libgps ---------------------------------------------------------------------------------------
+
+    int open(const char* host, const char* port, gps_data_t* record);
+    int stream(gps_data_t* record, unsigned int flags, void* argument);
+    bool waiting(const gps_data_t* record, int timeoutMicros);
+    int read(gps_data_t* record);
+    int close(gps_data_t* record);
+    bool ownsDescriptor(int descriptor) const {
+        return descriptor >= kFirstFake && descriptor == descriptor_;
+    }
+    void descriptorClosed(int descriptor);
+
+    static constexpr int kDescriptor = 700; // a fake: nothing is opened
+
+private:
+    static constexpr int kFirstFake = 600;
+
+    struct Cycle {
+        Duration wait;
+        bool arrives;
+        int result;
+        Fill fill;
+    };
+    Cycle nextCycle();
+
+    Journal& journal_;
+    VirtualClock& clock_;
+    std::deque<Cycle> script_;
+    std::function<Cycle()> afterwards_;
+    Cycle current_{};
+    int openResult_ = 0;
+    int nextDescriptor_ = kDescriptor;
+    int descriptor_ = -1;
+    const gps_data_t* record_ = nullptr;
+    int opens_ = 0;
+    int closes_ = 0;
+};
+
+#endif

@@ -1,0 +1,117 @@
+#include "VirtualPort.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+constexpr char kDevice[] = "/dev/ttymxc1";
+constexpr char kDump[] = "/data/NavigationDatabaseDump";
+constexpr char kWriteBegin[] = "echo -e \"";
+constexpr char kWriteEnd[] = "\" > /dev/ttymxc1";
+
+std::string newFolder() {
+    const char* base = getenv("TMPDIR");
+    std::string path = std::string(base != nullptr ? base : "/tmp") + "/ruxogps-test-XXXXXX";
+    if (mkdtemp(&path[0]) == nullptr)
+        abort();
+    return path;
+}
+
+bool begins(const std::string& text, const std::string& beginning) {
+    return text.compare(0, beginning.size(), beginning) == 0;
+}
+
+bool ends(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+} // namespace
+
+VirtualPort::VirtualPort(Journal& journal, VirtualShell& shell)
+    : journal_(journal),
+      folder_(newFolder()), files_{{kDevice, folder_ + "/port"}, {kDump, folder_ + "/dump"}} {
+    shell.listeners.push_back([this](const std::string& command) { listen(command); });
+}
+
+VirtualPort::~VirtualPort() {
+    for (const auto& file : files_)
+        unlink(file.second.c_str());
+    rmdir(folder_.c_str());
+}
+
+// --- Files ----------------------------------------------------------------------------------------------
+
+FILE* VirtualPort::open(const char* path, const char* mode, Open real) {
+    const bool isDevice = std::string(path) == kDevice;
+    if (failsToOpen(path, mode)) {
+        journal_.add(std::string("fopen ") + path + " " + mode + " failed");
+        errno = EACCES;
+        return nullptr;
+    }
+    journal_.add(std::string("fopen ") + path + " " + mode);
+    const std::string& here = files_[path];
+    if (!isDevice)
+        return real(here.c_str(), mode);
+    std::ofstream(here, std::ios::trunc).flush();
+    device_ = real(here.c_str(), mode);
+    return device_;
+}
+
+void VirtualPort::closed() {
+    journal_.add(std::string("fclose ") + kDevice);
+    device_ = nullptr;
+}
+
+void VirtualPort::openFails(const std::string& path, int times, const std::string& mode) {
+    failures_.push_back({path, mode, times});
+}
+
+bool VirtualPort::failsToOpen(const std::string& path, const std::string& mode) {
+    for (Failure& failure : failures_) {
+        if (failure.times <= 0 || failure.path != path || !begins(mode, failure.mode))
+            continue;
+        --failure.times;
+        return true;
+    }
+    return false;
+}
+
+std::optional<Bytes> VirtualPort::dumpFile() const {
+    std::ifstream file(files_.at(kDump), std::ios::binary);
+    if (!file)
+        return std::nullopt;
+    return Bytes(std::istreambuf_iterator<char>(file), {});
+}
+
+void VirtualPort::setDumpFile(const Bytes& content) {
+    std::ofstream(files_.at(kDump), std::ios::binary | std::ios::trunc) << content;
+}
+
+// --- Receiver -------------------------------------------------------------------------------------------
+
+void VirtualPort::listen(const std::string& command) {
+    if (!begins(command, kWriteBegin) || !ends(command, kWriteEnd))
+        return;
+    const std::size_t begin = sizeof kWriteBegin - 1;
+    sent.push_back(unescaped(command.substr(begin, command.size() - begin - (sizeof kWriteEnd - 1))));
+    if (receiver)
+        arrives(receiver(sent.back()));
+}
+
+void VirtualPort::arrives(const Bytes& bytes) {
+    std::ofstream(files_.at(kDevice), std::ios::binary | std::ios::app) << bytes;
+}
+
+void VirtualPort::arrivesLater(const Bytes& bytes) { later_.push_back(bytes); }
+
+void VirtualPort::paused() {
+    if (later_.empty())
+        return;
+    arrives(later_.front());
+    later_.pop_front();
+}

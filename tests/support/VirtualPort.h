@@ -1,0 +1,78 @@
+#ifndef VIRTUALPORT_H
+#define VIRTUALPORT_H
+
+#include <cstdio>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Bytes.h"
+#include "Journal.h"
+#include "VirtualClock.h"
+#include "VirtualShell.h"
+
+/// The receiver's serial port and the navigation database file: "/dev/ttymxc1" and
+/// "/data/NavigationDatabaseDump" lead to two regular files in a folder of the test's own. Every other path
+/// is the host's.
+///
+/// What a command writes to the device is decoded and kept; the receiver's answer comes by appending to the
+/// port's file. Like a terminal's, bytes of the time before an open are gone.
+class VirtualPort {
+public:
+    VirtualPort(Journal& journal, VirtualShell& shell);
+    ~VirtualPort();
+    VirtualPort(const VirtualPort&) = delete;
+    VirtualPort& operator=(const VirtualPort&) = delete;
+
+    /// The receiver: what it answers at once to the frame just written. Acknowledges everything at first.
+    std::function<Bytes(const Bytes& frame)> receiver = contentReceiver;
+
+    /// Appends bytes to be read, at once.
+    void arrives(const Bytes& bytes);
+    /// Bytes that come with the next pause (`usleep`), one piece a pause.
+    void arrivesLater(const Bytes& bytes);
+
+    /// Frames written so far, decoded, without the line feed of `echo`.
+    std::vector<Bytes> sent;
+    /// Calls of `fread` on the port.
+    int reads = 0;
+    bool isOpen() const { return device_ != nullptr; }
+
+    /// The next `times` opens of this path give null; with `mode`, only those that begin with it ("wb").
+    void openFails(const std::string& path, int times = 1, const std::string& mode = "");
+
+    /// The navigation database file; nothing when there is none.
+    std::optional<Bytes> dumpFile() const;
+    void setDumpFile(const Bytes& content);
+
+    // --- For the ground itself ------------------------------------------------------------------------
+
+    using Open = FILE* (*)(const char*, const char*);
+    bool owns(const char* path) const { return files_.count(path) != 0; }
+    FILE* open(const char* path, const char* mode, Open real);
+    bool owns(FILE* stream) const { return stream != nullptr && stream == device_; }
+    void closed();
+    void paused();
+
+private:
+    bool failsToOpen(const std::string& path, const std::string& mode);
+    void listen(const std::string& command);
+
+    struct Failure {
+        std::string path;
+        std::string mode;
+        int times;
+    };
+
+    Journal& journal_;
+    std::string folder_;
+    std::map<std::string, std::string> files_; // path on the unit -> path here
+    std::deque<Bytes> later_;
+    std::vector<Failure> failures_;
+    FILE* device_ = nullptr;
+};
+
+#endif
