@@ -15,7 +15,7 @@ namespace {
 // The receiver looks at its input between other work.
 constexpr Duration kAnswerDelay = std::chrono::milliseconds(5);
 // After a change of speed it waits, so that the host's port can follow before the acknowledgement.
-constexpr Duration kSpeedChangeDelay = std::chrono::milliseconds(200);
+constexpr Duration kSpeedChangeDelay = std::chrono::milliseconds(100);
 constexpr std::size_t kEphemeridesForFix = 4;
 constexpr std::size_t kMostRecords = 2000;
 
