@@ -138,12 +138,15 @@ struct Row {
     const char* help;
 };
 
-const std::array<Row, 31> kRows{{
+const std::array<Row, 32> kRows{{
     {"--link", "PATH", [](Draft& d, const std::string& v) { d.options.link = v; },
      "symbolic link to the port, while the program runs"},
     {"--engine", "nmea|ubx", setEngine,
      "what the receiver understands: nothing, or UBX (default where built)"},
     {"--baud", "SPEED", setBaud, "speed after power-up (9600; 115200 for recordings with the nmea engine)"},
+    {"--port-baud", "SPEED",
+     [](Draft& d, const std::string& v) { d.options.portBaudRate = choose(v, kSpeeds); },
+     "speed of the host's port until a client sets another (9600)"},
     {"--hz", "RATE", setRate, "epochs per second, 1 to 10 (1)"},
     {"--seed", "N",
      [](Draft& d, const std::string& v) {

@@ -27,6 +27,7 @@ struct Options {
     std::string captureFile;
     std::string resetLineFile;
     std::vector<std::string> commands; // carried out at the start
+    unsigned portBaudRate = 9600;      // until a client sets another
     bool quitAtEnd = false;
     bool printRouteLength = false;
     bool help = false;

@@ -23,6 +23,9 @@ using std::chrono::milliseconds;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 constexpr Duration kAttendPeriod = milliseconds(200);
+// A busy host, or one whose clock runs fast, changes its port's speed later than a unit would.
+constexpr Duration kFollowGrace = std::chrono::seconds(2);
+constexpr Duration kFollowPeriod = milliseconds(5);
 
 volatile std::sig_atomic_t stopSignal = 0;
 
@@ -62,7 +65,8 @@ void openForWriting(std::ofstream& stream, const std::string& path) {
 class Program {
 public:
     explicit Program(Options options)
-        : options_(std::move(options)), simulator_(options_.settings, makeEngine(options_), now(), utcNow()) {
+        : options_(std::move(options)), simulator_(options_.settings, makeEngine(options_), now(), utcNow()),
+          port_(options_.portBaudRate) {
         openForWriting(log_, options_.logFile);
         openForWriting(capture_, options_.captureFile);
         if (capture_.is_open())
@@ -98,7 +102,8 @@ private:
         std::array<pollfd, 3> descriptors{{{port_.pollDescriptor(), POLLIN, 0},
                                            {control_.descriptor(), POLLIN, 0},
                                            {resetLine_.descriptor(), POLLIN, 0}}};
-        const TimePoint next = std::min(simulator_.nextEvent(), lastAttended_ + kAttendPeriod);
+        const TimePoint event = waitsForHostSpeed() ? now() + kFollowPeriod : simulator_.nextEvent();
+        const TimePoint next = std::min(event, lastAttended_ + kAttendPeriod);
         const auto wait = std::chrono::ceil<milliseconds>(next - now()).count();
         poll(descriptors.data(), descriptors.size(), static_cast<int>(std::max<long>(0, wait)));
     }
@@ -106,13 +111,33 @@ private:
     void takeInput() {
         const std::string bytes = port_.read();
         if (!bytes.empty())
-            simulator_.fromHost(bytes, port_.baudRate(), now());
+            hear(bytes, speedOfInput());
+        lastPortBaud_ = port_.baudRate();
         if (control_.descriptor() >= 0)
             for (const std::string& line : control_.readLines())
                 carryOut(line);
         if (resetLine_.descriptor() >= 0)
             for (const bool level : resetLine_.readLevels())
                 simulator_.setResetLine(!level, now());
+    }
+
+    // A pseudo terminal doesn't tell at which speed bytes were written. Where the speed has changed since
+    // the last look they may have come before the change, and are heard right if either speed is the
+    // receiver's.
+    unsigned speedOfInput() const {
+        return lastPortBaud_ == simulator_.baudRate() ? lastPortBaud_ : port_.baudRate();
+    }
+
+    void hear(const std::string& bytes, unsigned portBaud) {
+        const unsigned speedBefore = simulator_.baudRate();
+        simulator_.fromHost(bytes, portBaud, now());
+        if (simulator_.baudRate() != speedBefore)
+            followUntil_ = now() + kFollowGrace;
+    }
+
+    // The host has told the receiver another speed and its own port is on the way there.
+    bool waitsForHostSpeed() const {
+        return now() < followUntil_ && port_.baudRate() != simulator_.baudRate();
     }
 
     void carryOut(const std::string& line) {
@@ -123,6 +148,8 @@ private:
     }
 
     void sendOutput() {
+        if (waitsForHostSpeed())
+            return;
         const unsigned long epochsBefore = simulator_.epochs();
         for (const Line::Piece& piece : simulator_.advance(now())) {
             if (capture_.is_open())
@@ -165,6 +192,8 @@ private:
     std::ofstream log_;
     std::ofstream capture_;
     TimePoint lastAttended_{};
+    TimePoint followUntil_{};
+    unsigned lastPortBaud_ = 0; // of the host's port, when it was looked at last
     unsigned long bytesLost_ = 0;
     bool stateChanged_ = false;
     bool stateFailed_ = false;

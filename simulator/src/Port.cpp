@@ -39,15 +39,23 @@ constexpr std::array<Speed, 14> kSpeeds{{
     {B1000000, 1000000},
 }};
 
-// Raw, 9600 baud, no modem lines: a port as the serial driver makes it, but for the line discipline's extras.
-void makeRaw(int descriptor) {
+speed_t codeOf(unsigned baudRate) {
+    for (const Speed& speed : kSpeeds)
+        if (speed.baudRate == baudRate)
+            return speed.code;
+    errno = EINVAL;
+    fail("no port runs at " + std::to_string(baudRate) + " baud");
+}
+
+// Raw, no modem lines: a port as the serial driver makes it, but for the line discipline's extras.
+void makeRaw(int descriptor, speed_t speed) {
     termios settings{};
     if (tcgetattr(descriptor, &settings) != 0)
         fail("can't read the port's settings");
     cfmakeraw(&settings);
     settings.c_cflag |= CLOCAL | CREAD;
-    cfsetispeed(&settings, B9600);
-    cfsetospeed(&settings, B9600);
+    cfsetispeed(&settings, speed);
+    cfsetospeed(&settings, speed);
     if (tcsetattr(descriptor, TCSANOW, &settings) != 0)
         fail("can't set up the port");
 }
@@ -68,7 +76,7 @@ bool anyNumbered(const std::string& folder, Visit visit) {
 
 } // namespace
 
-Port::Port() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+Port::Port(unsigned baudRate) : master_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
     if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
         fail("can't open a pseudo terminal");
     std::array<char, 64> name{};
@@ -78,7 +86,7 @@ Port::Port() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
     slave_ = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (slave_ < 0)
         fail("can't open " + path_);
-    makeRaw(slave_);
+    makeRaw(slave_, codeOf(baudRate));
     static_cast<void>(chmod(path_.c_str(), 0666)); // a convenience for other users; the port works without
 }
 

@@ -15,8 +15,8 @@ namespace simulator {
 // away, and a client's exclusive claim ends with the client.
 class Port {
 public:
-    // Throws std::system_error where the system gives no pseudo terminal.
-    Port();
+    // Throws std::system_error where the system gives no pseudo terminal, or where the speed is none of its own.
+    explicit Port(unsigned baudRate = 9600);
     ~Port();
     Port(const Port&) = delete;
     Port& operator=(const Port&) = delete;
