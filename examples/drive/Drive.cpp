@@ -1,10 +1,12 @@
 #include "Drive.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
 
 #include "Expectations.h"
+#include "Microdegrees.h"
 
 namespace {
 
@@ -104,13 +106,13 @@ void Drive::run(const volatile bool& stop) {
         ruxosleep_interruptible(kPollMilliseconds);
         pollOnce();
     }
-    say(stop ? "asked to stop" : "the time is over, or everything expected was seen");
+    say(stop ? "asked to stop" : isTimeOver() ? "the time is over" : "everything expected was seen");
 }
 
+bool Drive::isTimeOver() const { return secondsBetween(started_, Clock::now()) >= options_.durationS; }
+
 bool Drive::isOver() const {
-    if (secondsBetween(started_, Clock::now()) >= options_.durationS)
-        return true;
-    return options_.untilSeen && unmetExpectations(options_, tally_).empty();
+    return isTimeOver() || (options_.untilSeen && unmetExpectations(options_, tally_).empty());
 }
 
 void Drive::finish() {
@@ -143,8 +145,7 @@ void Drive::report(const Event& event) {
     case Event::Kind::Antenna:
         return reportAntenna(event.antenna, event.utc);
     case Event::Kind::Availability:
-        tally_.becameAvailable = tally_.becameAvailable || event.available;
-        return sayAt(event.utc, readings_.data, event.available ? "fixes are available" : "no valid fixes");
+        return reportAvailability(event);
     case Event::Kind::Position:
         return reportPosition(event.utc);
     case Event::Kind::Tracking:
@@ -173,6 +174,15 @@ void Drive::reportAntenna(GPSAntennaState state, std::time_t utc) {
     sayAt(utc, readings_.data, format("antenna: %s", antennaText(state)));
 }
 
+void Drive::reportAvailability(const Event& event) {
+    const bool repeated = tally_.availabilityTold && tally_.available == event.available;
+    tally_.availabilityTold = true;
+    tally_.available = event.available;
+    tally_.becameAvailable = tally_.becameAvailable || event.available;
+    if (!repeated) // the service repeats itself while a fix has no good quality yet
+        sayAt(event.utc, readings_.data, event.available ? "fixes are available" : "no valid fixes");
+}
+
 void Drive::reportPosition(std::time_t utc) {
     ++tally_.positionUpdates;
     const GPSData& data = readings_.data;
@@ -195,17 +205,25 @@ void Drive::reportTracking(const Event& event) {
 void Drive::noticeFix(const GPSReadings& before) {
     if (readings_.fixTick == before.fixTick)
         return;
+    const GPSData& fix = readings_.data;
     if (++tally_.fixes == 1)
         noticeFirstFix();
+    tally_.extentM = std::max(
+        tally_.extentM, metresBetween(firstFix_.latitude, firstFix_.longitude, fix.latitude, fix.longitude));
     if (options_.learnS > 0 && !learned_)
         learnGeofences();
 }
 
 void Drive::noticeFirstFix() {
+    firstFix_ = readings_.data;
     tally_.firstFixS = secondsBetween(begin_, Clock::now());
-    sayAt(std::time(nullptr), readings_.data,
+    sayAt(std::time(nullptr), firstFix_,
           format("first fix, %.1f s after the service was asked for, %.1f s after it was up",
                  tally_.firstFixS, secondsBetween(started_, Clock::now())));
+    const double ahead = options_.firstFixBeforeS - tally_.firstFixS;
+    if (options_.firstFixBeforeS > 0)
+        say(format("the first fix came %.1f s %s than the %.1f s to compare with", std::fabs(ahead),
+                   ahead > 0 ? "sooner" : "later", options_.firstFixBeforeS));
     if (!options_.firstFixFile.empty())
         std::ofstream(options_.firstFixFile) << format("%.1f\n", tally_.firstFixS);
 }

@@ -34,6 +34,7 @@ private:
     void report(const Event& event);
     void reportGeofence(const Event& event, bool entered);
     void reportAntenna(GPSAntennaState state, std::time_t utc);
+    void reportAvailability(const Event& event);
     void reportPosition(std::time_t utc);
     void reportTracking(const Event& event);
     void noticeFix(const GPSReadings& before);
@@ -42,6 +43,7 @@ private:
     void learnGeofences();
     void watch(const GPSGeofence& geofence);
     void noticeGeofenceStates();
+    bool isTimeOver() const;
     bool isOver() const;
 
     void say(const std::string& text) const;
@@ -52,6 +54,7 @@ private:
     std::unique_ptr<GPSAdapter> gps_;
     GPSReadings readings_;
     Tally tally_;
+    GPSData firstFix_;
     std::vector<TrackPoint> track_;
     Clock::time_point begin_;
     Clock::time_point started_;

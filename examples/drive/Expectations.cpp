@@ -4,11 +4,17 @@
 
 namespace {
 
+constexpr char kOdometerIfMoved[] = "odometer-if-moved";
+
 /// At least one geofence, and each of them both entered and left.
 bool allCrossed(const Tally& tally) {
     const auto crossed = [](const auto& entry) { return entry.second.entered > 0 && entry.second.left > 0; };
     return !tally.geofences.empty() && std::all_of(tally.geofences.begin(), tally.geofences.end(), crossed);
 }
+
+constexpr double kStandingM = 100; ///< positions of a receiver that stands stay closer together than this
+
+bool stands(const Tally& tally) { return tally.extentM < kStandingM; }
 
 struct Expectation {
     const char* name;
@@ -24,6 +30,8 @@ constexpr Expectation kExpectations[] = {
     {"geofence", allCrossed, "not every geofence was both entered and left"},
     {"antenna", [](const Tally& t) { return t.antennaCameBack; }, "the antenna was not lost and back again"},
     {"odometer", [](const Tally& t) { return t.odometerM > 0; }, "the odometer counted nothing"},
+    {kOdometerIfMoved, [](const Tally& t) { return t.odometerM > 0 || stands(t); },
+     "the odometer counted nothing although the positions moved on"},
 };
 
 const Expectation* find(const std::string& name) {
@@ -56,4 +64,10 @@ std::vector<std::string> unmetExpectations(const Options& options, const Tally& 
     if (isLate(options, tally))
         unmet.push_back("the first fix did not come sooner than asked for");
     return unmet;
+}
+
+bool isOdometerExcused(const Options& options, const Tally& tally) {
+    const auto& names = options.expected;
+    return std::find(names.begin(), names.end(), kOdometerIfMoved) != names.end() && tally.odometerM == 0 &&
+           stands(tally);
 }

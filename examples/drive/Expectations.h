@@ -18,4 +18,7 @@ bool isExpectationName(const std::string& name);
 /// One sentence for each thing that the options expect and the tally doesn't show.
 std::vector<std::string> unmetExpectations(const Options& options, const Tally& tally);
 
+/// Nothing was counted, and as the receiver stands nothing was due.
+bool isOdometerExcused(const Options& options, const Tally& tally);
+
 #endif

@@ -20,4 +20,12 @@ inline uint32_t microdegreesOfLongitude(double metres, double latitudeDegrees) {
     return microdegreesOfLatitude(metres / std::cos(latitudeDegrees / kDegreesPerRadian));
 }
 
+/// Straight distance between two positions not more than some kilometres apart.
+inline double metresBetween(int32_t latitudeA, int32_t longitudeA, int32_t latitudeB, int32_t longitudeB) {
+    const double north = (static_cast<double>(latitudeB) - latitudeA) / kMicrodegreesPerMetre;
+    const double east = (static_cast<double>(longitudeB) - longitudeA) / kMicrodegreesPerMetre *
+                        std::cos(latitudeB / 1e6 / kDegreesPerRadian);
+    return std::hypot(north, east);
+}
+
 #endif

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr double kLongestDurationS = 1e6;
+constexpr char kUsuallyExpected[] = "fix,availability,position,tracking,geofence,antenna,odometer";
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
@@ -85,6 +86,10 @@ const OptionRow kOptionsWithValue[] = {
 bool takeFlag(Options& options, const std::string& name) {
     if (name == "--until-seen")
         return options.untilSeen = true;
+    if (name == "--no-summary") {
+        options.summary = false;
+        return true;
+    }
     if (name == "--help" || name == "-h")
         return options.help = true;
     return false;
@@ -107,7 +112,7 @@ void check(const Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
-    options.expected = split(expectationNames(), ',');
+    options.expected = split(kUsuallyExpected, ',');
     for (int i = 1; i < argc; ++i) {
         const std::string name = argv[i];
         if (takeFlag(options, name))
@@ -134,11 +139,12 @@ const char* usage() {
            "                              (up to 12 times)\n"
            "  --learn SECONDS             watches the track for this time, then draws two geofences on it\n"
            "  --tracking SECONDS          period of the tracking reports (30; 0: none)\n"
-           "  --expect KINDS              what must be seen for exit status 0, separated by commas; of\n"
-           "                              fix,availability,position,tracking,geofence,antenna,odometer "
-           "(all)\n"
+           "  --expect KINDS              what must be seen for exit status 0, separated by commas (all of\n"
+           "                              fix,availability,position,tracking,geofence,antenna,odometer);\n"
+           "                              odometer-if-moved: only where the receiver doesn't stand\n"
            "  --first-fix-before SECONDS  the first fix must come sooner than this\n"
            "  --first-fix-file FILE       writes the seconds to the first fix to FILE\n"
+           "  --no-summary                leaves the closing line out\n"
            "  --help                      prints this text\n"
            "\n"
            "Exit status: 0 when everything expected was seen, 1 when something was not, 2 for a wrong "

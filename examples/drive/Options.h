@@ -25,6 +25,7 @@ struct Options {
     std::vector<std::string> expected; ///< names of what must be seen; see expectationNames()
     double firstFixBeforeS = 0;        ///< the first fix must come sooner than this; 0: doesn't matter
     std::string firstFixFile;          ///< gets the seconds to the first fix; empty: none
+    bool summary = true;               ///< closes with the summary line
 };
 
 /// Throws OptionError.

@@ -21,7 +21,10 @@ struct Tally {
     unsigned int geofenceEvents = 0;
     unsigned int antennaChanges = 0;
     uint32_t odometerM = 0;
+    double extentM = 0; ///< the farthest fix's distance from the first
 
+    bool availabilityTold = false;
+    bool available = false; ///< as last told
     bool becameAvailable = false;
     bool antennaWasInOrder = false;
     bool antennaWasLost = false; ///< after it had been in order

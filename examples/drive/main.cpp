@@ -9,6 +9,7 @@
 
 #include <signal.h>
 
+#include <cmath>
 #include <cstdio>
 
 #include "Drive.h"
@@ -38,7 +39,11 @@ ExitStatus drive(const Options& options) {
     const std::vector<std::string> unmet = unmetExpectations(options, drive.tally());
     for (const std::string& sentence : unmet)
         std::printf("not seen: %s\n", sentence.c_str());
-    std::printf("%s\n", summary(drive.tally()).c_str());
+    if (isOdometerExcused(options, drive.tally()))
+        std::printf("no metres are due: the receiver stands, all fixes lie within %.0f m of the first\n",
+                    std::ceil(drive.tally().extentM));
+    if (options.summary)
+        std::printf("%s\n", summary(drive.tally()).c_str());
     return unmet.empty() ? kAllSeen : kSomethingMissing;
 }
 
