@@ -240,7 +240,7 @@ std::string UbxReceiver::takeRestart(const UbxFrame& frame, TimePoint now, React
 
 std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reaction) {
     const MgaOutcome outcome = assistance_.handle(frame);
-    if (!outcome.database.empty() || frame.payload.empty()) {
+    if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
         sendDatabase(outcome, reaction);
         return ": " + std::to_string(outcome.database.size()) + " records";
     }

@@ -173,5 +173,30 @@ TEST_F(UbxReceiverTest, TakesAllThatADaemonSendsToSwitchToBinary) {
     EXPECT_EQ(pass(goodEpoch()).size(), 10U);
 }
 
+TEST_F(UbxReceiverTest, EveryFrameWhateverItHoldsIsCountedAndLogged) {
+    acknowledgeAiding();
+    unsigned frames = 1;
+    for (unsigned kind = 0; kind < 0x10000; kind += 3) {
+        const auto messageClass = static_cast<std::uint8_t>(kind >> 8U);
+        const auto id = static_cast<std::uint8_t>(kind & 0xFFU);
+        const auto filling = static_cast<std::uint8_t>(kind % 7);
+        tell(messageClass, id, Bytes(kind % 97, filling));
+        ++frames;
+        ASSERT_EQ(last.log.size(), 1U);
+    }
+    EXPECT_EQ(state("frames_received"), std::to_string(frames));
+}
+
+TEST_F(UbxReceiverTest, NoiseIsNeverTakenForAFrame) {
+    std::uint32_t noise = 1;
+    std::string bytes(200000, ' ');
+    for (char& byte : bytes) {
+        noise = noise * 1664525U + 1013904223U;
+        byte = static_cast<char>(noise >> 24U);
+    }
+    EXPECT_TRUE(tell(bytes).empty());
+    EXPECT_EQ(state("frames_received"), "0");
+}
+
 } // namespace
 } // namespace simulator
