@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -25,7 +26,6 @@ struct Draft {
     Options options;
     std::string start = "47.2852,8.5653,450";
     std::string routeText;
-    std::string recordingFile;
     bool repeat = false;
     bool baudGiven = false;
 };
@@ -61,6 +61,8 @@ Value choose(const std::string& text, const std::array<Choice<Value>, count>& ch
 }
 
 std::string contentOf(const std::string& path) {
+    if (std::filesystem::is_directory(path))
+        throw OptionError("'" + path + "' is a folder");
     std::ifstream file(path, std::ios::binary);
     std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (!file.is_open() || file.bad())
@@ -163,7 +165,8 @@ const std::array<Row, 32> kRows{{
      "route or recording begin again at their end, the route leads back to its start"},
     {"--print-route-length", "", [](Draft& d, const std::string&) { d.options.printRouteLength = true; },
      "prints the route's length in metres and ends"},
-    {"--recording", "FILE", [](Draft& d, const std::string& v) { d.recordingFile = v; },
+    {"--recording", "FILE",
+     [](Draft& d, const std::string& v) { d.options.settings.recording = Recording::parse(contentOf(v)); },
      "plays this file in place of the sentences"},
     {"--restamp", "", [](Draft& d, const std::string&) { d.options.settings.restamp = true; },
      "gives the recording the times of now"},
@@ -235,18 +238,16 @@ void finish(Draft& draft) {
         draft.routeText.empty() ? Route(start) : Route(parseWaypoints(draft.routeText, start), draft.repeat);
     if (draft.options.engineName.empty())
         draft.options.engineName = kUsualEngine;
-    if (draft.recordingFile.empty())
-        return;
-    settings.recording = Recording::parse(contentOf(draft.recordingFile));
     settings.repeatRecording = draft.repeat;
-    if (!draft.baudGiven && draft.options.engineName == "nmea")
+    if (settings.recording && !draft.baudGiven && draft.options.engineName == "nmea")
         draft.options.engine.baudRate = 115200;
 }
 
 void checkCombination(const Draft& draft) {
-    if (!draft.recordingFile.empty() && !draft.routeText.empty())
+    const bool playsRecording = draft.options.settings.recording.has_value();
+    if (playsRecording && !draft.routeText.empty())
         throw OptionError("--recording and a route exclude each other");
-    if (draft.recordingFile.empty() && draft.options.settings.restamp)
+    if (!playsRecording && draft.options.settings.restamp)
         throw OptionError("--restamp needs --recording");
     if (draft.routeText.empty() && draft.options.printRouteLength)
         throw OptionError("--print-route-length needs --route or --waypoints");

@@ -90,7 +90,7 @@ bool Simulator::ended(TimePoint now) const {
     if (!settings_.recording)
         return motionAt(now).arrived && departure_ && settings_.route.lengthM() > 0;
     return departure_ && lineEmpty && !settings_.repeatRecording &&
-           now >= *departure_ + settings_.recording->duration();
+           now >= *departure_ + playedAfter(settings_.recording->duration());
 }
 
 // --- Epochs ---------------------------------------------------------------------------------------------
@@ -165,6 +165,10 @@ std::size_t Simulator::recordedEpochs() const {
     return settings_.recording ? settings_.recording->epochs().size() : 0;
 }
 
+Duration Simulator::playedAfter(Duration sinceStart) const {
+    return fromSeconds(inSeconds(sinceStart) / settings_.playbackSpeed);
+}
+
 // The index behind the last epoch stands for the end of a recording that repeats.
 TimePoint Simulator::playbackTime(std::size_t index) const {
     const std::size_t count = recordedEpochs();
@@ -172,9 +176,8 @@ TimePoint Simulator::playbackTime(std::size_t index) const {
         settings_.repeatRecording && count > 0 && settings_.recording->duration().count() > 0;
     if (!departure_ || index >= count + (repeats ? 1 : 0))
         return TimePoint::max();
-    const Duration sinceStart =
-        index < count ? settings_.recording->epochs()[index].sinceStart : settings_.recording->duration();
-    return *departure_ + fromSeconds(inSeconds(sinceStart) / settings_.playbackSpeed);
+    return *departure_ + playedAfter(index < count ? settings_.recording->epochs()[index].sinceStart
+                                                   : settings_.recording->duration());
 }
 
 void Simulator::beginRecordingAgain() {
@@ -185,7 +188,7 @@ void Simulator::beginRecordingAgain() {
 void Simulator::runPlayback(TimePoint at) {
     const RecordedEpoch& recorded = settings_.recording->epochs()[nextRecorded_];
     const UtcTime start = std::chrono::floor<std::chrono::seconds>(utcAt(*departure_));
-    const UtcTime utc = start + recorded.sinceStart;
+    const UtcTime utc = start + playedAfter(recorded.sinceStart);
     for (const std::string& frame : recorded.frames) {
         sendFrame(spoiled(settings_.restamp ? restamped(frame, recorded, utc) : frame, at), at, true);
         ++sentences_;

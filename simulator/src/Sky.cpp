@@ -102,22 +102,32 @@ double scatter(std::uint64_t seed, std::uint64_t a, std::uint64_t b) {
     return static_cast<double>(z >> 11U) / 9007199254740992.0;
 }
 
+namespace {
+
+constexpr double kObstacleDb = 15;
+
+bool isBehindObstacle(const Satellite& satellite, std::uint64_t seed) {
+    constexpr std::uint64_t kObstacles = 3;
+    bool behind = false;
+    for (std::uint64_t i = 0; i < kObstacles; ++i) {
+        const double offset = std::remainder(satellite.azimuthDeg - 360 * scatter(seed, 7, i), 360);
+        behind = behind || (std::fabs(offset) < 5 + 15 * scatter(seed, 8, i) &&
+                            satellite.elevationDeg < 8 + 14 * scatter(seed, 9, i));
+    }
+    return behind;
+}
+
+} // namespace
+
 // High satellites are loud. Each fades with a period of its own, and a few obstacles, fixed by the seed,
 // stand around the antenna and dampen what is behind them.
 double Sky::carrierToNoise(const Satellite& satellite, double seconds) const {
-    constexpr std::uint64_t kObstacles = 3;
     const std::uint64_t key = satelliteKey(satellite.constellation, satellite.number);
     double signal = 28 + 19 * std::sin(radians(satellite.elevationDeg)) + 3 * scatter(seed_, key, 3);
     const double period = 60 + 300 * scatter(seed_, key, 4);
     const double depth = 1 + 3 * scatter(seed_, key, 5);
     signal += depth * std::sin(2 * kPi * (seconds / period + scatter(seed_, key, 6)));
-    for (std::uint64_t i = 0; i < kObstacles; ++i) {
-        const double offset = std::remainder(satellite.azimuthDeg - 360 * scatter(seed_, 7, i), 360);
-        const bool behind = std::fabs(offset) < 5 + 15 * scatter(seed_, 8, i) &&
-                            satellite.elevationDeg < 8 + 14 * scatter(seed_, 9, i);
-        signal -= behind ? 15 : 0;
-    }
-    return signal;
+    return isBehindObstacle(satellite, seed_) ? signal - kObstacleDb : signal;
 }
 
 std::vector<Satellite> Sky::above(const GeoPosition& observer, UtcTime utc,

@@ -91,6 +91,7 @@ private:
     Reception receptionAt(TimePoint at, const MotionState& motion);
     MotionState motionAt(TimePoint at) const;
     TimePoint playbackTime(std::size_t index) const;
+    Duration playedAfter(Duration sinceStart) const;
     std::size_t recordedEpochs() const;
     void beginRecordingAgain();
     std::chrono::milliseconds epochPeriod() const;
