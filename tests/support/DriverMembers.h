@@ -1,6 +1,8 @@
 #ifndef DRIVERMEMBERS_H
 #define DRIVERMEMBERS_H
 
+#include <dlfcn.h>
+
 #include "GPSHAL_RUXO_3.h"
 #include "MemberAccess.h"
 
@@ -14,5 +16,11 @@ EXPOSE_MEMBER(DriverLastQueryTime, GPSHAL_RUXO_3, lastQueryTime);
 EXPOSE_MEMBER(DriverLastSatelliteLog, GPSHAL_RUXO_3, lastSatelliteLog);
 EXPOSE_MEMBER(DriverInitializeTick, GPSHAL_RUXO_3, initializeTick);
 EXPOSE_MEMBER(DriverUbxConfig, GPSHAL_RUXO_3, ubxConfig);
+
+/// Exported data is looked up: naming it would make a copy of it in the program.
+inline unsigned int& noDataReadCounter() {
+    return *static_cast<unsigned int*>(dlsym(RTLD_DEFAULT, "_ZN13GPSHAL_RUXO_317noDataReadCounterE"));
+}
+inline sem_t& reportSemaphore() { return *static_cast<sem_t*>(dlsym(RTLD_DEFAULT, "semaphore")); }
 
 #endif

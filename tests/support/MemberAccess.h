@@ -7,7 +7,8 @@
 ///     EXPOSE_MEMBER(DriverRunning, GPSHAL_RUXO_3, running);
 ///     driver.*memberOf(DriverRunning()) = true;
 ///
-/// `memberOf(TAG())` is the pointer to member, of its true type.
+/// The macro stands at global scope, outside of every namespace. `memberOf(TAG())` is the pointer to member,
+/// of its true type.
 template <typename Tag, auto Member>
 struct ExposedMember {
     friend constexpr auto memberOf(Tag) { return Member; }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <string>
 
@@ -13,6 +15,11 @@ std::string text(const char* format, unsigned int value) {
     char buffer[64];
     snprintf(buffer, sizeof buffer, format, value);
     return buffer;
+}
+
+bool isZero(const gps_data_t& record) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&record);
+    return std::all_of(bytes, bytes + sizeof record, [](unsigned char byte) { return byte == 0; });
 }
 
 } // namespace
@@ -59,6 +66,7 @@ VirtualGpsd::Cycle VirtualGpsd::nextCycle() {
 
 int VirtualGpsd::open(const char* host, const char* port, gps_data_t* record) {
     journal_.add(std::string("gps_open ") + host + " " + port);
+    EXPECT_TRUE(isZero(*record)) << "gps_open of a record that was not cleared";
     ++opens_;
     record_ = record;
     descriptor_ = nextDescriptor_;
@@ -70,6 +78,7 @@ int VirtualGpsd::open(const char* host, const char* port, gps_data_t* record) {
 }
 
 int VirtualGpsd::stream(gps_data_t* record, unsigned int flags, void* argument) {
+    errnoAtStream = errno;
     journal_.add(text("gps_stream 0x%x", flags) + (argument == nullptr ? "" : " with an argument"));
     EXPECT_EQ(record, record_) << "gps_stream on a session that isn't open";
     return record->gps_fd < 0 ? -1 : 0;

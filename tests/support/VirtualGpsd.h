@@ -43,6 +43,8 @@ public:
     bool isOpen() const { return record_ != nullptr; }
     int opens() const { return opens_; }
     int closes() const { return closes_; }
+    /// `errno` as the library left it before `gps_stream`.
+    int errnoAtStream = 0;
 
     // --- libgps ---------------------------------------------------------------------------------------
 

@@ -40,7 +40,7 @@ unsigned int antennaState(GPSAntennaState& state) {
     if (hal.atQuery)
         hal.atQuery();
     const GroundLock lock;
-    if (hal.antennaResult == 0)
+    if (hal.antennaResult == 0 && hal.fillsState)
         state = hal.antennaState;
     return hal.antennaResult;
 }

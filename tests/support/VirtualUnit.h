@@ -23,6 +23,8 @@ struct VirtualHal {
     GPSAntennaState antennaState = GPS_ANTENNA_OK;
     /// What the antenna query returns; when not 0 it leaves the state as it was.
     unsigned int antennaResult = 0;
+    /// A query that succeeds fills in the state.
+    bool fillsState = true;
     /// Antenna queries so far.
     int queries = 0;
     /// Runs at each query, before it is answered.

@@ -1,0 +1,108 @@
+#ifndef HANDLERTEST_H
+#define HANDLERTEST_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "MemberAccess.h"
+#include "UbxConfigHandler.h"
+#include "VirtualUnit.h"
+
+/// The configuration handler's private members, for `handler->*memberOf(HandlerRecords())`.
+EXPOSE_MEMBER(HandlerRecords, UbxConfigHandler, commandList);
+EXPOSE_MEMBER(HandlerBaudRate, UbxConfigHandler, baudRate);
+EXPOSE_MEMBER(HandlerAcknowledgedCount, UbxConfigHandler, acknowledgedCount);
+EXPOSE_MEMBER(HandlerSerialPort, UbxConfigHandler, serialPort);
+EXPOSE_MEMBER(HandlerReadBufferSize, UbxConfigHandler, readBufferSize);
+EXPOSE_MEMBER(HandlerReadBuffer, UbxConfigHandler, readBuffer);
+EXPOSE_MEMBER(HandlerReadDelayUs, UbxConfigHandler, readDelayUs);
+EXPOSE_MEMBER(HandlerMaxReads, UbxConfigHandler, maxReads);
+EXPOSE_MEMBER(HandlerMgaAckPayloadStart, UbxConfigHandler, mgaAckPayloadStart);
+EXPOSE_MEMBER(HandlerMgaUsedCount, UbxConfigHandler, mgaUsedCount);
+EXPOSE_MEMBER(HandlerMgaNotUsedCount, UbxConfigHandler, mgaNotUsedCount);
+
+/// The shell command that sets the line up, in full.
+inline std::string portSetUp(const std::string& baud) {
+    return "system timeout -t 1 stty -F /dev/ttymxc1 " + baud +
+           " intr ^- quit ^- erase ^- kill ^- eof ^- eol ^- eol2 ^- swtch ^- start ^- stop ^- susp ^- "
+           "rprnt ^- werase ^- lnext ^- flush ^- min 0 time 0 -brkint -icrnl -imaxbel -opost -onlcr -isig "
+           "-icanon -iexten -echo -echoe -echok -echoctl -echoke";
+}
+
+/// The journal's line of a log line of the handler.
+inline std::string logged(int level, const std::string& text) {
+    return "log " + std::to_string(level) + " src/GPSHAL_RUXO_3.cpp " + text;
+}
+
+/// The journal's line of a frame in escaped form that is written to the port.
+inline std::string written(const std::string& frame) {
+    return "system echo -e \"" + frame + "\" > /dev/ttymxc1";
+}
+
+/// Concatenated journals.
+inline Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+/// A receiver that answers nothing.
+inline Bytes silentReceiver(const Bytes&) { return ""; }
+
+/// A handler behind its start-up: five records, all acknowledged, port closed. The receiver acknowledges
+/// everything. What the start-up did is forgotten.
+class HandlerTest : public UnitTest {
+protected:
+    using Record = UbxConfigHandler::UbxCommands;
+
+    HandlerTest() { startUp(); }
+
+    /// Puts a new handler in place of one that was shut down.
+    void startUp() {
+        handler = std::make_unique<UbxConfigHandler>();
+        unit.forget();
+    }
+    void shutDown() { handler.reset(); }
+
+    template <typename Tag>
+    auto& member(Tag tag) {
+        return (*handler).*memberOf(tag);
+    }
+    std::vector<Record>& records() { return member(HandlerRecords()); }
+    uint32_t used() { return member(HandlerMgaUsedCount()); }
+    uint32_t notUsed() { return member(HandlerMgaNotUsedCount()); }
+
+    /// Numbers of the records that are acknowledged.
+    std::vector<int> acknowledged() {
+        std::vector<int> numbers;
+        for (std::size_t i = 0; i < records().size(); ++i)
+            if (records()[i].acknowledged)
+                numbers.push_back(static_cast<int>(i));
+        return numbers;
+    }
+    void nothingIsAcknowledged() {
+        for (Record& record : records())
+            record.acknowledged = false;
+    }
+    void addRecord(unsigned char msgClass, unsigned char msgId) {
+        records().push_back({"Extra " + std::to_string(records().size()), R"(\x)" + std::string("ee"),
+                             msgClass, msgId, false});
+    }
+    /// Adds records that no receiver knows until the list holds `count`.
+    void fillListTo(std::size_t count) {
+        while (records().size() < count)
+            addRecord(0xEE, 0xEE);
+    }
+    /// Opens the port as a sequence does.
+    void openPort() { member(HandlerSerialPort()) = fopen("/dev/ttymxc1", "rb"); }
+
+    /// The whole budget of one wait was spent.
+    void expectTimeOut() {
+        EXPECT_EQ(unit.port.reads, 276);
+        EXPECT_EQ(unit.journal.count("usleep 21701"), 275u);
+    }
+
+    std::unique_ptr<UbxConfigHandler> handler;
+};
+
+#endif
