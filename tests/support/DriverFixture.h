@@ -2,9 +2,27 @@
 #define DRIVERFIXTURE_H
 
 #include <memory>
+#include <vector>
 
 #include "DriverMembers.h"
 #include "VirtualUnit.h"
+
+/// The snapshot's arrival times.
+using Arrival = time_t ReaderBlock::*;
+inline const std::vector<Arrival> kArrivals = {&ReaderBlock::tsStatus,
+                                               &ReaderBlock::tsTime,
+                                               &ReaderBlock::tsMode,
+                                               &ReaderBlock::tsLatLon,
+                                               &ReaderBlock::tsAltitude,
+                                               &ReaderBlock::tsTrack,
+                                               &ReaderBlock::tsSpeed,
+                                               &ReaderBlock::tsClimb,
+                                               &ReaderBlock::tsSatellites,
+                                               &ReaderBlock::tsTimeError,
+                                               &ReaderBlock::tsHorizontalError,
+                                               &ReaderBlock::tsVerticalError,
+                                               &ReaderBlock::tsSpeedError,
+                                               &ReaderBlock::tsDop};
 
 /// A driver on a virtual unit, with what its construction did forgotten.
 template <typename Driver = GPSHAL_RUXO_3>
@@ -33,9 +51,36 @@ protected:
         return unit.threads.run();
     }
 
+    void expectJournal(const Lines& lines) { EXPECT_EQ(unit.journal.lines(), lines); }
+
     std::unique_ptr<Driver> driver;
 };
 
 using DriverFixture = DriverFixtureOf<>;
+
+/// Records the calls that come through the virtual table.
+class WatchedDriver : public GPSHAL_RUXO_3 {
+public:
+    unsigned int Initialize() override { return called("Initialize", GPSHAL_RUXO_3::Initialize()); }
+    unsigned int Finalize() override { return called("Finalize", GPSHAL_RUXO_3::Finalize()); }
+    unsigned int Start() override { return called("Start", startResult | GPSHAL_RUXO_3::Start()); }
+    unsigned int Stop() override { return called("Stop", stopResult | GPSHAL_RUXO_3::Stop()); }
+    bool IsActive() override { return pretendsToBeActive || GPSHAL_RUXO_3::IsActive(); }
+    bool IsRunning() override { return pretendsToRun || GPSHAL_RUXO_3::IsRunning(); }
+
+    Lines calls;
+    std::vector<unsigned int> counters; ///< the counter of empty cycles at each call
+    unsigned int stopResult = 0;
+    unsigned int startResult = 0;
+    bool pretendsToBeActive = false;
+    bool pretendsToRun = false;
+
+private:
+    unsigned int called(const char* name, unsigned int result) {
+        calls.push_back(name);
+        counters.push_back(::noDataReadCounter());
+        return result;
+    }
+};
 
 #endif
