@@ -85,33 +85,37 @@ void ResetLineWatch::open(const std::string& path) {
         fail("can't watch " + path);
 }
 
-// Completed writes to the file among the events that wait; -1 without any event of the file.
-int ResetLineWatch::countWrites() {
+// Takes in what happened to the file; false if nothing did.
+bool ResetLineWatch::takeEvents() {
     alignas(inotify_event) std::array<char, 8192> buffer{};
-    int writes = -1;
-    for (ssize_t count = 0; (count = ::read(descriptor_, buffer.data(), buffer.size())) > 0;) {
-        for (const char* at = buffer.data(); at < buffer.data() + count;) {
-            inotify_event event{};
-            std::memcpy(&event, at, sizeof event);
-            const bool ours = event.len > 0 && nameOf(path_) == at + sizeof event;
-            if (ours)
-                writes = std::max(writes, 0) + ((event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0 ? 1 : 0);
-            at += sizeof event + event.len;
+    bool any = false;
+    const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+    for (const char* at = buffer.data(); at < buffer.data() + count;) {
+        inotify_event event{};
+        std::memcpy(&event, at, sizeof event);
+        if (event.len > 0 && nameOf(path_) == at + sizeof event) {
+            any = true;
+            settled_ = (event.mask & IN_MODIFY) == 0;
+            writes_ += settled_ ? 1 : 0;
         }
+        at += sizeof event + event.len;
     }
-    return writes;
+    return any;
 }
 
-// The pulse may be over before we look: two completed writes that leave a 1 were a 0 and a 1.
+// The pulse may be over before we look: two completed writes that leave a 1 were a 0 and a 1. The content is
+// read between two looks at the events, so that it belongs to the writes that were counted.
 std::vector<bool> ResetLineWatch::readLevels() {
-    const int writes = countWrites();
     char level = '\0';
-    std::ifstream file(path_);
-    if (writes < 0 || !(file >> level) || (level != '0' && level != '1'))
+    while (takeEvents()) {
+        level = '\0';
+        std::ifstream(path_) >> level;
+    }
+    if (!settled_ || (level != '0' && level != '1'))
         return {};
-    if (level == '1' && writes >= 2)
-        return {false, true};
-    return {level == '1'};
+    const bool pulsed = level == '1' && writes_ >= 2;
+    writes_ = 0;
+    return pulsed ? std::vector<bool>{false, true} : std::vector<bool>{level == '1'};
 }
 
 // --- State file -----------------------------------------------------------------------------------------

@@ -44,10 +44,12 @@ public:
     std::vector<bool> readLevels();
 
 private:
-    int countWrites();
+    bool takeEvents();
 
     int descriptor_ = -1;
     std::string path_;
+    int writes_ = 0;      // completed since the level was last judged
+    bool settled_ = true; // no write is under way
 };
 
 // Replaces the file with these lines in one step: a reader sees the old content or the new. False if it
