@@ -12,6 +12,7 @@ namespace {
 
 constexpr uint32_t kPollMilliseconds = 200;
 constexpr uint32_t kOdometerReportM = 250;
+constexpr double kShortestStretchM = 15;
 constexpr double kMicrodegreesPerDegree = 1e6;
 constexpr double kThousandths = 1000.0;
 
@@ -112,7 +113,7 @@ void Drive::run(const volatile bool& stop) {
 bool Drive::isTimeOver() const { return secondsBetween(started_, Clock::now()) >= options_.durationS; }
 
 bool Drive::isOver() const {
-    return isTimeOver() || (options_.untilSeen && unmetExpectations(options_, tally_).empty());
+    return isTimeOver() || (options_.untilSeen && judge(options_, tally_).unmet.empty());
 }
 
 void Drive::finish() {
@@ -178,6 +179,7 @@ void Drive::reportAvailability(const Event& event) {
     const bool repeated = tally_.availabilityTold && tally_.available == event.available;
     tally_.availabilityTold = true;
     tally_.available = event.available;
+    tally_.availabilityNotices += event.available ? 1 : 0;
     tally_.becameAvailable = tally_.becameAvailable || event.available;
     if (!repeated) // the service repeats itself while a fix has no good quality yet
         sayAt(event.utc, readings_.data, event.available ? "fixes are available" : "no valid fixes");
@@ -187,9 +189,10 @@ void Drive::reportPosition(std::time_t utc) {
     ++tally_.positionUpdates;
     const GPSData& data = readings_.data;
     sayAt(utc, data,
-          format("position update: altitude %.1f m, %.1f m/s, course %.0f, %u satellites, %u dB-Hz",
-                 data.altitude / kThousandths, data.speed / kThousandths, data.course / kThousandths,
-                 readings_.satelliteCount, readings_.snr));
+          format(
+              "position update: within %u m, altitude %.0f m, %.1f m/s, course %.0f, %u satellites, %u dB-Hz",
+              readings_.horizontalError, data.altitude / kThousandths, data.speed / kThousandths,
+              data.course / kThousandths, readings_.satelliteCount, readings_.snr));
 }
 
 void Drive::reportTracking(const Event& event) {
@@ -210,6 +213,11 @@ void Drive::noticeFix(const GPSReadings& before) {
         noticeFirstFix();
     tally_.extentM = std::max(
         tally_.extentM, metresBetween(firstFix_.latitude, firstFix_.longitude, fix.latitude, fix.longitude));
+    // The service measures stretches just above 15 m, a second's way at most, and drops those within twice
+    // the error estimate.
+    const double stretchM = kShortestStretchM + fix.speed / kThousandths;
+    if (readings_.horizontalError > 0)
+        tally_.countableM = std::max(tally_.countableM, stretchM - 2.0 * readings_.horizontalError);
     if (options_.learnS > 0 && !learned_)
         learnGeofences();
 }
@@ -249,6 +257,7 @@ void Drive::learnGeofences() {
         return;
     learned_ = true;
     const std::vector<GPSGeofence> geofences = geofencesOnTrack(track_, kLearnedGeofences);
+    tally_.noAreaOnTrack = geofences.empty();
     if (geofences.empty())
         say("the track so far comes into no area and leaves it again: no geofence can be drawn on it");
     for (const GPSGeofence& geofence : geofences)

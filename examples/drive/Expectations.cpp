@@ -4,7 +4,33 @@
 
 namespace {
 
-constexpr char kOdometerIfMoved[] = "odometer-if-moved";
+constexpr double kStandingM = 100;            ///< positions of a receiver that stands stay closer together
+constexpr unsigned int kPoorFixNotices = 120; ///< so many valid fixes, and none good enough: none will be
+
+// --- Excuses: null where there is none ------------------------------------------------------------------
+
+const char* noExcuse(const Tally&) { return nullptr; }
+
+const char* poorFixes(const Tally& tally) {
+    const bool hopeless = tally.fixes == 0 && tally.availabilityNotices >= kPoorFixNotices;
+    return hopeless ? "fixes come, but none with the PDOP below 10 that the service asks for" : nullptr;
+}
+
+const char* noArea(const Tally& tally) {
+    if (tally.noAreaOnTrack)
+        return "the track comes into no area and leaves it again";
+    return poorFixes(tally);
+}
+
+const char* nothingToCount(const Tally& tally) {
+    if (tally.fixes > 0 && tally.extentM < kStandingM)
+        return "the receiver stands";
+    if (tally.fixes > 0 && tally.countableM <= 0)
+        return "at this speed no stretch is longer than twice the receiver's error estimate";
+    return poorFixes(tally);
+}
+
+// --- Expectations ---------------------------------------------------------------------------------------
 
 /// At least one geofence, and each of them both entered and left.
 bool allCrossed(const Tally& tally) {
@@ -12,33 +38,31 @@ bool allCrossed(const Tally& tally) {
     return !tally.geofences.empty() && std::all_of(tally.geofences.begin(), tally.geofences.end(), crossed);
 }
 
-constexpr double kStandingM = 100; ///< positions of a receiver that stands stay closer together than this
-
-bool stands(const Tally& tally) { return tally.extentM < kStandingM; }
-
 struct Expectation {
     const char* name;
     bool (*isMet)(const Tally& tally);
     const char* unmet;
+    const char* (*excuse)(const Tally& tally);
 };
 
 constexpr Expectation kExpectations[] = {
-    {"fix", [](const Tally& t) { return t.fixes > 0; }, "no fix was accepted"},
-    {"availability", [](const Tally& t) { return t.becameAvailable; }, "fixes never became available"},
-    {"position", [](const Tally& t) { return t.positionUpdates > 0; }, "no position update came"},
-    {"tracking", [](const Tally& t) { return t.trackingReports > 0; }, "no tracking report with a fix came"},
-    {"geofence", allCrossed, "not every geofence was both entered and left"},
-    {"antenna", [](const Tally& t) { return t.antennaCameBack; }, "the antenna was not lost and back again"},
-    {"odometer", [](const Tally& t) { return t.odometerM > 0; }, "the odometer counted nothing"},
-    {kOdometerIfMoved, [](const Tally& t) { return t.odometerM > 0 || stands(t); },
-     "the odometer counted nothing although the positions moved on"},
+    {"fix", [](const Tally& t) { return t.fixes > 0; }, "no fix was accepted", poorFixes},
+    {"availability", [](const Tally& t) { return t.becameAvailable; }, "fixes never became available",
+     noExcuse},
+    {"position", [](const Tally& t) { return t.positionUpdates > 0; }, "no position update came", poorFixes},
+    {"tracking", [](const Tally& t) { return t.trackingReports > 0; }, "no tracking report with a fix came",
+     poorFixes},
+    {"geofence", allCrossed, "not every geofence was both entered and left", noArea},
+    {"antenna", [](const Tally& t) { return t.antennaCameBack; }, "the antenna was not lost and back again",
+     noExcuse},
+    {"odometer", [](const Tally& t) { return t.odometerM > 0; }, "the odometer counted nothing",
+     nothingToCount},
 };
 
 const Expectation* find(const std::string& name) {
-    for (const Expectation& expectation : kExpectations)
-        if (name == expectation.name)
-            return &expectation;
-    return nullptr;
+    const auto named = [&](const Expectation& expectation) { return name == expectation.name; };
+    const auto found = std::find_if(std::begin(kExpectations), std::end(kExpectations), named);
+    return found != std::end(kExpectations) ? found : nullptr;
 }
 
 bool isLate(const Options& options, const Tally& tally) {
@@ -47,27 +71,21 @@ bool isLate(const Options& options, const Tally& tally) {
 
 } // namespace
 
-std::string expectationNames() {
-    std::string names;
-    for (const Expectation& expectation : kExpectations)
-        names += (names.empty() ? "" : ",") + std::string(expectation.name);
-    return names;
-}
-
 bool isExpectationName(const std::string& name) { return find(name) != nullptr; }
 
-std::vector<std::string> unmetExpectations(const Options& options, const Tally& tally) {
-    std::vector<std::string> unmet;
-    for (const std::string& name : options.expected)
-        if (!find(name)->isMet(tally))
-            unmet.push_back(name + ": " + find(name)->unmet);
+Verdict judge(const Options& options, const Tally& tally) {
+    Verdict verdict;
+    for (const std::string& name : options.expected) {
+        const Expectation& expectation = *find(name);
+        if (expectation.isMet(tally))
+            continue;
+        const char* excuse = options.allowExcuses ? expectation.excuse(tally) : nullptr;
+        if (excuse != nullptr)
+            verdict.excused.push_back(name + ": " + expectation.unmet + ", for " + excuse);
+        else
+            verdict.unmet.push_back(name + ": " + expectation.unmet);
+    }
     if (isLate(options, tally))
-        unmet.push_back("the first fix did not come sooner than asked for");
-    return unmet;
-}
-
-bool isOdometerExcused(const Options& options, const Tally& tally) {
-    const auto& names = options.expected;
-    return std::find(names.begin(), names.end(), kOdometerIfMoved) != names.end() && tally.odometerM == 0 &&
-           stands(tally);
+        verdict.unmet.push_back("fix: the first one did not come sooner than asked for");
+    return verdict;
 }

@@ -11,14 +11,17 @@
 constexpr std::size_t kLearnedGeofences = 2;
 constexpr double kGeofenceMarginM = 10;
 
-/// All names, separated by commas.
-std::string expectationNames();
+/// Whether `name` is a kind of event that can be expected.
 bool isExpectationName(const std::string& name);
 
-/// One sentence for each thing that the options expect and the tally doesn't show.
-std::vector<std::string> unmetExpectations(const Options& options, const Tally& tally);
+/// What became of the options' expectations, one sentence for each that the tally doesn't show.
+struct Verdict {
+    std::vector<std::string> unmet;
+    /// Not seen, but not due either, as what the receiver sends can't bring it. Empty unless excuses are
+    /// allowed.
+    std::vector<std::string> excused;
+};
 
-/// Nothing was counted, and as the receiver stands nothing was due.
-bool isOdometerExcused(const Options& options, const Tally& tally);
+Verdict judge(const Options& options, const Tally& tally);
 
 #endif

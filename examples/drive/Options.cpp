@@ -14,7 +14,7 @@
 namespace {
 
 constexpr double kLongestDurationS = 1e6;
-constexpr char kUsuallyExpected[] = "fix,availability,position,tracking,geofence,antenna,odometer";
+constexpr char kKinds[] = "fix,availability,position,tracking,geofence,antenna,odometer";
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
@@ -56,7 +56,7 @@ std::vector<std::string> parseExpected(const std::string& text) {
     std::vector<std::string> names = split(text, ',');
     for (const std::string& name : names)
         if (!isExpectationName(name))
-            throw OptionError("--expect knows " + expectationNames() + ", but not '" + name + "'");
+            throw OptionError("--expect knows " + std::string(kKinds) + ", but not '" + name + "'");
     return names;
 }
 
@@ -83,15 +83,26 @@ const OptionRow kOptionsWithValue[] = {
     {"--first-fix-file", [](Options& o, const std::string& v) { o.firstFixFile = v; }},
 };
 
+struct FlagRow {
+    const char* name;
+    bool Options::*member;
+    bool value;
+};
+
+constexpr FlagRow kFlags[] = {
+    {"--until-seen", &Options::untilSeen, true},
+    {"--allow-excuses", &Options::allowExcuses, true},
+    {"--no-summary", &Options::summary, false},
+    {"--help", &Options::help, true},
+    {"-h", &Options::help, true},
+};
+
 bool takeFlag(Options& options, const std::string& name) {
-    if (name == "--until-seen")
-        return options.untilSeen = true;
-    if (name == "--no-summary") {
-        options.summary = false;
-        return true;
-    }
-    if (name == "--help" || name == "-h")
-        return options.help = true;
+    for (const FlagRow& row : kFlags)
+        if (name == row.name) {
+            options.*row.member = row.value;
+            return true;
+        }
     return false;
 }
 
@@ -112,7 +123,7 @@ void check(const Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
-    options.expected = split(kUsuallyExpected, ',');
+    options.expected = split(kKinds, ',');
     for (int i = 1; i < argc; ++i) {
         const std::string name = argv[i];
         if (takeFlag(options, name))
@@ -139,9 +150,12 @@ const char* usage() {
            "                              (up to 12 times)\n"
            "  --learn SECONDS             watches the track for this time, then draws two geofences on it\n"
            "  --tracking SECONDS          period of the tracking reports (30; 0: none)\n"
-           "  --expect KINDS              what must be seen for exit status 0, separated by commas (all of\n"
-           "                              fix,availability,position,tracking,geofence,antenna,odometer);\n"
-           "                              odometer-if-moved: only where the receiver doesn't stand\n"
+           "  --expect KINDS              what must be seen for exit status 0, separated by commas; of\n"
+           "                              fix,availability,position,tracking,geofence,antenna,odometer "
+           "(all)\n"
+           "  --allow-excuses             nothing is due that the receiver's data can't bring: metres while "
+           "it\n"
+           "                              stands, a fix while all of them are too poor for the service\n"
            "  --first-fix-before SECONDS  the first fix must come sooner than this\n"
            "  --first-fix-file FILE       writes the seconds to the first fix to FILE\n"
            "  --no-summary                leaves the closing line out\n"

@@ -22,6 +22,10 @@ struct Tally {
     unsigned int antennaChanges = 0;
     uint32_t odometerM = 0;
     double extentM = 0; ///< the farthest fix's distance from the first
+    double countableM =
+        -1; ///< the best fix's chance to be counted: see noticeFix(); not above 0: none had one
+    unsigned int availabilityNotices = 0; ///< calls that said that valid fixes come, repetitions included
+    bool noAreaOnTrack = false;           ///< no geofence could be drawn on the track
 
     bool availabilityTold = false;
     bool available = false; ///< as last told

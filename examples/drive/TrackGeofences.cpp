@@ -87,7 +87,13 @@ GPSGeofence geofence(const Area& area, std::size_t number) {
     return result;
 }
 
-bool overlap(const Candidate& a, const Candidate& b) { return a.first <= b.last && b.first <= a.last; }
+bool sameArea(const Area& a, const Area& b) {
+    return a.south == b.south && a.north == b.north && a.west == b.west && a.east == b.east;
+}
+
+bool overlap(const Candidate& a, const Candidate& b) {
+    return (a.first <= b.last && b.first <= a.last) || sameArea(a.area, b.area);
+}
 
 } // namespace
 

@@ -9,7 +9,6 @@
 
 #include <signal.h>
 
-#include <cmath>
 #include <cstdio>
 
 #include "Drive.h"
@@ -36,15 +35,14 @@ ExitStatus drive(const Options& options) {
         return kNoService;
     drive.run(stopRequested);
     drive.finish();
-    const std::vector<std::string> unmet = unmetExpectations(options, drive.tally());
-    for (const std::string& sentence : unmet)
+    const Verdict verdict = judge(options, drive.tally());
+    for (const std::string& sentence : verdict.excused)
+        std::printf("not due: %s\n", sentence.c_str());
+    for (const std::string& sentence : verdict.unmet)
         std::printf("not seen: %s\n", sentence.c_str());
-    if (isOdometerExcused(options, drive.tally()))
-        std::printf("no metres are due: the receiver stands, all fixes lie within %.0f m of the first\n",
-                    std::ceil(drive.tally().extentM));
     if (options.summary)
         std::printf("%s\n", summary(drive.tally()).c_str());
-    return unmet.empty() ? kAllSeen : kSomethingMissing;
+    return verdict.unmet.empty() ? kAllSeen : kSomethingMissing;
 }
 
 } // namespace
