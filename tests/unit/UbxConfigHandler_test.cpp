@@ -2,11 +2,9 @@
 
 #include "HandlerTest.h"
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::ExitedWithCode;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::Values;
 
