@@ -232,7 +232,8 @@ std::string Simulator::spoiled(std::string frame, TimePoint at) const {
     if (active(Fault::Garbage, at)) {
         const auto moment = static_cast<std::uint64_t>(at.time_since_epoch().count());
         for (std::size_t i = 0; i < frame.size(); ++i)
-            frame[i] = static_cast<char>(256 * scatter(settings_.seed, moment + sentences_, i));
+            frame[i] = static_cast<char>(
+                static_cast<unsigned>(256 * scatter(settings_.seed, moment + sentences_, i)));
     }
     if (active(Fault::BadChecksum, at) && frame.size() > 4) {
         char& digit = frame[frame.size() - 3]; // the checksum's last digit, or a byte of a binary frame

@@ -53,7 +53,7 @@ TEST(Nmea, CalendarKnowsLeapDaysAndTimesBeforeTheEpoch) {
 }
 
 TEST(Nmea, CalendarAndUtcAreInverse) {
-    for (long long day = -800'000; day < 800'000; day += 997) {
+    for (long long day = -100'000; day < 100'000; day += 97) {
         const UtcTime utc(std::chrono::seconds(day * 86'400 + 12'345));
         EXPECT_EQ(utc, utcOf(calendarOf(utc)));
     }
