@@ -1,9 +1,8 @@
 #include "VirtualPort.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -38,11 +37,7 @@ VirtualPort::VirtualPort(Journal& journal, VirtualShell& shell)
     shell.listeners.push_back([this](const std::string& command) { listen(command); });
 }
 
-VirtualPort::~VirtualPort() {
-    for (const auto& file : files_)
-        unlink(file.second.c_str());
-    rmdir(folder_.c_str());
-}
+VirtualPort::~VirtualPort() { std::filesystem::remove_all(folder_); }
 
 // --- Files ----------------------------------------------------------------------------------------------
 
@@ -87,6 +82,8 @@ std::optional<Bytes> VirtualPort::dumpFile() const {
         return std::nullopt;
     return Bytes(std::istreambuf_iterator<char>(file), {});
 }
+
+const std::string& VirtualPort::dumpPath() const { return files_.at(kDump); }
 
 void VirtualPort::setDumpFile(const Bytes& content) {
     std::ofstream(files_.at(kDump), std::ios::binary | std::ios::trunc) << content;

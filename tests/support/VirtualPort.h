@@ -47,6 +47,8 @@ public:
     /// The navigation database file; nothing when there is none.
     std::optional<Bytes> dumpFile() const;
     void setDumpFile(const Bytes& content);
+    /// Where it is here, for a test that puts a folder or a link in its place.
+    const std::string& dumpPath() const;
 
     // --- For the ground itself ------------------------------------------------------------------------
 
