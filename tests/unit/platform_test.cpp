@@ -44,7 +44,9 @@ std::function<void()> onUsleep;
 
 } // namespace
 
-extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+#define INTERPOSED extern "C" __attribute__((visibility("default")))
+
+INTERPOSED int clock_gettime(clockid_t clock, timespec* now) noexcept {
     if (clocksFail)
         return -1;
     const auto faked = fakedClocks.find(clock);
@@ -54,19 +56,19 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
     return 0;
 }
 
-extern "C" int nanosleep(const timespec* wanted, timespec* left) {
+INTERPOSED int nanosleep(const timespec* wanted, timespec* left) {
     if (onNanosleep)
         return onNanosleep(*wanted, *left);
     return static_cast<int>(syscall(SYS_nanosleep, wanted, left));
 }
 
-extern "C" int usleep(useconds_t) {
+INTERPOSED int usleep(useconds_t) {
     if (onUsleep)
         onUsleep();
     return 0;
 }
 
-extern "C" void syslog(int priority, const char* format, ...) {
+INTERPOSED void syslog(int priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     std::printf("syslog %d: ", priority);
