@@ -374,7 +374,7 @@ TEST(SlotOrder, OfIGPSCallbackHasSixOperationsAndNoDestructor) {
     NotingCallback callback;
     IGPSCallback* const object = &callback;
     void* const* table = nullptr;
-    std::memcpy(&table, object, sizeof table);
+    std::memcpy(&table, static_cast<void*>(object), sizeof table);
     // As compiled code calls a virtual operation: the object first; these take at most three arguments more.
     using Operation = unsigned int (*)(IGPSCallback*, void*, void*, void*);
     for (int slot = 0; slot < 6; ++slot)

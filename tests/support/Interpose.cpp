@@ -17,8 +17,6 @@
 
 #include "VirtualUnit.h"
 
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
-
 namespace {
 
 VirtualUnit* unit() { return VirtualUnit::current(); }
@@ -30,7 +28,7 @@ VirtualUnit* unit() { return VirtualUnit::current(); }
 
 // --- Time -----------------------------------------------------------------------------------------------
 
-INTERPOSED time_t time(time_t* result) noexcept {
+extern "C" time_t time(time_t* result) noexcept {
     if (unit() == nullptr)
         return REAL(time)(result);
     const time_t now = unit()->clock.utc();
@@ -39,7 +37,7 @@ INTERPOSED time_t time(time_t* result) noexcept {
     return now;
 }
 
-INTERPOSED int gettimeofday(timeval* result, void* zone) noexcept {
+extern "C" int gettimeofday(timeval* result, void* zone) noexcept {
     if (unit() == nullptr)
         return REAL(gettimeofday)(result, zone);
     if (unit()->timeOfDayError != 0) {
@@ -50,7 +48,7 @@ INTERPOSED int gettimeofday(timeval* result, void* zone) noexcept {
     return 0;
 }
 
-INTERPOSED int usleep(useconds_t microseconds) {
+extern "C" int usleep(useconds_t microseconds) {
     if (unit() == nullptr)
         return REAL(usleep)(microseconds);
     unit()->journal.add("usleep " + std::to_string(microseconds));
@@ -59,7 +57,7 @@ INTERPOSED int usleep(useconds_t microseconds) {
     return 0;
 }
 
-INTERPOSED unsigned int sleep(unsigned int seconds) {
+extern "C" unsigned int sleep(unsigned int seconds) {
     if (unit() == nullptr)
         return REAL(sleep)(seconds);
     unit()->journal.add("sleep " + std::to_string(seconds));
@@ -69,19 +67,19 @@ INTERPOSED unsigned int sleep(unsigned int seconds) {
 
 // --- Shell and process ----------------------------------------------------------------------------------
 
-INTERPOSED int system(const char* command) {
+extern "C" int system(const char* command) {
     if (unit() == nullptr)
         abortTest("system() without a virtual unit: it would reach the host");
     return unit()->shell.system(command);
 }
 
-INTERPOSED FILE* popen(const char* command, const char* mode) {
+extern "C" FILE* popen(const char* command, const char* mode) {
     if (unit() == nullptr)
         abortTest("popen() without a virtual unit: it would reach the host");
     return unit()->shell.open(command, mode);
 }
 
-INTERPOSED int pclose(FILE* stream) {
+extern "C" int pclose(FILE* stream) {
     if (unit() == nullptr || !unit()->shell.owns(stream))
         return REAL(pclose)(stream);
     return unit()->shell.close(stream);
@@ -89,7 +87,7 @@ INTERPOSED int pclose(FILE* stream) {
 
 /// For cases that end the process, run in a child (EXPECT_EXIT): what led there goes to standard error, where
 /// the parent can match it.
-INTERPOSED void exit(int status) noexcept {
+extern "C" void exit(int status) noexcept {
     if (unit() != nullptr) {
         for (const std::string& line : unit()->journal.lines())
             fprintf(stderr, "%s\n", line.c_str());
@@ -101,7 +99,7 @@ INTERPOSED void exit(int status) noexcept {
 
 // --- Files ----------------------------------------------------------------------------------------------
 
-INTERPOSED FILE* fopen(const char* path, const char* mode) {
+extern "C" FILE* fopen(const char* path, const char* mode) {
     const auto next = REAL(fopen);
     if (unit() == nullptr || !unit()->port.owns(path))
         return next(path, mode);
@@ -109,40 +107,40 @@ INTERPOSED FILE* fopen(const char* path, const char* mode) {
 }
 
 /// What libstdc++'s file streams open with.
-INTERPOSED FILE* fopen64(const char* path, const char* mode) {
+extern "C" FILE* fopen64(const char* path, const char* mode) {
     const auto next = REAL(fopen64);
     if (unit() == nullptr || !unit()->port.owns(path))
         return next(path, mode);
     return unit()->port.open(path, mode, next);
 }
 
-INTERPOSED int fclose(FILE* stream) {
+extern "C" int fclose(FILE* stream) {
     if (unit() != nullptr && unit()->port.owns(stream))
         unit()->port.closed();
     return REAL(fclose)(stream);
 }
 
-INTERPOSED size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
+extern "C" size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
     if (unit() != nullptr && unit()->port.owns(stream))
         ++unit()->port.reads;
     return REAL(fread)(buffer, size, count, stream);
 }
 
 /// `fread` under _FORTIFY_SOURCE.
-INTERPOSED size_t __fread_chk(void* buffer, size_t room, size_t size, size_t count, FILE* stream) {
+extern "C" size_t __fread_chk(void* buffer, size_t room, size_t size, size_t count, FILE* stream) {
     if (size != 0 && count > room / size)
         abortTest("fread beyond the end of its buffer");
     return fread(buffer, size, count, stream);
 }
 
 /// `fgets` under _FORTIFY_SOURCE.
-INTERPOSED char* __fgets_chk(char* buffer, size_t room, int size, FILE* stream) {
+extern "C" char* __fgets_chk(char* buffer, size_t room, int size, FILE* stream) {
     if (size > 0 && static_cast<size_t>(size) > room)
         abortTest("fgets beyond the end of its buffer");
     return fgets(buffer, size, stream);
 }
 
-INTERPOSED int close(int descriptor) {
+extern "C" int close(int descriptor) {
     if (unit() == nullptr || !unit()->gpsd.ownsDescriptor(descriptor))
         return REAL(close)(descriptor);
     unit()->gpsd.descriptorClosed(descriptor);
@@ -151,7 +149,7 @@ INTERPOSED int close(int descriptor) {
 
 // --- Threads and semaphores -----------------------------------------------------------------------------
 
-INTERPOSED int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
+extern "C" int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
                               void* argument) noexcept {
     const auto next = REAL(pthread_create);
     if (unit() == nullptr)
@@ -159,27 +157,27 @@ INTERPOSED int pthread_create(pthread_t* handle, const pthread_attr_t* attribute
     return unit()->threads.create(handle, attributes, body, argument, next);
 }
 
-INTERPOSED int pthread_join(pthread_t handle, void** result) {
+extern "C" int pthread_join(pthread_t handle, void** result) {
     const auto next = REAL(pthread_join);
     if (unit() == nullptr || !unit()->threads.owns(handle))
         return next(handle, result);
     return unit()->threads.join(handle, result, next);
 }
 
-INTERPOSED int pthread_cancel(pthread_t handle) {
+extern "C" int pthread_cancel(pthread_t handle) {
     if (unit() == nullptr || !unit()->threads.owns(handle))
         return REAL(pthread_cancel)(handle);
     return unit()->threads.cancel(handle);
 }
 
-INTERPOSED int sem_init(sem_t* semaphore, int shared, unsigned int value) noexcept {
+extern "C" int sem_init(sem_t* semaphore, int shared, unsigned int value) noexcept {
     const std::string arguments = " " + std::to_string(shared) + " " + std::to_string(value);
     if (unit() != nullptr && unit()->semaphores.fails(VirtualSemaphores::Init, semaphore, arguments))
         return -1;
     return REAL(sem_init)(semaphore, shared, value);
 }
 
-INTERPOSED int sem_wait(sem_t* semaphore) {
+extern "C" int sem_wait(sem_t* semaphore) {
     if (unit() == nullptr)
         return REAL(sem_wait)(semaphore);
     if (unit()->semaphores.fails(VirtualSemaphores::Wait, semaphore))
@@ -187,7 +185,7 @@ INTERPOSED int sem_wait(sem_t* semaphore) {
     return unit()->semaphores.wait(semaphore);
 }
 
-INTERPOSED int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
+extern "C" int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
     if (unit() == nullptr)
         return REAL(sem_timedwait)(semaphore, deadline);
     if (unit()->semaphores.fails(VirtualSemaphores::TimedWait, semaphore))
@@ -195,7 +193,7 @@ INTERPOSED int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
     return unit()->semaphores.waitUntilUtc(semaphore, *deadline);
 }
 
-INTERPOSED int sem_post(sem_t* semaphore) noexcept {
+extern "C" int sem_post(sem_t* semaphore) noexcept {
     const auto next = REAL(sem_post);
     if (unit() == nullptr)
         return next(semaphore);
@@ -204,7 +202,7 @@ INTERPOSED int sem_post(sem_t* semaphore) noexcept {
     return unit()->semaphores.post(semaphore, next);
 }
 
-INTERPOSED int sem_destroy(sem_t* semaphore) noexcept {
+extern "C" int sem_destroy(sem_t* semaphore) noexcept {
     if (unit() != nullptr && unit()->semaphores.fails(VirtualSemaphores::Destroy, semaphore))
         return -1;
     return REAL(sem_destroy)(semaphore);
@@ -212,22 +210,22 @@ INTERPOSED int sem_destroy(sem_t* semaphore) noexcept {
 
 // --- libgps ---------------------------------------------------------------------------------------------
 
-INTERPOSED int gps_open(const char* host, const char* port, gps_data_t* record) {
+extern "C" int gps_open(const char* host, const char* port, gps_data_t* record) {
     return unit()->gpsd.open(host, port, record);
 }
 
-INTERPOSED int gps_stream(gps_data_t* record, unsigned int flags, void* argument) {
+extern "C" int gps_stream(gps_data_t* record, unsigned int flags, void* argument) {
     return unit()->gpsd.stream(record, flags, argument);
 }
 
-INTERPOSED bool gps_waiting(const gps_data_t* record, int timeoutMicros) {
+extern "C" bool gps_waiting(const gps_data_t* record, int timeoutMicros) {
     return unit()->gpsd.waiting(record, timeoutMicros);
 }
 
 #if GPSD_API_MAJOR_VERSION >= 7
-INTERPOSED int gps_read(gps_data_t* record, char*, int) { return unit()->gpsd.read(record); }
+extern "C" int gps_read(gps_data_t* record, char*, int) { return unit()->gpsd.read(record); }
 #else
-INTERPOSED int gps_read(gps_data_t* record) { return unit()->gpsd.read(record); }
+extern "C" int gps_read(gps_data_t* record) { return unit()->gpsd.read(record); }
 #endif
 
-INTERPOSED int gps_close(gps_data_t* record) { return unit()->gpsd.close(record); }
+extern "C" int gps_close(gps_data_t* record) { return unit()->gpsd.close(record); }

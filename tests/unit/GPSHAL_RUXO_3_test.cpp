@@ -104,7 +104,7 @@ protected:
 };
 
 TEST_F(GpsdControl, FindsGpsdByAnyOutputOfPidof) {
-    for (const std::string output : {"1234\n", "12 13\n", "7", "\n", std::string(3000, '9').c_str()}) {
+    for (const std::string& output : Lines{"1234\n", "12 13\n", "7", "\n", std::string(3000, '9')}) {
         unit.shell.answers("pidof gpsd", output);
         unit.forget();
         EXPECT_EQ(driver->checkgpsd(), 0u);

@@ -171,7 +171,7 @@ TEST(GpsReportCopy, TakesDilutionsOnlyWithTimePositionAltitudeAndSky) {
     constexpr gps_mask_t kAll = 0x4 | 0x10 | 0x20 | 0x8000;
     constexpr gps_mask_t kDopSet = 0x800;
     forEachShape([](auto& report) {
-        for (const gps_mask_t missing : {0x4, 0x10, 0x20, 0x8000}) {
+        for (const gps_mask_t missing : {0x4u, 0x10u, 0x20u, 0x8000u}) {
             report.set = (kAll | kDopSet) & ~missing;
             const ReaderBlock block = copied(report);
             EXPECT_EQ(block.tsDop, 0) << missing;
