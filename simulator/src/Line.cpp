@@ -80,7 +80,7 @@ Duration Line::backlog(TimePoint now, unsigned receiverBaud) const {
 // time.
 TimePoint Line::nextArrival(unsigned receiverBaud) const {
     constexpr std::size_t kFifoBytes = 16;
-    constexpr Duration kInterruptPeriod = std::chrono::milliseconds(4);
+    constexpr Duration kInterruptPeriod = std::chrono::milliseconds(8);
     if (frames_.empty())
         return TimePoint::max();
     const Frame& frame = frames_.front();

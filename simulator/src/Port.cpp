@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
+#include <vector>
 
 namespace simulator {
 
@@ -60,18 +61,25 @@ void makeRaw(int descriptor, speed_t speed) {
         fail("can't set up the port");
 }
 
-// Calls visit(path) for each numbered entry of a folder until it returns true. What may not be seen counts as
-// found: it may be what is looked for.
-template <typename Visit>
-bool anyNumbered(const std::string& folder, Visit visit) {
+// The numbered entries of a folder: processes, descriptors. `hidden` is set where it may not be read.
+std::vector<std::string> numberedEntries(const std::string& folder, bool& hidden) {
+    std::vector<std::string> entries;
     DIR* directory = opendir(folder.c_str());
-    if (directory == nullptr)
-        return errno == EACCES;
-    bool found = false;
-    while (const dirent* entry = found ? nullptr : readdir(directory))
-        found = entry->d_name[0] >= '0' && entry->d_name[0] <= '9' && visit(folder + "/" + entry->d_name);
+    if (directory == nullptr) {
+        hidden = hidden || errno == EACCES;
+        return entries;
+    }
+    while (const dirent* entry = readdir(directory))
+        if (entry->d_name[0] >= '0' && entry->d_name[0] <= '9')
+            entries.push_back(folder + "/" + entry->d_name);
     closedir(directory);
-    return found;
+    return entries;
+}
+
+bool isSameDevice(const std::string& descriptor, const struct stat& port) {
+    struct stat status {};
+    return ::stat(descriptor.c_str(), &status) == 0 && S_ISCHR(status.st_mode) &&
+           status.st_dev == port.st_dev && status.st_rdev == port.st_rdev;
 }
 
 } // namespace
@@ -131,20 +139,23 @@ std::size_t Port::write(std::string_view bytes) {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-bool Port::findClient() const {
+Port::Client Port::findClient() const {
     struct stat port {};
-    if (fstat(slave_, &port) != 0)
-        return false;
+    bool hidden = fstat(slave_, &port) != 0;
     const std::string self = "/proc/" + std::to_string(getpid());
-    return anyNumbered("/proc", [&](const std::string& process) {
-        return process != self && anyNumbered(process + "/fd", [&](const std::string& descriptor) {
-                   struct stat status {};
-                   return ::stat(descriptor.c_str(), &status) == 0 && S_ISCHR(status.st_mode) &&
-                          status.st_dev == port.st_dev && status.st_rdev == port.st_rdev;
-               });
-    });
+    for (const std::string& process : numberedEntries("/proc", hidden)) {
+        if (process == self)
+            continue;
+        for (const std::string& descriptor : numberedEntries(process + "/fd", hidden))
+            if (isSameDevice(descriptor, port))
+                return Client::Present;
+    }
+    return hidden ? Client::Unknown : Client::None;
 }
 
+// Our own descriptor would keep unread bytes and a claim alive for ever. A process that may not be looked
+// into can be a reader: its bytes are left to it, but not the claim, which would lock out everybody if it had
+// ended.
 void Port::attend() {
     int unread = 0;
     int exclusive = 0;
@@ -152,13 +163,10 @@ void Port::attend() {
     ioctl(slave_, TIOCGEXCL, &exclusive);
     if (unread == 0 && exclusive == 0)
         return;
-    held_ = findClient();
-    if (held_)
-        return;
-    // Our own descriptor would keep both alive for ever.
-    if (unread != 0)
+    const Client client = findClient();
+    if (unread != 0 && client == Client::None)
         tcflush(slave_, TCIFLUSH);
-    if (exclusive != 0)
+    if (exclusive != 0 && client != Client::Present)
         ioctl(slave_, TIOCNXCL);
 }
 

@@ -15,7 +15,8 @@ namespace simulator {
 // away, and a client's exclusive claim ends with the client.
 class Port {
 public:
-    // Throws std::system_error where the system gives no pseudo terminal, or where the speed is none of its own.
+    // Throws std::system_error where the system gives no pseudo terminal, or where the speed is none of its
+    // own.
     explicit Port(unsigned baudRate = 9600);
     ~Port();
     Port(const Port&) = delete;
@@ -37,17 +38,16 @@ public:
     std::size_t write(std::string_view bytes);
     // Once in a while: notices that clients came and went.
     void attend();
-    // Whether a process other than this one holds the port open, as of the last attend().
-    bool heldByClient() const { return held_; }
 
 private:
-    bool findClient() const;
+    // Whether another process has the port open; Unknown where some may not be looked into.
+    enum class Client { None, Unknown, Present };
+    Client findClient() const;
 
     int master_ = -1;
     int slave_ = -1;
     std::string path_;
     std::string link_;
-    bool held_ = false;
 };
 
 } // namespace simulator
