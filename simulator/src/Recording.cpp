@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -290,6 +291,45 @@ std::string restamped(const std::string& frame, const RecordedEpoch& epoch, UtcT
     ParsedSentence sentence = parseSentence(frame);
     const SentenceTimes* times = timesOf(sentence);
     return times != nullptr ? restampedSentence(std::move(sentence), *times, ownUtc) : frame;
+}
+
+// --- Positions ------------------------------------------------------------------------------------------
+
+namespace {
+
+// "ddmm.mmmm" with any number of digits for the degrees.
+double degreesOf(const std::string& text, const std::string& hemisphere) {
+    const double value = std::strtod(text.c_str(), nullptr);
+    const double whole = std::floor(value / 100);
+    const double degrees = whole + (value - 100 * whole) / 60;
+    return hemisphere == "S" || hemisphere == "W" ? -degrees : degrees;
+}
+
+double angleAt(const std::string& frame, std::size_t payloadOffset) {
+    std::uint32_t raw = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+        raw |= static_cast<std::uint32_t>(byteAt(frame, kUbxHeader + payloadOffset + i)) << (8 * i);
+    return static_cast<std::int32_t>(raw) * 1e-7;
+}
+
+bool isNavPvt(const std::string& frame) {
+    constexpr std::size_t kShortestPayload = 84;
+    return hasTimeOfWeek(frame) && byteAt(frame, 3) == 0x07 &&
+           frame.size() >= kShortestPayload + kUbxOverhead;
+}
+
+} // namespace
+
+std::optional<RecordedFix> recordedFix(const std::string& frame) {
+    if (isNavPvt(frame)) {
+        const bool valid = (byteAt(frame, kUbxHeader + 21) & 1U) != 0;
+        return RecordedFix{valid, angleAt(frame, 28), angleAt(frame, 24)};
+    }
+    const ParsedSentence rmc = parseSentence(frame);
+    if (!rmc.valid || rmc.kind() != "RMC")
+        return std::nullopt;
+    return RecordedFix{rmc.fieldAt(2) == "A", degreesOf(rmc.fieldAt(3), rmc.fieldAt(4)),
+                       degreesOf(rmc.fieldAt(5), rmc.fieldAt(6))};
 }
 
 std::string captureHeader(UtcTime utc, const std::string& origin) {

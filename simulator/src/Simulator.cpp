@@ -190,6 +190,7 @@ void Simulator::runPlayback(TimePoint at) {
     const UtcTime start = std::chrono::floor<std::chrono::seconds>(utcAt(*departure_));
     const UtcTime utc = start + playedAfter(recorded.sinceStart);
     for (const std::string& frame : recorded.frames) {
+        recordedFix_ = recordedFix(frame).value_or(recordedFix_);
         sendFrame(spoiled(settings_.restamp ? restamped(frame, recorded, utc) : frame, at), at, true);
         ++sentences_;
     }
@@ -465,7 +466,10 @@ std::vector<KeyValue> Simulator::state(TimePoint now) const {
     const auto tracked =
         std::count_if(epoch_.satellites.begin(), epoch_.satellites.end(),
                       [](const Satellite& satellite) { return satellite.carrierToNoiseDbHz > 0; });
-    const bool fixed = epoch_.fix != FixType::None;
+    const bool played = settings_.recording.has_value();
+    const bool fixed = played ? recordedFix_.valid : epoch_.fix != FixType::None;
+    const double latitude = played ? recordedFix_.latitudeDeg : motion_.position.latitudeDeg;
+    const double longitude = played ? recordedFix_.longitudeDeg : motion_.position.longitudeDeg;
     std::vector<KeyValue> lines{
         {"uptime_s", formatted("%.3f", inSeconds(now - startedAt_))},
         {"utc_s", formatted("%.3f", inSeconds(utcAt(now).time_since_epoch()))},
@@ -475,8 +479,8 @@ std::vector<KeyValue> Simulator::state(TimePoint now) const {
         {"fix", fixed ? "1" : "0"},
         {"fix_type", std::to_string(static_cast<int>(epoch_.fix))},
         {"quality", std::to_string(epoch_.quality)},
-        {"latitude", formatted("%.8f", motion_.position.latitudeDeg)},
-        {"longitude", formatted("%.8f", motion_.position.longitudeDeg)},
+        {"latitude", formatted("%.8f", latitude)},
+        {"longitude", formatted("%.8f", longitude)},
         {"altitude_m", formatted("%.2f", motion_.position.altitudeMslM)},
         {"speed_mps", formatted("%.3f", motion_.speedMps)},
         {"course_deg", formatted("%.2f", motion_.courseDeg)},

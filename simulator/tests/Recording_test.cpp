@@ -170,6 +170,24 @@ TEST_F(RestampTest, OtherUbxClassesStay) {
     EXPECT_EQ(rxm, stamped(rxm));
 }
 
+// --- Positions ------------------------------------------------------------------------------------------
+
+TEST(RecordedFix, IsReadFromRmc) {
+    const auto fix = recordedFix(rmc("000941.00"));
+    ASSERT_TRUE(fix && fix->valid);
+    EXPECT_NEAR(44.06889783, fix->latitudeDeg, 1e-8);
+    EXPECT_NEAR(-121.31427133, fix->longitudeDeg, 1e-8);
+    EXPECT_FALSE(recordedFix(sentence("GNRMC,,V,,,,,,,,,,N"))->valid);
+    EXPECT_FALSE(recordedFix(gga("000941.00")).has_value());
+}
+
+TEST(RecordedFix, IsReadFromNavPvt) {
+    const auto fix = recordedFix(ubx(1, 7, 92, 312'750'000));
+    ASSERT_TRUE(fix.has_value());
+    EXPECT_FALSE(fix->valid); // an empty one
+    EXPECT_FALSE(recordedFix(ubx(1, 7, 20, 312'750'000)).has_value());
+}
+
 TEST(CaptureHeader, NamesReceiverDateAndOrigin) {
     EXPECT_EQ("# Receiver: simulated u-blox M8\n# Date: 2024-05-17\n# Origin: a test\n",
               captureHeader(utcOf({2024, 5, 17, 0, 0, 0, 0}), "a test"));

@@ -1,6 +1,7 @@
 // A recorded file (NMEA sentences, UBX frames, or both) as epochs that can be played at their own pace.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,15 @@ private:
 // The frame as if `epoch` had been sent at `utc`: dates, times, weeks and times of week rewritten, with new
 // checksums. Empty fields stay empty; frames without a time, or with a wrong checksum, stay as they are.
 std::string restamped(const std::string& frame, const RecordedEpoch& epoch, UtcTime utc);
+
+// The position that a recorded frame reports: RMC or UBX-NAV-PVT.
+struct RecordedFix {
+    bool valid = false;
+    double latitudeDeg = 0;
+    double longitudeDeg = 0;
+};
+// None where the frame is of another kind or broken; not valid where it says that there is no fix.
+std::optional<RecordedFix> recordedFix(const std::string& frame);
 
 // The header of a capture file.
 std::string captureHeader(UtcTime utc, const std::string& origin);

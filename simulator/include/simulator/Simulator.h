@@ -61,7 +61,8 @@ public:
     static std::vector<KeyValue> commandHelp();
     std::vector<KeyValue> engineCommandHelp() const { return engine_->commandHelp(); }
 
-    // What is true now, as lines for the state file.
+    // What is true now, as lines for the state file. Fix and position are those of a recording where one is
+    // played.
     std::vector<KeyValue> state(TimePoint now) const;
 
     void setLog(LogSink sink) { log_ = std::move(sink); }
@@ -145,6 +146,7 @@ private:
     TimePoint nextEpoch_{};
     std::size_t nextRecorded_ = 0;
     std::optional<std::chrono::milliseconds> forcedPeriod_;
+    RecordedFix recordedFix_; // the last one played
     Epoch epoch_;
     MotionState motion_;
 
