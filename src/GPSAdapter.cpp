@@ -455,8 +455,9 @@ unsigned int GPSAdapter::UpdateAntennaStatus() {
     antennaState = state;
     if (state != kAntennaInOrder)
         available = false;
+    const bool changed = previousAntennaState != state;
     unlock();
-    if (previousAntennaState == state)
+    if (!changed)
         return rc;
     if (callback == nullptr)
         return GPS_ERR_NOT_AVAILABLE;

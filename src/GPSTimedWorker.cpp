@@ -63,8 +63,11 @@ bool isTrackingBoundary(long utc, const GPSParams& params) {
 }
 
 void* runWorker(void* worker) {
-    if (worker != nullptr)
-        static_cast<GPSTimedWorker*>(worker)->Run();
+    if (worker == nullptr)
+        return nullptr;
+    runsOnLibraryThread = true;
+    static_cast<GPSTimedWorker*>(worker)->Run();
+    runsOnLibraryThread = false;
     return nullptr;
 }
 
@@ -89,7 +92,8 @@ GPSTimedWorker::~GPSTimedWorker() {
     const uint32_t rc = Stop();
     if (rc != 0)
         LOG(Logging::LevelError, kStopFailed, rc);
-    joinEndedThread();
+    if (!running)
+        joinEndedThread(); // one that could be neither joined nor cancelled is left alone
     if (sem_destroy(&startSemaphore) != 0)
         LOG(Logging::LevelError, kSemDestroyFailed, errno);
 }

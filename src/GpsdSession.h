@@ -54,6 +54,9 @@ inline int GpsdSession::open() {
         record_->gps_fd = kNoDescriptor;
         rc = -EMFILE;
     }
+    // A failed open may leave the number of another source, which gps_waiting would crash on.
+    if (rc < 0 && record_->gps_fd < 0)
+        record_->gps_fd = kNoDescriptor;
     // After a failed open gps_read would crash; it counts as failed without being called.
     usable_ = rc >= 0 || record_->gps_fd >= 0;
     return rc;

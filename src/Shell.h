@@ -5,15 +5,20 @@
 #include <cstdlib>
 #include <string>
 
+#include "LibraryThread.h"
+
 /// The places through which the library reaches the shell.
 
 /// Runs `command` and waits for it; true when its exit status is 0.
-inline bool runShell(const std::string& command) { return system(command.c_str()) == 0; }
+inline bool runShell(const std::string& command) {
+    const ApplicationSignals signals;
+    return system(command.c_str()) == 0;
+}
 
 /// A shell command whose output is read, or whose end is waited for when the object goes.
 class ShellCommand {
 public:
-    explicit ShellCommand(const char* command) : stream_(popen(command, "r")) {}
+    explicit ShellCommand(const char* command) : stream_(start(command)) {}
     ~ShellCommand() {
         if (stream_ != nullptr)
             pclose(stream_);
@@ -28,6 +33,11 @@ public:
     }
 
 private:
+    static FILE* start(const char* command) {
+        const ApplicationSignals signals;
+        return popen(command, "r");
+    }
+
     FILE* stream_;
 };
 

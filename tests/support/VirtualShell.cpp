@@ -68,6 +68,8 @@ FILE* VirtualShell::open(const std::string& command, const std::string& mode) {
         errno = EMFILE;
         return nullptr;
     }
+    for (const auto& listener : listeners)
+        listener(command);
     FILE* stream = streamOf(outputOf(command));
     streams_[stream] = command;
     return stream;

@@ -33,7 +33,7 @@ public:
 
     VirtualDaemon daemon;
 
-    /// Looks at every command of `system` before it "runs" (the port listens here).
+    /// Look at every command before it "runs", on the thread that runs it (the port listens here).
     std::vector<std::function<void(const std::string& command)>> listeners;
 
     /// The next `times` commands of `system` that begin with `beginning` give `result` instead of 0.
