@@ -17,6 +17,11 @@ std::string text(const char* format, unsigned int value) {
     return buffer;
 }
 
+void countUp(int& counter) {
+    const GroundLock lock;
+    ++counter;
+}
+
 bool isZero(const gps_data_t& record) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(&record);
     return std::all_of(bytes, bytes + sizeof record, [](unsigned char byte) { return byte == 0; });
@@ -52,6 +57,16 @@ void VirtualGpsd::openGives(int result, int descriptor) {
     nextDescriptor_ = descriptor;
 }
 
+int VirtualGpsd::opens() const {
+    const GroundLock lock;
+    return opens_;
+}
+
+int VirtualGpsd::closes() const {
+    const GroundLock lock;
+    return closes_;
+}
+
 VirtualGpsd::Cycle VirtualGpsd::nextCycle() {
     if (script_.empty())
         return afterwards_ ? afterwards_() : Cycle{Duration::max(), false, 0, nullptr};
@@ -67,7 +82,7 @@ VirtualGpsd::Cycle VirtualGpsd::nextCycle() {
 int VirtualGpsd::open(const char* host, const char* port, gps_data_t* record) {
     journal_.add(std::string("gps_open ") + host + " " + port);
     EXPECT_TRUE(isZero(*record)) << "gps_open of a record that was not cleared";
-    ++opens_;
+    countUp(opens_);
     record_ = record;
     descriptor_ = nextDescriptor_;
     record->gps_fd = descriptor_;
@@ -108,7 +123,7 @@ int VirtualGpsd::read(gps_data_t* record) {
 int VirtualGpsd::close(gps_data_t* record) {
     journal_.add("gps_close");
     EXPECT_EQ(record, record_) << "gps_close on a session that isn't open";
-    ++closes_;
+    countUp(closes_);
     record_ = nullptr;
     return 0;
 }

@@ -41,8 +41,8 @@ public:
     // --- What happened --------------------------------------------------------------------------------
 
     bool isOpen() const { return record_ != nullptr; }
-    int opens() const { return opens_; }
-    int closes() const { return closes_; }
+    int opens() const;
+    int closes() const;
     /// `errno` as the library left it before `gps_stream`.
     int errnoAtStream = 0;
 

@@ -1,4 +1,9 @@
 // Adapter, worker and reader on threads of their own, on the virtual clock: what ThreadSanitizer looks at.
+// The ground adds no order of its own between the threads (tests/support/Unobserved.h). Which of two threads
+// that are due at the same moment comes first is open, so the tests look at what must come, not at exact
+// counts.
+
+#include <atomic>
 
 #include "GPSAdapter.h"
 #include "VirtualUnit.h"
@@ -7,19 +12,153 @@ using namespace std::chrono_literals;
 
 namespace {
 
+/// Counts events on the worker's thread, in a way that puts no order between threads.
+class CountingCallback : public IGPSCallback {
+public:
+    unsigned int OnGeofenceLeft(const GPSGeofence&) override { return count(geofences); }
+    unsigned int OnGeofenceEntered(const GPSGeofence&) override { return count(geofences); }
+    unsigned int OnAntennaStateChanged(GPSAntennaState, RuxoString&, bool&) override {
+        return count(antennaChanges);
+    }
+    unsigned int OnAvailabilityChanged(bool) override { return count(availabilityChanges); }
+    unsigned int OnPositionUpdate() override { return count(positions); }
+    unsigned int OnTracking(const GPSData&) override { return count(trackings); }
+
+    std::atomic<int> geofences{0};
+    std::atomic<int> antennaChanges{0};
+    std::atomic<int> availabilityChanges{0};
+    std::atomic<int> positions{0};
+    std::atomic<int> trackings{0};
+
+private:
+    static unsigned int count(std::atomic<int>& counter) {
+        counter.fetch_add(1, std::memory_order_relaxed);
+        return 0;
+    }
+};
+
+/// A whole report of a receiver that drives north.
+void fillReport(gps_data_t& r) {
+    r.set = ~gps_mask_t{0};
+    r.fix.mode = 3;
+    r.fix.latitude = r.fix.latitude == 0 ? 48.0 : r.fix.latitude + 0.0002;
+    r.fix.longitude = 11.5;
+    r.fix.altMSL = 500;
+    r.fix.time.tv_sec = 1700000000;
+    r.satellites_visible = 12;
+    r.satellites_used = 8;
+    r.dop.pdop = 1.5;
+}
+
 class RealThreads : public UnitTest {
 protected:
     RealThreads() { unit.useRealThreads(); }
+
+    void startService() {
+        ASSERT_EQ(adapter.Initialize(), 0u);
+        ASSERT_EQ(adapter.Start(), 0u);
+    }
+    GPSReadings readings() {
+        GPSReadings r;
+        adapter.GetReadings(r);
+        return r;
+    }
+
+    CountingCallback callback;
+    GPSAdapter adapter{&callback};
 };
 
-TEST_F(RealThreads, RunTheServiceForTenMinutes) {
-    GPSAdapter adapter(nullptr);
-    unit.gpsd.reportsEvery(1s, [](gps_data_t& r) { r.set = STATUS_SET; });
-    ASSERT_EQ(adapter.Initialize(), 0u);
-    ASSERT_EQ(adapter.Start(), 0u);
+TEST_F(RealThreads, BringFixesToTheApplication) {
+    unit.gpsd.reportsEvery(1s, fillReport);
+    startService();
     unit.clock.advance(600s);
+    EXPECT_TRUE(readings().available);
+    EXPECT_EQ(readings().satelliteCount, 12u);
+    EXPECT_GT(readings().odometer, 1000u);
     EXPECT_EQ(adapter.Stop(), 0u);
-    EXPECT_GT(unit.hal.queries, 500);
+    EXPECT_GT(callback.positions, 50);
+}
+
+/// An application thread that reads and changes settings all the time.
+void* useTheAdapter(void* argument) {
+    GPSAdapter& adapter = *static_cast<GPSAdapter*>(argument);
+    for (int i = 0; i < 500; ++i) {
+        GPSParams params;
+        GPSReadings readings;
+        adapter.GetParams(params);
+        params.geofencesEnabled = i % 2 == 0;
+        params.trackingEnabled = true;
+        params.trackingPeriod = 10;
+        params.geofences[0].latitude = 48000000 + i;
+        params.geofences[0].longitude = 11500000;
+        params.geofences[0].width = params.geofences[0].height = 20000;
+        adapter.SetParams(params);
+        adapter.GetReadings(readings);
+        usleep(100000);
+    }
+    return nullptr;
+}
+
+TEST_F(RealThreads, ShareSettingsAndReadingsWithTwoThreadsOfTheApplication) {
+    unit.gpsd.reportsEvery(200ms, fillReport);
+    startService();
+    pthread_t other{};
+    pthread_create(&other, nullptr, useTheAdapter, &adapter);
+    useTheAdapter(&adapter);
+    pthread_join(other, nullptr);
+    EXPECT_EQ(adapter.Stop(), 0u);
+    EXPECT_GT(callback.trackings, 0);
+}
+
+TEST_F(RealThreads, StopAndStartAgain) {
+    unit.gpsd.reportsEvery(1s, fillReport);
+    for (int round = 0; round < 5; ++round) {
+        startService();
+        unit.clock.advance(20s);
+        EXPECT_EQ(adapter.Finalize(), 0u);
+    }
+    EXPECT_EQ(unit.gpsd.opens(), 5);
+    EXPECT_EQ(unit.gpsd.closes(), 5);
+}
+
+TEST_F(RealThreads, RestartGpsdAfterItsSilence) {
+    unit.gpsd.isSilent(11);
+    unit.gpsd.reportsEvery(1s, fillReport);
+    startService();
+    unit.clock.advance(300s);
+    EXPECT_EQ(unit.log.count(3, "GPSD does not provide any data - restarting GPSD"), 1);
+    EXPECT_EQ(unit.gpsd.opens(), 2);
+    EXPECT_TRUE(readings().available);
+    EXPECT_EQ(adapter.Stop(), 0u);
+}
+
+TEST_F(RealThreads, EndTheWorkerThatWasDisabledAndStartItAgain) {
+    unit.gpsd.reportsEvery(1s, fillReport);
+    startService();
+    GPSParams params;
+    adapter.GetParams(params);
+    params.enabled = false;
+    adapter.SetParams(params);
+    unit.clock.advance(10s);
+    EXPECT_EQ(unit.log.count(6, "GPS worker stopped."), 1);
+    params.enabled = true;
+    adapter.SetParams(params);
+    EXPECT_EQ(adapter.Start(), 0u);
+    unit.clock.advance(10s);
+    EXPECT_TRUE(readings().available);
+}
+
+TEST_F(RealThreads, AreAllJoinedWhenTheRunningServiceIsDestroyed) {
+    unit.gpsd.reportsEvery(1s, fillReport);
+    {
+        GPSAdapter running(&callback);
+        ASSERT_EQ(running.Initialize(), 0u);
+        ASSERT_EQ(running.Start(), 0u);
+        unit.clock.advance(30s);
+    }
+    ASSERT_EQ(unit.threads.count(), 2u);
+    EXPECT_TRUE(unit.threads.at(0).joined);
+    EXPECT_TRUE(unit.threads.at(1).joined);
 }
 
 } // namespace
