@@ -23,7 +23,8 @@ RuxoString::RuxoString(const RuxoString& other) : text_(copyText(other.text_)) {
 RuxoString::~RuxoString() { delete[] text_; }
 
 RuxoString& RuxoString::operator=(const RuxoString& other) {
-    setStr(other.text_);
+    if (this != &other)
+        setStr(other.text_);
     return *this;
 }
 
