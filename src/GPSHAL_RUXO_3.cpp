@@ -590,7 +590,7 @@ void UbxConfigHandler::takeMgaAck(UbxCommands& record, int position) {
 
 void UbxConfigHandler::littleEndianInt2BigEndianHex(unsigned int value, std::string& out,
                                                     unsigned int width) {
-    out = hexText(swapBytes(value), static_cast<int>(width));
+    out = hexText(swapBytes(value), width);
 }
 
 bool UbxConfigHandler::prepareUbxCommandString(const std::string& hexIn, std::string& out, unsigned char ckA,

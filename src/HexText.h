@@ -1,30 +1,26 @@
 #ifndef HEXTEXT_H
 #define HEXTEXT_H
 
+#include <charconv>
 #include <cstdint>
-#include <iomanip>
-#include <locale>
-#include <sstream>
 #include <string>
 
-/// Numbers as hex digits and back, whatever the application's locale: one that groups digits would turn
+/// Numbers as hex digits and back. No streams: with an application's locale that groups digits they would turn
 /// "14000000" into "14.000.000".
 
 /// `value` in lower-case digits, padded with zeros to `width`.
-inline std::string hexText(unsigned int value, int width) {
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
-    text << std::hex << std::setfill('0') << std::setw(width) << value;
-    return text.str();
+inline std::string hexText(unsigned int value, unsigned int width) {
+    char digits[2 * sizeof value];
+    const char* const end = std::to_chars(digits, digits + sizeof digits, value, 16).ptr;
+    const auto count = static_cast<std::size_t>(end - digits);
+    return std::string(width > count ? width - count : 0, '0').append(digits, count);
 }
 
-/// The pair's value as a stream reads it: what is no hex number counts as 0.
+/// The pair's value; what is no hex number counts as 0.
 inline unsigned char hexValue(const std::string& pair) {
-    std::istringstream text(pair);
-    text.imbue(std::locale::classic());
     unsigned int value = 0;
-    text >> std::hex >> value;
-    return static_cast<unsigned char>(text.fail() ? 0 : value);
+    std::from_chars(pair.data(), pair.data() + pair.size(), value, 16);
+    return static_cast<unsigned char>(value);
 }
 
 /// The four bytes in the other order.
