@@ -28,6 +28,7 @@
 #include <string>
 #include <utility>
 
+#include "DatabaseFile.h"
 #include "GpsReport.h"
 #include "GpsdSession.h"
 #include "HexText.h"
@@ -66,7 +67,6 @@ constexpr GPSAntennaState kAntennaInOrder = GPSAntennaState(1);
 constexpr GPSAntennaState kAntennaNotAsked = GPSAntennaState(2);
 
 constexpr char kDevice[] = "/dev/ttymxc1";
-constexpr char kDumpFile[] = "/data/NavigationDatabaseDump";
 constexpr char kReceiverBaudRate[] = "9600"; // after a reset
 constexpr char kServiceBaudRate[] = "115200";
 constexpr uint32_t kReadBufferSize = 5000;
@@ -82,7 +82,6 @@ constexpr int kPortTriesAfterReset = 2;
 constexpr int kPortTriesInService = 3;
 constexpr unsigned int kPauseAfterPortFailureSeconds = 1;
 
-constexpr std::size_t kTrailerDigits = 6;
 constexpr unsigned int kFieldDigits = 8;
 constexpr int kLastYearWithoutTime = 116; // tm_year of 2016: an older clock was never set
 constexpr unsigned int kTimeAccuracySeconds = 10;
@@ -258,52 +257,6 @@ void pulseResetLine() {
     runShell(kResetLineHigh);
 }
 
-/// The next byte of the file, 0 behind its end.
-unsigned char nextByte(std::istream& file) {
-    char byte = 0;
-    file.get(byte);
-    return static_cast<unsigned char>(byte);
-}
-
-/// The file's size, or -1 when it can't be read, as a folder can't.
-std::streamoff readableSize(std::ifstream& file) {
-    file.peek();
-    if (!file.is_open() || file.bad())
-        return -1;
-    file.clear();
-    file.seekg(0, std::ios::end);
-    const std::streamoff size = file.tellg();
-    file.seekg(0);
-    return size;
-}
-
-/// The trailer's number without its leading zeros: empty for "000000".
-std::string readTotal(std::istream& file, std::streamoff size) {
-    char digits[kTrailerDigits + 1] = {};
-    file.seekg(size - static_cast<std::streamoff>(kTrailerDigits));
-    file.read(digits, kTrailerDigits);
-    file.clear();
-    file.seekg(0);
-    const std::string text(digits);
-    const std::size_t first = text.find_first_not_of('0');
-    return first == std::string::npos ? std::string() : text.substr(first);
-}
-
-void openDumpFile(std::ofstream& file) {
-    file.open(kDumpFile, std::ios::binary | std::ios::trunc);
-    if (!file.is_open())
-        file.open(kDumpFile, std::ios::binary | std::ios::app);
-    if (!file.is_open())
-        LOG(Logging::LevelError, kDumpNotWritable);
-}
-
-void closeDumpFile(std::ofstream& file, uint32_t collected) {
-    char trailer[16];
-    snprintf(trailer, sizeof trailer, "%06u", collected);
-    file << trailer;
-    file.close();
-}
-
 } // namespace
 
 sem_t semaphore;
@@ -343,20 +296,24 @@ void UbxConfigHandler::reloadConfig() {
     baudRate = kReceiverBaudRate;
     setUpPort(1, 0);
     baudRate = kServiceBaudRate;
-    // KEEP: unlike in the constructor, the line is set before the reset, once, and gpsd is not killed.
-    // Pinned by ReloadConfig.RunsItsStepsInThisOrder
+    // KEEP: six differences from the constructor. gpsd is not killed (the caller has), the line is set before
+    // the reset, in one try that never ends the process; the list stays, the database is not restored, and
+    // each command is waited for by itself. Pinned by ReloadConfig.RunsItsStepsInThisOrder
     pulseResetLine();
     usleep(kResetSettleUs);
     acknowledgedCount = 0;
     for (UbxCommands& record : commandList)
         record.acknowledged = false;
     sendConfig(0, true, false, true);
+    // KEEP: an index of 8 bits: records from 128 on are not sent by themselves, 255 stands for all.
+    // Pinned by ReloadConfig.EndsWithMoreThan255Records
     for (std::size_t i = 1; i < commandList.size(); ++i)
         sendConfig(static_cast<signed char>(i), false, false, true);
     closePort();
 }
 
 void UbxConfigHandler::resetConfig() {
+    // KEEP: the counters of MGA-ACKs stay. Pinned by ResetConfig.KeepsTheAssistanceCounters
     acknowledgedCount = 0;
     commandList.clear();
     baudRate = kReceiverBaudRate;
@@ -458,24 +415,27 @@ void UbxConfigHandler::waitForAck(signed char index, bool dump) {
         return;
     clearReadBuffer();
     std::ofstream dumpFile;
+    std::string frames;
     uint32_t collected = 0;
-    if (dump)
-        openDumpFile(dumpFile);
+    if (dump && !openDumpFile(dumpFile))
+        LOG(Logging::LevelError, kDumpNotWritable);
     Wait wait = Wait::GoesOn;
     for (uint32_t pass = 1;; ++pass) {
         readReplies();
         if (dump)
-            collected += storeDatabaseFrames(dumpFile, index);
+            collected += collectDatabaseFrames(frames, index);
         wait = judgeReplies(index);
         if (wait != Wait::GoesOn || pass >= maxReads)
             break;
         clearReadBuffer();
         usleep(readDelayUs);
     }
+    // KEEP: what stays unacknowledged is neither reported nor sent again.
+    // Pinned by StartUp.SendsNothingTwiceToASilentReceiver
     if (wait == Wait::AllAcknowledged)
         LOG(Logging::LevelInfo, kAllAcknowledged);
     if (dump)
-        closeDumpFile(dumpFile, collected);
+        closeDumpFile(dumpFile, frames, collected);
 }
 
 /// Takes what has arrived. An idle line reads as end of file, which some C libraries keep for ever.
@@ -488,7 +448,7 @@ void UbxConfigHandler::readReplies() {
 int UbxConfigHandler::findInBinary(unsigned char* haystack, unsigned int haystackLen, unsigned char* needle,
                                    unsigned int needleLen, unsigned int start) {
     if (haystackLen < needleLen)
-        return -1;
+        return -1; // the difference below would wrap and the search leave the haystack
     // KEEP: the last position at which the needle fits is not tested.
     // Pinned by FindInBinary.NeverTestsTheLastPosition
     const unsigned int end = haystackLen - needleLen;
@@ -504,24 +464,26 @@ int UbxConfigHandler::findReply(Pattern pattern, int start) {
                         static_cast<unsigned int>(start));
 }
 
-/// Stores the frames of the record's class and id that lie before the first MGA-ACK of this read.
-uint32_t UbxConfigHandler::storeDatabaseFrames(std::ostream& file, signed char index) {
+/// Takes the frames of the record's class and id that lie before the first MGA-ACK of this read.
+uint32_t UbxConfigHandler::collectDatabaseFrames(std::string& frames, signed char index) {
     if (index < 0 || static_cast<std::size_t>(index) >= commandList.size())
         return 0;
     const UbxCommands& record = commandList[static_cast<std::size_t>(index)];
     const std::array<unsigned char, 4> header = {0xB5, 0x62, record.msgClass, record.msgId};
     const int mgaAck = findReply(kMgaAckHeader, 0);
-    uint32_t stored = 0;
+    uint32_t collected = 0;
     int frame = findReply(header, 0);
     while (frame >= 0 && (mgaAck < 0 || mgaAck > frame)) {
         const unsigned char* bytes = readBuffer + frame;
         const uint32_t length = bytes[kLengthOffset] + 256u * bytes[kLengthOffset + 1];
         const uint32_t room = readBufferSize - static_cast<uint32_t>(frame);
-        file.write(reinterpret_cast<const char*>(bytes), std::min(length + kFrameOverhead, room));
-        ++stored;
+        // KEEP: cut at the buffer's end, not where this read ended: the rest of a straddling frame is zeros.
+        // Pinned by DumpingWait.FillsAFrameCutByAShortReadWithZeros
+        frames.append(reinterpret_cast<const char*>(bytes), std::min(length + kFrameOverhead, room));
+        ++collected;
         frame = findReply(header, frame + static_cast<int>(length + kFrameOverhead - 1));
     }
-    return stored;
+    return collected;
 }
 
 /// Marks the records that this read's acknowledgements name, and judges after each pair of them.
@@ -638,13 +600,16 @@ void UbxConfigHandler::restoreNavigationDatabase() {
     const std::string total = readTotal(file, size);
     char sync1 = 0;
     char sync2 = 0;
-    // A pass that finds no frame uses up its number too; behind the end the last two bytes stand.
+    // KEEP: a pass that finds no frame uses up its number too, and behind the file's end the last pair
+    // stands: a file that ends with a frame, without trailer, goes on with empty ones. Pinned by
+    // Restore.RepeatsTheSyncOfAFileWithoutTrailer
     for (std::streamoff number = 1; number <= size - 2; ++number) {
         file.get(sync1);
         file.get(sync2);
         if (sync1 == '\xB5' && sync2 == '\x62')
             restoreFrame(file, std::to_string(number), total);
     }
+    // KEEP: the counters go on from what earlier replies counted. Pinned by Restore.NeverResetsTheCounters
     LOG(Logging::LevelInfo, kRestored, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
 }
 

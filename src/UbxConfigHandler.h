@@ -56,7 +56,8 @@ public:
 
     /// Reads the receiver's replies until the record `index` (-1: every record) is acknowledged by
     /// UBX-ACK-ACK or UBX-MGA-ACK-DATA0, or until the budget of `maxReads` reads, about 6 s, is spent.
-    /// Records that replies name meanwhile are marked all the same. Returns at once when no port is open.
+    /// Records that replies name meanwhile are marked all the same. Returns at once when no port is open or
+    /// no buffer is there (after resetConfig).
     ///
     /// With `dump` the frames of the record's class and id that arrive are stored in the dump file, each as
     /// it lies in the read buffer, with their count in six digits behind them.
@@ -109,7 +110,7 @@ private:
     void readReplies();
     template <typename Pattern>
     int findReply(Pattern pattern, int start);
-    uint32_t storeDatabaseFrames(std::ostream& file, signed char index);
+    uint32_t collectDatabaseFrames(std::string& frames, signed char index);
     Wait judgeReplies(signed char index);
     Wait judgeRecords(signed char index) const;
     void recordAcknowledgements(int ackAck, int mgaAck);

@@ -100,6 +100,19 @@ TEST_F(DumpingWait, ReplacesALongerFile) {
     EXPECT_EQ(dumped(), dbd(50) + "000001");
 }
 
+TEST_F(DumpingWait, LeavesAnEmptyFileUntilItsEndSoThatALossOfPowerLeavesNoHalfDatabase) {
+    std::vector<Bytes> meanwhile;
+    unit.clock.afterEachSleep = [&](auto) { meanwhile.push_back(unit.port.dumpFile().value_or("no file")); };
+    Bytes read;
+    for (int i = 0; i < 25; ++i)
+        read += dbd(172);
+    for (int i = 0; i < 4; ++i)
+        receivesLater(read); // 18,000 bytes: more than a stream would hold back
+    receivesLater(databaseEnd());
+    EXPECT_EQ(dumped().substr(100 * 180), "000100");
+    EXPECT_EQ(meanwhile, std::vector<Bytes>(5, Bytes()));
+}
+
 TEST_F(DumpingWait, LeavesOutWhatIsNotADatabaseFrame) {
     const Bytes other = ubxFrame(0x01, 0x07, Bytes(92, '\0'));
     receives("$GNRMC\r\n" + dbd(50) + other + "$GNGGA\r\n" + dbd(60) + ackAck(6, 1) + databaseEnd());
