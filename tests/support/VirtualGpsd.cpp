@@ -103,6 +103,7 @@ bool VirtualGpsd::waiting(const gps_data_t* record, int timeoutMicros) {
     journal_.add(text("gps_waiting %u", static_cast<unsigned int>(timeoutMicros)));
     EXPECT_EQ(record, record_) << "gps_waiting on a session that isn't open";
     EXPECT_LT(record->gps_fd, 1024) << "gps_waiting aborts on such a descriptor";
+    EXPECT_TRUE(record->gps_fd != -1 && record->gps_fd != -2) << "the numbers of sources that are not there";
     current_ = nextCycle();
     if (record->gps_fd < 0)
         return true;
