@@ -20,7 +20,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -125,6 +124,13 @@ std::vector<std::string> lines(const std::string& text) {
     return result;
 }
 
+/// Every digit as a "d".
+std::string shapeOf(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, 'd');
+    return text;
+}
+
 void logAllLevels() {
     for (int level = 0; level <= 7; ++level)
         Logging::Message(static_cast<Logging::Level>(level), "src/A.cpp", 7, "level %d", level);
@@ -214,9 +220,8 @@ protected:
 TEST(PlatformLogging, WritesTimeLevelSourceLineAndText) {
     const std::string text = logged(
         {}, [] { Logging::Message(Logging::LevelError, "src/A.cpp", 42, "rc=0x%08X of %s", 0x17u, "x"); });
-    const std::regex expected(
-        R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z <3> src/A\.cpp:42 rc=0x00000017 of x\n)");
-    EXPECT_TRUE(std::regex_match(text, expected)) << text;
+    EXPECT_EQ(shapeOf(text.substr(0, 24)), "dddd-dd-ddTdd:dd:dd.dddZ");
+    EXPECT_EQ(text.substr(24), " <3> src/A.cpp:42 rc=0x00000017 of x\n");
 }
 
 TEST(PlatformLogging, TakesTheTimeFromTheUnitsClock) {
