@@ -5,22 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "MemberAccess.h"
-#include "UbxConfigHandler.h"
+#include "HandlerMembers.h"
 #include "VirtualUnit.h"
-
-/// The configuration handler's private members, for `handler->*memberOf(HandlerRecords())`.
-EXPOSE_MEMBER(HandlerRecords, UbxConfigHandler, commandList);
-EXPOSE_MEMBER(HandlerBaudRate, UbxConfigHandler, baudRate);
-EXPOSE_MEMBER(HandlerAcknowledgedCount, UbxConfigHandler, acknowledgedCount);
-EXPOSE_MEMBER(HandlerSerialPort, UbxConfigHandler, serialPort);
-EXPOSE_MEMBER(HandlerReadBufferSize, UbxConfigHandler, readBufferSize);
-EXPOSE_MEMBER(HandlerReadBuffer, UbxConfigHandler, readBuffer);
-EXPOSE_MEMBER(HandlerReadDelayUs, UbxConfigHandler, readDelayUs);
-EXPOSE_MEMBER(HandlerMaxReads, UbxConfigHandler, maxReads);
-EXPOSE_MEMBER(HandlerMgaAckPayloadStart, UbxConfigHandler, mgaAckPayloadStart);
-EXPOSE_MEMBER(HandlerMgaUsedCount, UbxConfigHandler, mgaUsedCount);
-EXPOSE_MEMBER(HandlerMgaNotUsedCount, UbxConfigHandler, mgaNotUsedCount);
 
 /// The shell command that sets the line up, in full.
 inline std::string portSetUp(const std::string& baud) {
