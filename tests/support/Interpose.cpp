@@ -159,6 +159,8 @@ extern "C" int pthread_create(pthread_t* handle, const pthread_attr_t* attribute
 
 extern "C" int pthread_join(pthread_t handle, void** result) {
     const auto next = REAL(pthread_join);
+    if (unit() != nullptr && handle == 0)
+        abortTest("a thread is joined that was never created");
     if (unit() == nullptr || !unit()->threads.owns(handle))
         return next(handle, result);
     return unit()->threads.join(handle, result, next);

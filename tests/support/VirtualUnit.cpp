@@ -40,7 +40,7 @@ unsigned int antennaState(GPSAntennaState& state) {
     if (hal.atQuery)
         hal.atQuery();
     const GroundLock lock;
-    if (hal.antennaResult == 0 && hal.fillsState)
+    if (hal.antennaResult == 0 ? hal.fillsState : hal.fillsStateOnError)
         state = hal.antennaState;
     return hal.antennaResult;
 }

@@ -21,10 +21,11 @@ struct VirtualHal {
     /// Whether `RuxoHAL::Instance()` gives an object from now on (the library asks as it is loaded, too).
     bool present = true;
     GPSAntennaState antennaState = GPS_ANTENNA_OK;
-    /// What the antenna query returns; when not 0 it leaves the state as it was.
+    /// What the antenna query returns.
     unsigned int antennaResult = 0;
-    /// A query that succeeds fills in the state.
+    /// Whether a query that succeeds fills in the state, and one that fails.
     bool fillsState = true;
+    bool fillsStateOnError = false;
     /// Antenna queries so far.
     int queries = 0;
     /// Runs at each query, before it is answered.

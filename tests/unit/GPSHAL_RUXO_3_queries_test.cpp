@@ -206,6 +206,13 @@ TEST_F(GetData, HandsOnTheAntennasErrorAndFillsThePosition) {
     EXPECT_EQ(data.latitude, 1000000);
 }
 
+TEST_F(GetData, IsNotValidWhenTheAntennasQueryFailsWhateverItFillsIn) {
+    unit.hal.antennaResult = 0x16000001;
+    unit.hal.fillsStateOnError = true;
+    EXPECT_FALSE(get().valid);
+    EXPECT_EQ(result, 0x16000001u);
+}
+
 /// A value in the snapshot, and what becomes of it.
 struct Conversion {
     double value;
@@ -356,8 +363,10 @@ TEST_F(Watchdog, IgnoresTheResultsOfTheRestart) {
 TEST_F(Watchdog, StartsADriverThatWasStopped) {
     driver->Stop();
     driver->Finalize();
+    driver->calls.clear();
     noDataReadCounter() = 11;
     EXPECT_EQ(getData(), kNoCurrentData);
+    EXPECT_THAT(driver->calls, ElementsAre("Stop", "Finalize", "Initialize", "Start"));
     EXPECT_TRUE(driver->IsRunning());
 }
 

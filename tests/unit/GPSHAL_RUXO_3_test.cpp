@@ -435,6 +435,7 @@ TEST_F(DriverStop, AsksTheThreadToStopAndJoinsIt) {
     EXPECT_TRUE(reader().stopRequested);
     EXPECT_FALSE(driver->IsRunning());
     EXPECT_TRUE(driver->IsActive());
+    EXPECT_EQ((*driver).*memberOf(DriverReaderThread()), 0u);
     EXPECT_THAT(unit.journal.lines(), ElementsAre("pthread_join thread 1"));
 }
 
