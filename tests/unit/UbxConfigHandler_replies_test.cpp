@@ -314,6 +314,13 @@ TEST_F(WaitForAck, ComparesNothingWhenNeitherWasFound) {
 
 // --- Where they stand -----------------------------------------------------------------------------------
 
+TEST_F(WaitForAck, FindsAHeaderDirectlyBehindAnother) {
+    const Bytes header = hex("b5 62 05 01 02 00");
+    receives(filler(20) + header + header + hex("06 17"));
+    waitsFor(kNmea);
+    EXPECT_THAT(acknowledged(), ElementsAre(kNmea));
+}
+
 class ReplyNearTheFront : public WaitForAck, public ::testing::WithParamInterface<std::size_t> {};
 
 TEST_P(ReplyNearTheFront, AckAckIsFound) {
@@ -447,6 +454,13 @@ TEST_F(WaitForAck, TakesZerosForWhatHasNotArrivedOfAnAcknowledgement) {
     receivesLater(ack.substr(7));
     waitsFor(kNmea);
     EXPECT_THAT(acknowledged(), ElementsAre(0)); // 06 00
+}
+
+TEST_F(WaitForAck, DoesNotJoinTheBytesOfTwoReads) {
+    receives(filler(3) + hex("01 02 00 06 17"));
+    receivesLater(hex("b5 62 05"));
+    waitsFor(kNmea);
+    EXPECT_THAT(acknowledged(), IsEmpty());
 }
 
 TEST_F(WaitForAck, ReadsTheRestOfALongBurstAfterAPause) {
