@@ -24,6 +24,13 @@ protected:
         unit.semaphores.journalAs(&lock(), "lock");
         unit.forget();
     }
+    /// What a test hooked in may refer to what is gone by now.
+    ~AdapterFixture() override {
+        unit.semaphores.beforeEachCall = nullptr;
+        callback.atCall = nullptr;
+        if (adapter != nullptr)
+            hal->atCall = nullptr;
+    }
 
     sem_t& lock() { return member(AdapterLock()); }
     GPSTimedWorker& worker() { return *member(AdapterWorker()); }
