@@ -242,6 +242,14 @@ TEST_F(InitialTime, KeepsTheCountersWhenTheClockIsNotSet) {
     EXPECT_LOGGED(6, timeCompleted(7, 2));
 }
 
+TEST_F(InitialTime, IsNotSentBehind128Records) {
+    fillListTo(128);
+    sentAt(kFirstSecondOf2017);
+    EXPECT_THAT(unit.port.sent, IsEmpty());
+    EXPECT_THAT(records(), SizeIs(129));
+    EXPECT_LOGGED(6, timeCompleted(0, 0));
+}
+
 class InAnotherTimeZone : public InitialTime {
 protected:
     InAnotherTimeZone() { setZone("FAR-13"); }

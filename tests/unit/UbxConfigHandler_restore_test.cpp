@@ -351,6 +351,12 @@ INSTANTIATE_TEST_SUITE_P(Trailers, RestoreWithTrailer,
                                 TrailerCase{"3\0rest"s, "3", {announcement("3", "3")}},
                                 TrailerCase{"    3\n", "    3\n", {}}));
 
+TEST_F(Restore, LogsAHostileTrailerAsItStands) {
+    restores(ubxFrame(0x21, 0x77, "acknowledged by ACK-ACK") + "%s%n%d");
+    EXPECT_LOGGED(6, "UBXConfig: Acknowledgment has been received for the command: \"" +
+                         announcement("1", "%s%n%d") + "\"");
+}
+
 TEST_F(Restore, TakesTheLastSixDigitsOfALongerTrailer) {
     restores(joined(differentFrames(2)) + "1000002");
     EXPECT_THAT(announcements(), ElementsAre(announcement("2", "2")));
