@@ -16,6 +16,8 @@ namespace {
 
 class VirtualUnitTest : public UnitTest {};
 
+int run(const char* command) { return system(command); }
+
 /// The file that gives the process its `symbol`.
 std::string libraryOf(const char* symbol) {
     void* const address = dlsym(RTLD_DEFAULT, symbol);
@@ -51,7 +53,7 @@ TEST_F(VirtualUnitTest, RunsScheduledActionsAtTheirTime) {
 TEST_F(VirtualUnitTest, AnswersFramesWrittenToThePort) {
     FILE* port = fopen("/dev/ttymxc1", "rb");
     char buffer[100] = {};
-    system("echo -e \"\\xb5\\x62\\x06\\x13\\x04\\x0\\x01\\x00\\x00\\x00\\x1e\\xd1\" > /dev/ttymxc1");
+    run("echo -e \"\\xb5\\x62\\x06\\x13\\x04\\x0\\x01\\x00\\x00\\x00\\x1e\\xd1\" > /dev/ttymxc1");
     EXPECT_EQ(fread(buffer, 1, sizeof buffer, port), 10u);
     EXPECT_EQ(Bytes(buffer, 10), hex("b5 62 05 01 02 00 06 13 21 4a"));
     EXPECT_THAT(unit.port.sent, ElementsAre(hex("b5 62 06 13 04 00 01 00 00 00 1e d1")));
@@ -150,7 +152,7 @@ TEST_F(VirtualUnitTest, RefusesACommandWithoutAUnit) {
     EXPECT_DEATH(
         {
             unit.~VirtualUnit();
-            system("true");
+            run("true");
         },
         "without a virtual unit");
 }
