@@ -52,8 +52,10 @@ int runToEnd(const std::vector<std::string>& command, const std::string& output,
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
     pid_t child = 0;
     const int rc = posix_spawnp(&child, arguments[0], &files, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&files);
@@ -161,9 +163,9 @@ void VirtualUnitRun::run(const std::vector<std::string>& command) {
 std::vector<std::string> VirtualUnitRun::commandLine(const std::vector<std::string>& command) const {
     std::ostringstream factor;
     factor << speed_;
-    std::vector<std::string> line{"timeout", "--kill-after=15", kTimeLimitSeconds, VIRTUAL_UNIT,
-                                  "--receiver", receiver_, "--data", dataFolder(), "--control",
-                                  folder_ + "/control"};
+    std::vector<std::string> line{"timeout",    "--kill-after=15",   kTimeLimitSeconds, VIRTUAL_UNIT,
+                                  "--receiver", receiver_,           "--data",          dataFolder(),
+                                  "--control",  folder_ + "/control"};
     if (speed_ != 1)
         line.insert(line.end(), {"--speed", factor.str()});
     line.insert(line.end(), options_.begin(), options_.end());
@@ -183,7 +185,6 @@ void VirtualUnitRun::readResults() {
     for (const std::string& line : linesOf(folder_ + "/errors"))
         if (parseLogLine(line, parsed))
             log_.push_back(parsed);
-    receiverLog_ = linesOf(folder_ + "/control/receiver.log");
 }
 
 // --- Results --------------------------------------------------------------------------------------------
@@ -223,6 +224,16 @@ std::vector<LogLine> VirtualUnitRun::loggedLike(const std::string& part) const {
     std::vector<LogLine> found;
     std::copy_if(log_.begin(), log_.end(), std::back_inserter(found),
                  [&](const LogLine& line) { return line.text.find(part) != std::string::npos; });
+    return found;
+}
+
+std::vector<ReceiverLine> VirtualUnitRun::receiverLog(const std::string& part) const {
+    static const std::regex form(R"(^(\S+Z) \S+ (?:port=\d+ )?receiver=\d+ (.*)$)");
+    std::vector<ReceiverLine> found;
+    std::smatch match;
+    for (const std::string& line : linesOf(folder_ + "/control/receiver.log"))
+        if (std::regex_match(line, match, form) && match[2].str().find(part) != std::string::npos)
+            found.push_back({match[2], timeOf(match[1])});
     return found;
 }
 

@@ -24,6 +24,12 @@ struct LogLine {
     double t = 0; ///< the unit's time, seconds since 1970
 };
 
+/// A line of the receiver's log: what the host sent it.
+struct ReceiverLine {
+    std::string text; ///< "CFG-ANT flags 0x0001 pins 0x0000: ACK-ACK"
+    double t = 0;     ///< the unit's time, seconds since 1970
+};
+
 /// One run of the probe, or of a script with probes, on a virtual unit of its own, and what came of it.
 ///
 /// The unit's clock runs faster (RUXOGPS_UNIT_SPEED, 10 without it); all times are the unit's.
@@ -52,15 +58,16 @@ public:
 
     int status() const { return status_; } ///< 128 + N when signal N ended it
     std::vector<ProbeLine> lines(const std::string& kind, const std::string& name = "") const;
-    ProbeLine line(const std::string& kind, const std::string& name = "") const; ///< the first one, or an empty one
-    std::vector<std::string> sequence(const std::string& event) const;           ///< "entered:a", for "geofence"
-    std::vector<std::string> output() const;                                     ///< of the probe's shell steps
+    ProbeLine line(const std::string& kind,
+                   const std::string& name = "") const;                ///< the first one, or an empty one
+    std::vector<std::string> sequence(const std::string& event) const; ///< "entered:a", for "geofence"
+    std::vector<std::string> output() const;                           ///< of the probe's shell steps
 
     const std::vector<LogLine>& log() const { return log_; }
     std::vector<LogLine> logged(int level, const std::string& text) const; ///< lines with exactly this text
     std::vector<LogLine> loggedLike(const std::string& part) const;
 
-    const std::vector<std::string>& receiverLog() const { return receiverLog_; }
+    std::vector<ReceiverLine> receiverLog(const std::string& part = "") const; ///< lines that contain `part`
     Fields receiverState() const;               ///< as the receiver left it at its end
     std::vector<Fields> receiverStates() const; ///< at the probe's `state` steps
     std::string describe() const;               ///< everything, for a person
@@ -78,7 +85,6 @@ private:
     std::vector<ProbeLine> lines_;
     std::vector<std::string> outputLines_;
     std::vector<LogLine> log_;
-    std::vector<std::string> receiverLog_;
 };
 
 #endif

@@ -1,8 +1,9 @@
 // unit_probe STEP ...
 //
-// An application of the library that does on the unit what its arguments say, one step each, and prints one line per
-// event and step with the unit's time: "event geofence-entered name=gate t=1767225600.125". It knows the public
-// headers alone. Exit status: 0; 1 when an `until` waited in vain; 2 for a step that it doesn't understand.
+// An application of the library that does on the unit what its arguments say, one step each, and prints one
+// line per event and step with the unit's time: "event geofence-entered name=gate t=1767225600.125". It knows
+// the public headers alone. Exit status: 0; 1 when an `until` waited in vain; 2 for a step that it doesn't
+// understand.
 //
 //   construct, construct-without-callback, destroy
 //   initialize, start, stop, finalize         the adapter's operations; their result codes are printed
@@ -20,7 +21,9 @@
 //   timer HZ                                  a signal that interrupts the application that often; 0: no more
 //   watch-port                                looks from now on who holds the receiver's port open
 //   driver, destroy-driver                    a driver without an adapter, started
-//   poll SECONDS                              asks it at short intervals and prints each answer that is new
+//   poll SECONDS [QUIET]                      asks it at short intervals and prints each answer that is new;
+//   ends
+//                                             earlier when there was none for QUIET seconds
 
 #include <dirent.h>
 #include <signal.h>
@@ -29,6 +32,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdarg>
@@ -99,7 +103,8 @@ std::string describe(const GPSReadings& readings) {
            describe(readings.data);
 }
 
-Fields fieldsOf(std::istream& stream) {
+Fields fieldsOf(const std::string& words) {
+    std::istringstream stream(words);
     Fields fields;
     for (std::string word; stream >> word;) {
         const std::size_t equals = word.find('=');
@@ -107,11 +112,6 @@ Fields fieldsOf(std::istream& stream) {
             fields[word.substr(0, equals)] = word.substr(equals + 1);
     }
     return fields;
-}
-
-Fields fieldsOf(const std::string& line) {
-    std::istringstream stream(line);
-    return fieldsOf(stream);
 }
 
 // --- Events ---------------------------------------------------------------------------------------------
@@ -481,9 +481,13 @@ private:
         });
     }
 
+    // One word a value: blanks become underscores.
     static Fields receiverState() {
         std::ifstream file(kReceiverState);
-        return fieldsOf(file);
+        std::string words;
+        for (std::string line; std::getline(file, line); words += line + "\n")
+            std::replace(line.begin(), line.end(), ' ', '_');
+        return fieldsOf(words);
     }
 
     void awaitState(const Words& words) {
@@ -546,14 +550,24 @@ private:
     void pollDriver(const Words& words) {
         if (!driver_)
             fail("there is no driver");
-        for (const double end = unitTime() + number(words[1]); unitTime() < end; usleep(kDriverPollPeriodUs)) {
-            GPSData data;
-            const unsigned int rc = driver_->GetData(data);
-            const std::string answer = text("fix rc=0x%08X ", rc) + describe(data);
-            if (answer != lastAnswer_)
-                print(answer);
-            lastAnswer_ = answer;
-        }
+        const double end = unitTime() + number(words[1]);
+        const double patience = number(words.size() > 2 ? words[2] : words[1]);
+        for (double last = unitTime(); unitTime() < std::min(end, last + patience);
+             usleep(kDriverPollPeriodUs))
+            if (askDriver())
+                last = unitTime();
+    }
+
+    // True when the answer is another one than before.
+    bool askDriver() {
+        GPSData data;
+        const unsigned int rc = driver_->GetData(data);
+        const std::string answer = text("fix rc=0x%08X ", rc) + describe(data);
+        if (answer == lastAnswer_)
+            return false;
+        print(answer);
+        lastAnswer_ = answer;
+        return true;
     }
 
     void destroyDriver(const Words&) {
