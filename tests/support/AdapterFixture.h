@@ -61,6 +61,8 @@ protected:
         return lines;
     }
     Lines logged() { return unit.log.texts(); }
+    /// The source of the last log line.
+    std::string source() { return unit.log.all().empty() ? "" : unit.log.all().back().source; }
 
     static GPSData fixAt(int32_t latitude, int32_t longitude, float pdop = 1.5f) {
         GPSData data;

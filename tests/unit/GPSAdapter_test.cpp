@@ -203,14 +203,14 @@ TEST_F(AdapterDestruction, LogsAFailedFinalizeTwice) {
     adapter.reset();
     const std::string finalize = "3 GPSAdapter failed to finalize GPS (error code 0x170000CD)";
     EXPECT_THAT(logged(), ElementsAre(finalize, finalize));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 TEST_F(AdapterDestruction, LogsALockThatCanNotBeFreed) {
     unit.semaphores.fail(VirtualSemaphores::Destroy, EBUSY, 1, &lock());
     adapter.reset();
     EXPECT_THAT(logged(), ElementsAre("2 GPSAdapter failed to free semaphore (errno=16)"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 // --- The lock -------------------------------------------------------------------------------------------
@@ -238,7 +238,7 @@ TEST_F(AdapterLocking, LogsAnyOtherFailureAndReturnsWithoutTheLock) {
     EXPECT_NE(adapter->lock(), 0u);
     EXPECT_FALSE(VirtualSemaphores::isTaken(lock()));
     EXPECT_THAT(logged(), ElementsAre("2 GPSAdapter failed to get semaphore (errno=22)"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
     EXPECT_EQ(unit.journal.count("sem_wait lock"), 1u);
 }
 
@@ -253,7 +253,7 @@ TEST_F(AdapterLocking, LogsAFailedRelease) {
     unit.semaphores.fail(VirtualSemaphores::Post, EOVERFLOW);
     EXPECT_NE(adapter->unlock(), 0u);
     EXPECT_THAT(logged(), ElementsAre("2 GPSAdapter failed to release semaphore (errno=75)"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 TEST_F(AdapterLocking, IsGoneWithoutWhenItCanNotBeTaken) {
@@ -552,7 +552,7 @@ TEST_F(AdapterSettings, ImposeTheOdometerOnRequest) {
     settings.odometerValue = 12345;
     adapter->SetParams(settings);
     EXPECT_THAT(logged(), ElementsAre("6 Set odometer from 0 to 12345"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
     EXPECT_EQ(readings().odometer, 12345u);
     settings.odometerValue = 5;
     adapter->SetParams(settings);
@@ -772,7 +772,7 @@ TEST_F(AdapterLifeCycle, StopLogsAndReturnsTheReceiversError) {
     hal->stopResult = 0x170000AB;
     EXPECT_EQ(adapter->Stop(), 0x170000ABu);
     EXPECT_THAT(logged(), ElementsAre("3 GPSAdapter failed to stop GPS (error code 0x170000AB)"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 TEST_F(AdapterLifeCycle, StopReturnsTheWorkersErrorWhenTheReceiverStopped) {

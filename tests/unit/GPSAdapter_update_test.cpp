@@ -484,7 +484,7 @@ TEST_F(UpdateSystemTimeDeviation, FailsWithoutTheSystemTimeBeforeItAsksTheReceiv
     unit.timeOfDayError = EFAULT;
     EXPECT_EQ(update(1700000000, 1700000000), 0x17000001u);
     EXPECT_THAT(logged(), ElementsAre("3 GPSAdapter: get system time deviation, timeofday fails, errno=14"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
     EXPECT_EQ(unit.journal.count("hal "), 0u);
     expectUntouched();
 }
@@ -625,7 +625,7 @@ TEST_F(UpdateGeofence, ReturnsTheResultOfTheLastGeofenceAlone) {
     place(11, "last", 11000000);
     EXPECT_EQ(adapter->UpdateGeofence(), 0x42u);
     EXPECT_THAT(logged(), ElementsAre("3 GPSAdapter: check geofence returns rc=0x00000042"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 TEST_F(UpdateGeofence, ReturnsTheResultOfAnEnteredCallToo) {

@@ -10,6 +10,7 @@
 #include <new>
 #include <numeric>
 
+#include "PlatformHooks.h"
 #include "WorkerFixture.h"
 
 using ::testing::Each;
@@ -57,7 +58,7 @@ TEST_F(WorkerConstruction, LogsATokenThatCanNotBeMadeAndCarriesOn) {
     unit.semaphores.fail(VirtualSemaphores::Init, ENOSPC);
     const GPSTimedWorker fresh(*adapter);
     EXPECT_THAT(logged(), ElementsAre("2 GPSTimedWorker failed to create semaphore (errno 28)"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
     EXPECT_FALSE(fresh.IsActive());
 }
 
@@ -95,14 +96,14 @@ TEST_F(WorkerDestruction, LogsAFailedStop) {
     unit.threads.cancelFails(ESRCH);
     doomed.reset();
     EXPECT_EQ(logged().back(), "3 GPSTimedWorker failed to stop worker thread (error code 0x17000101)");
-    EXPECT_EQ(unit.log.all().back().source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 TEST_F(WorkerDestruction, LogsATokenThatCanNotBeDestroyed) {
     unit.semaphores.fail(VirtualSemaphores::Destroy, EBUSY);
     doomed.reset();
     EXPECT_THAT(logged(), ElementsAre("3 GPSTimedWorker failed to destroy semaphoire (errno is 16)"));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 // --- Start ----------------------------------------------------------------------------------------------
@@ -118,7 +119,7 @@ protected:
     }
     void expectOnlyLogged(const std::string& line) {
         EXPECT_THAT(logged(), ElementsAre(line));
-        EXPECT_EQ(unit.log.all()[0].source, kSource);
+        EXPECT_EQ(source(), kSource);
     }
 };
 
@@ -302,7 +303,7 @@ TEST_F(WorkerStop, CancelsWithoutAJoinWhenTheTokenCanNotBeGivenBack) {
     EXPECT_EQ(worker().Stop(), 0u);
     EXPECT_THAT(unit.journal.only({"pthread_"}), ElementsAre("pthread_cancel thread 1"));
     EXPECT_THAT(logged(), ElementsAre(kPostFailed));
-    EXPECT_EQ(unit.log.all()[0].source, kSource);
+    EXPECT_EQ(source(), kSource);
     EXPECT_FALSE(worker().IsActive());
 }
 
@@ -350,7 +351,7 @@ TEST_F(WorkerLoop, SaysWhenItStartsAndStops) {
     EXPECT_EQ(logged().front(), "6 GPS worker starts and should not exit immediately, usleep 250000.");
     EXPECT_EQ(logged().back(), "6 GPS worker stopped.");
     EXPECT_EQ(unit.log.all().front().source, kSource);
-    EXPECT_EQ(unit.log.all().back().source, kSource);
+    EXPECT_EQ(source(), kSource);
 }
 
 TEST_F(WorkerLoop, CountsAsRunningFromItsBeginToItsEnd) {
@@ -774,6 +775,18 @@ TEST_F(TrackingBlock, ReportsNothingAtAPeriodOfZero) {
     track(0);
     runFor(1h);
     EXPECT_THAT(reports(), IsEmpty());
+}
+
+TEST_F(TrackingBlock, TakesATimeThatIsNotKnownForTheEpoch) {
+    const PlatformHooks* const usual = platformHooks();
+    PlatformHooks withoutTime = *usual;
+    withoutTime.utcSeconds = [](long&) { return false; };
+    setUtc(kMinute + 20);
+    track(60);
+    setPlatformHooks(&withoutTime);
+    runCycles(1);
+    setPlatformHooks(usual);
+    EXPECT_EQ(reports().size(), 1u);
 }
 
 TEST_F(TrackingBlock, CountsTheLockOutFromAReportThatFailed) {
