@@ -13,7 +13,7 @@ readonly geofences=(--geofence "Victory Column,52.5145,13.3501,300,300"
 
 # Seconds of the unit's clock, which runs faster. The odometer needs about 180 s before it counts.
 readonly first_start_s=45
-readonly drive_s=400
+readonly drive_s=320
 readonly learn_s=160
 readonly longest_recording_s=900
 
@@ -28,7 +28,7 @@ it, has its fix sooner, and drives a route through two geofences with the antenn
 
   --recording FILE  play a receiver's capture (NMEA or UBX bytes) instead: over and over, with the times of now; the
                     geofences are drawn on the track that its first minutes show
-  --speed X         how much faster the unit's clock runs (6)
+  --speed X         how much faster the unit's clock runs (5)
   -h, --help        print this text
 
 Exit status: 0 when each kind of event was really seen, 1 when one was not, 2 for a wrong option.
@@ -41,7 +41,7 @@ wrong_option() {
 }
 
 recording=
-speed=6
+speed=5
 while (($# > 0)); do
     case $1 in
         -h | --help) usage; exit 0 ;;
