@@ -99,8 +99,7 @@ public:
     /// that of the stop, or 0.
     unsigned int Finalize();
 
-    // --- The update cycle: called by the worker on its schedule; an application needs none of them
-    // -----------
+    // --- The update cycle: called by the worker on its schedule; an application needs none of it -----------
 
     /// Fetches the fix and, when it is good (PDOP above 0 and below 10; a position of exactly 0, 0 counts as
     /// no fix), stores it. May call `OnAvailabilityChanged` and, after every 11th accepted valid fix,

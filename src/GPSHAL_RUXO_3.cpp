@@ -46,7 +46,10 @@ constexpr char kLogSource[] = "src/GPSHAL_RUXO_3.cpp";
 
 constexpr char kPidFile[] = "/var/run/gpsd.pid";
 
-constexpr int kKillChecks = 10; // at one a second; killing waits one round longer than starting, on purpose
+// KEEP: killing is checked once more than starting, at one check a second. Pinned by
+// GpsdControl.GivesUpOnAGpsdThatWillNotDieAfterTenSleeps and
+// GpsdControl.GivesUpOnAGpsdThatDoesNotComeUpAfterNineSleeps
+constexpr int kKillChecks = 10;
 constexpr int kStartChecks = 9;
 constexpr uint32_t kGpsdStartUpSeconds = 3; // between Initialize and the first connection
 constexpr uint32_t kMillisecondsPerSecond = 1000;
@@ -197,6 +200,8 @@ constexpr Configuration kConfiguration[] = {
 
 // --- Helpers --------------------------------------------------------------------------------------------
 
+// KEEP: good reads don't reset it: it counts since the last restart. Pinned by
+// ReaderThread.CountsAcrossGoodReports
 unsigned int countEmptyCycle() { return ++GPSHAL_RUXO_3::noDataReadCounter; }
 
 void logEmptyCycles(unsigned int count) {
@@ -220,6 +225,8 @@ void readOneReport(GpsdSession& session, ReaderBlock& block) {
         endIfSilent(session, block);
         return;
     }
+    // KEEP: counted, but only an empty wait tests the limit.
+    // Pinned by ReaderThread.EndsAtNoFailedReadButAtTheNextEmptyWait
     if (!session.read())
         logEmptyCycles(countEmptyCycle());
     // KEEP: a failed read is copied all the same, with the mask that the record still holds, so old values

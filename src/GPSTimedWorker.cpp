@@ -105,6 +105,8 @@ uint32_t GPSTimedWorker::Start() {
         return 0;
     }
     const timespec deadline = {time(nullptr) + kTokenWaitSeconds, kTokenWaitNanoseconds};
+    // KEEP: a token that doesn't come in time is done without: a thread that ended by itself never gave it
+    // back. Pinned by WorkerStart.GoesOnWhenTheTokenDoesNotComeInTime
     if (sem_timedwait(&startSemaphore, &deadline) != 0 && errno != ETIMEDOUT) {
         LOG(Logging::LevelCritical, kTokenFailed, errno);
         return GPS_ERR_NOT_AVAILABLE;
