@@ -81,6 +81,20 @@ protected:
         return counts;
     }
 
+    /// How many waits for an answer the last restore spent in vain, told by the receiver's own times.
+    int missedAnswers() const {
+        std::vector<double> times;
+        for (const ReceiverLine& line : unit.receiverLog("MGA-DBD"))
+            if (line.text.find("poll") == std::string::npos)
+                times.push_back(line.t);
+        for (const LogLine& line : unit.loggedLike("Restoring navigation database completed"))
+            times.push_back(line.t);
+        int missed = 0;
+        for (std::size_t i = 1; i < times.size(); ++i)
+            missed += static_cast<int>((times[i] - times[i - 1]) / 5);
+        return missed;
+    }
+
     /// Runs the service until it has a fix, ends it and constructs it anew: `between` and `after` see the
     /// receiver.
     void restart(const Steps& between, const Steps& after) {
@@ -175,25 +189,19 @@ TEST_F(Receiver, TakesEveryFrameBackThatArrivesWhole) {
     EXPECT_EQ(unit.receiverStates().at(0)["mga_refused"], "0");
 }
 
-// The reads cut frames on a port that delivers byte by byte; a cut acknowledgement costs a wait of 6 s and is
-// the only thing that the log may miss.
+// The reads cut frames on a port that delivers byte by byte. Where an answer is missed, it costs a wait of 6
+// s, and the next one may count for both: nothing else can make the log's counts differ from the receiver's.
 TEST_F(Receiver, CountsWhatItTakesAndRefusesOfAByteByByteDump) {
-    unit.receiver("--ttff 2 --seed 7");
+    unit.receiver("--ttff 2");
     restart({control("database 90"), "run 1"}, {"state"});
-    const auto frames = unit.receiverLog("used"); // "used", "not used"
-    const auto missed =
-        std::adjacent_find(frames.begin(), frames.end(),
-                           [](const ReceiverLine& a, const ReceiverLine& b) { return b.t - a.t > 5; });
     const Counts counts = countsOf("Restoring navigation database");
     VirtualUnitRun::Fields state = unit.receiverStates().at(0);
+    const int missed = missedAnswers();
     EXPECT_GT(counts.notUsed, 0);
     EXPECT_GT(counts.used, 0);
     EXPECT_EQ(counts.total, counts.used + counts.notUsed);
-    if (missed == frames.end()) {
-        EXPECT_EQ(std::to_string(counts.used), state["mga_taken"]);
-        EXPECT_EQ(std::to_string(counts.notUsed), state["mga_refused"]);
-    }
-    EXPECT_LE(static_cast<std::size_t>(counts.total), frames.size());
+    EXPECT_NEAR(counts.used, std::stoi(state["mga_taken"]), missed);
+    EXPECT_NEAR(counts.notUsed, std::stoi(state["mga_refused"]), missed);
 }
 
 TEST_F(Receiver, TakesNoMoreFramesThanAnIndexOf8BitsCanName) {
