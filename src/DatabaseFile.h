@@ -23,8 +23,8 @@ inline bool openDumpFile(std::ofstream& file) {
     return file.is_open();
 }
 
-/// Writes all at once: whoever loses power meanwhile is left with an empty file, not with half a database,
-/// whose missing trailer would keep the next start busy for hours.
+/// Writes all at once: whoever loses power during the wait is left with an empty file, not with half a
+/// database, whose missing trailer would keep the next start busy for hours.
 inline void closeDumpFile(std::ofstream& file, const std::string& frames, uint32_t collected) {
     char trailer[16];
     snprintf(trailer, sizeof trailer, "%06u", collected);

@@ -515,7 +515,8 @@ UbxConfigHandler::Wait UbxConfigHandler::judgeRecords(signed char index) const {
     if (index == -1)
         return acknowledgedCount == commandList.size() ? Wait::AllAcknowledged : Wait::GoesOn;
     const auto number = static_cast<std::size_t>(index); // below -1 it exceeds every list
-    // KEEP: one record's end is not announced. Pinned by WaitForAck.EndsWithoutSummaryForOneIndex
+    // KEEP: one record ends the wait at once and without the summary. Pinned by
+    // WaitForAck.EndsWithoutSummaryForOneIndex and WaitForAck.LeavesRepliesBehindTheOneItWaitedForUnseen
     return number < commandList.size() && commandList[number].acknowledged ? Wait::IsOver : Wait::GoesOn;
 }
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-/// Numbers as hex digits and back. No streams: with an application's locale that groups digits they would turn
-/// "14000000" into "14.000.000".
+/// Numbers as hex digits and back. No streams: with an application's locale that groups digits they would
+/// turn "14000000" into "14.000.000".
 
 /// `value` in lower-case digits, padded with zeros to `width`.
 inline std::string hexText(unsigned int value, unsigned int width) {

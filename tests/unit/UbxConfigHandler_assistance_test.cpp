@@ -223,11 +223,13 @@ TEST_F(InitialTime, IsSentFromTheFirstSecondOf2017On) {
 }
 
 TEST_F(InitialTime, IsNotSentInTheLastSecondOf2016) {
+    member(HandlerMgaUsedCount()) = 7;
+    member(HandlerMgaNotUsedCount()) = 2;
     sentAt(kFirstSecondOf2017 - 1);
     EXPECT_THAT(unit.port.sent, IsEmpty());
     EXPECT_THAT(records(), SizeIs(5));
     EXPECT_THAT(unit.journal.lines(),
-                ElementsAre("fopen /dev/ttymxc1 rb", logged(6, timeCompleted(0, 0)), "fclose /dev/ttymxc1"));
+                ElementsAre("fopen /dev/ttymxc1 rb", logged(6, timeCompleted(7, 2)), "fclose /dev/ttymxc1"));
 }
 
 TEST_F(InitialTime, IsNotSentByAnUnsetClock) {

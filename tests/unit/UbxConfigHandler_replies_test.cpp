@@ -68,6 +68,13 @@ TEST_F(WaitForAck, EndsWithoutSummaryForOneIndex) {
     EXPECT_NOT_LOGGED(6, kSummary);
 }
 
+TEST_F(WaitForAck, LeavesRepliesBehindTheOneItWaitedForUnseen) {
+    receives(ackAck(0x06, 0x17) + ackAck(0x06, 0x13));
+    waitsFor(1);
+    EXPECT_TRUE(records()[1].acknowledged);
+    EXPECT_FALSE(records()[4].acknowledged);
+}
+
 TEST_F(WaitForAck, AnnouncesThatAllAreAcknowledged) {
     receives(acksOfAll());
     waitsForAll();
