@@ -284,13 +284,18 @@ TEST_F(Receiver, LeavesAUsableFileOrNoneAfterAPowerLossDuringTheDump) {
 
 TEST_F(Receiver, ServesAgainAfterAPowerLossAtAnyMoment) {
     unit.receiver("--ttff 2");
-    unit.script(R"(for pause in 0.03 0.08 0.15 0.25 0.4 0.6 0.9; do
+    unit.script(R"(for pause in 0.3 1.2 1.6 2.5 4 6 9 15; do
             "$0" construct initialize start "run 100" & probe=$!
             sleep $pause; kill -9 $probe; wait $probe
         done 2>/dev/null
         "$0" construct "until-state antenna_flags=0x0001 10" state initialize start "until position 1 60" destroy)");
     EXPECT_EQ(unit.status(), 0);
     expectConfigured(unit.receiverStates().at(0));
+    // The losses met a receiver reset, one configured, and one that gpsd spoke to.
+    const std::size_t configured = unit.receiverLog("CFG-ANT").size();
+    EXPECT_THAT(unit.receiverLog("reset line pulsed"), SizeIs(Ge(configured + 1)));
+    EXPECT_GE(configured, 4u);
+    EXPECT_THAT(unit.receiverLog("MON-VER"), SizeIs(Ge(4u)));
 }
 
 // --- Initial position -----------------------------------------------------------------------------------
@@ -301,6 +306,7 @@ TEST_F(Receiver, GetsTheInitialPositionAndGpsdComesBack) {
            "params enabled=1", "start", "forget", "until position 1 60", "state"});
     EXPECT_THAT(unit.receiverStates().at(0)["mga_ini_position"], HasSubstr("52.5000000"));
     EXPECT_THAT(unit.receiverStates().at(0)["mga_ini_position"], HasSubstr("-13.4000000"));
+    EXPECT_THAT(unit.receiverStates().at(0)["mga_ini_position"], HasSubstr("34.56_m_accuracy_10.00_m"));
     const Counts counts = countsOf("Initial position assistance");
     EXPECT_EQ(counts.used, 1);
     EXPECT_EQ(counts.total, 1);

@@ -524,7 +524,12 @@ private:
         print(text("end shell status=%d", pclose(stream)));
     }
 
+    // The kernel hands the signal to the main thread as long as that takes it, and nobody would be disturbed.
     void startTimer(const Words& words) {
+        sigset_t alarm;
+        sigemptyset(&alarm);
+        sigaddset(&alarm, SIGALRM);
+        pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
         struct sigaction action = {};
         action.sa_handler = [](int) {};
         action.sa_flags = SA_RESTART;
@@ -532,7 +537,8 @@ private:
         const double rate = number(words[1]);
         const auto periodUs = static_cast<suseconds_t>(rate > 0 ? 1e6 / rate : 0);
         const itimerval period = {{0, periodUs}, {0, periodUs}};
-        setitimer(ITIMER_REAL, &period, nullptr);
+        if (setitimer(ITIMER_REAL, &period, nullptr) != 0)
+            fail("the timer does not start");
     }
 
     void watchPort(const Words&) { portWatch_.begin(); }
