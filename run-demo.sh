@@ -15,7 +15,7 @@ readonly geofences=(--geofence "Victory Column,52.5145,13.3501,300,300"
 readonly first_start_s=45
 readonly drive_s=320
 readonly learn_s=160
-readonly longest_recording_s=900
+readonly longest_recording_s=550
 
 # --- Options --------------------------------------------------------------------------------------------
 
@@ -31,7 +31,8 @@ it, has its fix sooner, and drives a route through two geofences with the antenn
   --speed X         how much faster the unit's clock runs (5)
   -h, --help        print this text
 
-Exit status: 0 when each kind of event was really seen, 1 when one was not, 2 for a wrong option.
+Exit status: 0 when each kind of event was really seen, 1 when one was not, 2 for a wrong option, 4 when a capture can't
+bring one (the demo says which and why).
 HELP
 }
 

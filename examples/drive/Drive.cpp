@@ -102,7 +102,7 @@ void Drive::watch(const GPSGeofence& geofence) {
                geofence.width, geofence.height));
 }
 
-void Drive::run(const volatile bool& stop) {
+void Drive::run(const volatile std::sig_atomic_t& stop) {
     while (!stop && !isOver()) {
         ruxosleep_interruptible(kPollMilliseconds);
         pollOnce();

@@ -2,6 +2,7 @@
 #define DRIVE_H
 
 #include <chrono>
+#include <csignal>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,7 +22,7 @@ public:
     bool start();
     /// Returns when the time is over, everything expected was seen (where that is asked for), or `stop` is
     /// set.
-    void run(const volatile bool& stop);
+    void run(const volatile std::sig_atomic_t& stop);
     void finish();
 
     const Tally& tally() const { return tally_; }

@@ -163,5 +163,5 @@ const char* usage() {
            "\n"
            "Exit status: 0 when everything expected was seen, 1 when something was not, 2 for a wrong "
            "option,\n"
-           "3 when the service doesn't start.\n";
+           "3 when the service doesn't start, 4 when something was not seen but excused.\n";
 }

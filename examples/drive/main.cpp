@@ -9,6 +9,7 @@
 
 #include <signal.h>
 
+#include <csignal>
 #include <cstdio>
 
 #include "Drive.h"
@@ -16,11 +17,17 @@
 
 namespace {
 
-enum ExitStatus { kAllSeen = 0, kSomethingMissing = 1, kWrongOption = 2, kNoService = 3 };
+enum ExitStatus {
+    kAllSeen = 0,
+    kSomethingMissing = 1,
+    kWrongOption = 2,
+    kNoService = 3,
+    kAllThatCouldBeSeen = 4,
+};
 
-volatile bool stopRequested = false;
+volatile std::sig_atomic_t stopRequested = 0;
 
-void requestStop(int) { stopRequested = true; }
+void requestStop(int) { stopRequested = 1; }
 
 void stopOnSignal() {
     struct sigaction action = {};
@@ -42,7 +49,9 @@ ExitStatus drive(const Options& options) {
         std::printf("not seen: %s\n", sentence.c_str());
     if (options.summary)
         std::printf("%s\n", summary(drive.tally()).c_str());
-    return verdict.unmet.empty() ? kAllSeen : kSomethingMissing;
+    if (!verdict.unmet.empty())
+        return kSomethingMissing;
+    return verdict.excused.empty() ? kAllSeen : kAllThatCouldBeSeen;
 }
 
 } // namespace
