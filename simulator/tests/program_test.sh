@@ -2,6 +2,7 @@
 # The program as a user meets it: options, port, control pipe, state, capture, reset line, end.
 #
 #   program_test.sh PATH/TO/receiver-simulator
+# shellcheck disable=SC2016,SC2034  # the checks are texts that `check` evaluates, their variables included
 set -u
 
 simulator=$1
