@@ -9,57 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "AdapterMembers.h"
 #include "DriverMembers.h"
 #include "GPSAdapter.h"
 #include "GPSTimedWorker.h"
+#include "HandlerMembers.h"
 #include "MemberAccess.h"
 #include "VirtualUnit.h"
 
 EXPOSE_MEMBER(HalName, GPSHAL, halName);
-
-EXPOSE_MEMBER(HandlerCommandList, UbxConfigHandler, commandList);
 EXPOSE_MEMBER(HandlerDevicePath, UbxConfigHandler, devicePath);
-EXPOSE_MEMBER(HandlerBaudRate, UbxConfigHandler, baudRate);
-EXPOSE_MEMBER(HandlerAcknowledgedCount, UbxConfigHandler, acknowledgedCount);
-EXPOSE_MEMBER(HandlerSerialPort, UbxConfigHandler, serialPort);
-EXPOSE_MEMBER(HandlerReadBufferSize, UbxConfigHandler, readBufferSize);
-EXPOSE_MEMBER(HandlerReadBuffer, UbxConfigHandler, readBuffer);
-EXPOSE_MEMBER(HandlerReadDelayUs, UbxConfigHandler, readDelayUs);
-EXPOSE_MEMBER(HandlerMaxReads, UbxConfigHandler, maxReads);
-EXPOSE_MEMBER(HandlerMgaAckPayloadStart, UbxConfigHandler, mgaAckPayloadStart);
-EXPOSE_MEMBER(HandlerMgaUsedCount, UbxConfigHandler, mgaUsedCount);
-EXPOSE_MEMBER(HandlerMgaNotUsedCount, UbxConfigHandler, mgaNotUsedCount);
-
-EXPOSE_MEMBER(AdapterCallback, GPSAdapter, callback);
-EXPOSE_MEMBER(AdapterHal, GPSAdapter, hal);
-EXPOSE_MEMBER(AdapterWorker, GPSAdapter, worker);
-EXPOSE_MEMBER(AdapterOdometerFiltered, GPSAdapter, odometerFiltered);
-EXPOSE_MEMBER(AdapterOdometerReference, GPSAdapter, odometerReference);
-EXPOSE_MEMBER(AdapterOdometerWarmup, GPSAdapter, odometerWarmup);
-EXPOSE_MEMBER(AdapterPreviousAntennaState, GPSAdapter, previousAntennaState);
-EXPOSE_MEMBER(AdapterParams, GPSAdapter, params);
-EXPOSE_MEMBER(AdapterAvailable, GPSAdapter, available);
-EXPOSE_MEMBER(AdapterAntennaState, GPSAdapter, antennaState);
-EXPOSE_MEMBER(AdapterSatelliteCount, GPSAdapter, satelliteCount);
-EXPOSE_MEMBER(AdapterSnr, GPSAdapter, snr);
-EXPOSE_MEMBER(AdapterFixTick, GPSAdapter, fixTick);
-EXPOSE_MEMBER(AdapterOdometer, GPSAdapter, odometer);
-EXPOSE_MEMBER(AdapterCurrentData, GPSAdapter, currentData);
-EXPOSE_MEMBER(AdapterGeofenceStates, GPSAdapter, geofenceStates);
-EXPOSE_MEMBER(AdapterTimeDeviationValid, GPSAdapter, timeDeviationValid);
-EXPOSE_MEMBER(AdapterTimeDelta, GPSAdapter, timeDelta);
-EXPOSE_MEMBER(AdapterHorizontalError, GPSAdapter, horizontalError);
-EXPOSE_MEMBER(AdapterTimeError, GPSAdapter, timeError);
-EXPOSE_MEMBER(AdapterLockSemaphore, GPSAdapter, lockSemaphore);
-EXPOSE_MEMBER(AdapterMaxGeofences, GPSAdapter, maxGeofences);
-EXPOSE_MEMBER(AdapterNtpServiceAvailable, GPSAdapter, ntpServiceAvailable);
-EXPOSE_MEMBER(AdapterAntennaCallbackFlag, GPSAdapter, antennaCallbackFlag);
-EXPOSE_MEMBER(AdapterValidFixCounter, GPSAdapter, validFixCounter);
-
-EXPOSE_MEMBER(WorkerRunning, GPSTimedWorker, running);
-EXPOSE_MEMBER(WorkerStopRequested, GPSTimedWorker, stopRequested);
-EXPOSE_MEMBER(WorkerThread, GPSTimedWorker, thread);
-EXPOSE_MEMBER(WorkerStartSemaphore, GPSTimedWorker, startSemaphore);
 
 namespace {
 
@@ -218,7 +177,7 @@ TEST(MemberOrder, OfTheReaderBlock) {
 TEST(MemberOrder, OfUbxConfigHandler) {
     expectMembers<UbxConfigHandler>(
         kVirtualTablePointer,
-        {member<std::vector<UbxConfigHandler::UbxCommands>>("commandList", memberOf(HandlerCommandList())),
+        {member<std::vector<UbxConfigHandler::UbxCommands>>("commandList", memberOf(HandlerRecords())),
          member<std::string>("devicePath", memberOf(HandlerDevicePath())),
          member<std::string>("baudRate", memberOf(HandlerBaudRate())),
          member<uint32_t>("acknowledgedCount", memberOf(HandlerAcknowledgedCount())),
@@ -263,7 +222,7 @@ TEST(MemberOrder, OfGPSAdapter) {
          member<int32_t>("timeDelta", memberOf(AdapterTimeDelta())),
          member<uint32_t>("horizontalError", memberOf(AdapterHorizontalError())),
          member<int32_t>("timeError", memberOf(AdapterTimeError())),
-         member<sem_t>("lockSemaphore", memberOf(AdapterLockSemaphore())),
+         member<sem_t>("lockSemaphore", memberOf(AdapterLock())),
          member<uint32_t>("maxGeofences", memberOf(AdapterMaxGeofences())),
          member<bool>("ntpServiceAvailable", memberOf(AdapterNtpServiceAvailable())),
          member<bool>("antennaCallbackFlag", memberOf(AdapterAntennaCallbackFlag())),
