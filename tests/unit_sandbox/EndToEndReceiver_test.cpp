@@ -275,7 +275,7 @@ TEST_F(Receiver, LeavesAUsableFileOrNoneAfterAPowerLossDuringTheDump) {
     const auto starts = unit.lines("end", "construct");
     ASSERT_THAT(starts, SizeIs(12));
     for (const ProbeLine& start : starts)
-        EXPECT_LT(start.number("seconds"), 400) << "a file without its trailer costs hours";
+        EXPECT_LT(start.number("seconds"), 60) << "a file without its trailer costs hours";
     EXPECT_EQ(unit.logged(6, kEmptyDump).size() +
                   unit.loggedLike("Restoring navigation database completed").size(),
               6u);

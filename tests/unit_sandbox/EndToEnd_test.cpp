@@ -436,10 +436,10 @@ TEST_P(Recordings, ArePlayedThroughWithEachFixDelivered) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Real, Recordings,
-                         testing::Values(Capture{"ublox-8.log", 71, 60},
-                                         Capture{"ublox-zed-f9p-nmea.log", 28, 20},
-                                         Capture{"ublox-glo.log", 298, 270},
-                                         Capture{"bundg_zeus_9.log", 147, 130}),
+                         testing::Values(Capture{"ublox-8.log", 71, 66},
+                                         Capture{"ublox-zed-f9p-nmea.log", 28, 24},
+                                         Capture{"ublox-glo.log", 298, 280},
+                                         Capture{"bundg_zeus_9.log", 147, 140}),
                          [](const auto& capture) {
                              std::string name = capture.param.name;
                              for (char& c : name)
