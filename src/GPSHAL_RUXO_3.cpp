@@ -38,36 +38,11 @@
 #include "Saturate.h"
 #include "Shell.h"
 
-// --- Constants ------------------------------------------------------------------------------------------
-
 namespace {
 
 constexpr char kLogSource[] = "src/GPSHAL_RUXO_3.cpp";
 
-constexpr char kPidFile[] = "/var/run/gpsd.pid";
-
-// KEEP: killing is checked once more than starting, at one check a second. Pinned by
-// GpsdControl.GivesUpOnAGpsdThatWillNotDieAfterTenSleeps and
-// GpsdControl.GivesUpOnAGpsdThatDoesNotComeUpAfterNineSleeps
-constexpr int kKillChecks = 10;
-constexpr int kStartChecks = 9;
-constexpr uint32_t kGpsdStartUpSeconds = 3; // between Initialize and the first connection
-constexpr uint32_t kMillisecondsPerSecond = 1000;
-
-constexpr useconds_t kReaderPauseUs = 50000;
-constexpr unsigned int kEmptyCyclesAllowed = 10;
-constexpr unsigned int kPauseAfterReloadSeconds = 5;
-
-constexpr time_t kFreshSeconds = 10;
-constexpr double kSatelliteLogSeconds = 1800.0;
-
-constexpr double kMicrodegreesPerDegree = 1000000.0;
-constexpr double kThousandths = 1000.0;
-
-constexpr unsigned int kPositionAccuracyCentimetres = 1000;
-
-constexpr GPSAntennaState kAntennaInOrder = GPSAntennaState(1);
-constexpr GPSAntennaState kAntennaNotAsked = GPSAntennaState(2);
+// --- UbxConfigHandler: constants ------------------------------------------------------------------------
 
 constexpr char kDevice[] = "/dev/ttymxc1";
 constexpr char kReceiverBaudRate[] = "9600"; // after a reset
@@ -103,10 +78,6 @@ constexpr std::array<unsigned char, 6> kMgaAckHeader = {0xB5, 0x62, 0x13, 0x60, 
 constexpr int kAckSearchStep = 5;
 
 // Shell commands.
-constexpr char kFindGpsd[] = "pidof gpsd";
-constexpr char kKillGpsd[] = "kill -9 $(pidof gpsd)";
-constexpr char kStartGpsd[] = "gpsd -n -P /var/run/gpsd.pid /dev/ttymxc1";
-
 constexpr char kKillAllGpsd[] = "killall -9 gpsd";
 constexpr char kResetLineLow[] = "echo 0 >  /sys/class/gpio/gpio93/value";
 constexpr char kResetLineHigh[] = "echo 1 >  /sys/class/gpio/gpio93/value";
@@ -119,20 +90,6 @@ constexpr char kWriteFrame[] = "echo -e \"";
 constexpr char kIntoDevice[] = "\" > ";
 
 // Log texts.
-constexpr char kCheckFailed[] = "GPSD checkgpsd: Failed to check if GPSD is running \"pidof gpsd\"!";
-constexpr char kKillFailed[] = "GPSD killgpsd: Failed to kill GPSD \"open\"!";
-constexpr char kStartFailed[] = "GPSD startgpsd: Failed to start GPSD \"open\"!";
-constexpr char kNoRuxoHal[] = "GPSHAL_RUXO_3 Initialize: RuxoHAL instance not found - bug fix needed!";
-constexpr char kStartDelayed[] = "GPSD Start: requires additional start delay.";
-constexpr char kThreadFailed[] = "GPSD Start: Failed creating data thread!";
-constexpr char kConnectFailed[] = "Failed to connect to GPSD server (errno=%d)";
-constexpr char kCloseSocket[] = "Close GPS socket";
-constexpr char kCyclesWithoutData[] = "%d cycles without any data reception have been detected";
-constexpr char kRestarting[] = "GPSD does not provide any data - restarting GPSD";
-constexpr char kSatelliteSummary[] =
-    "GPSD GetSatellites: visible satellites: %d, used satellites: %d, mode: %d, PDOP: %f";
-constexpr char kSatelliteList[] = "GPSD GetSatellites: %s";
-
 constexpr char kText[] = "%s";
 constexpr char kPortNotOpen[] = "UBXConfig: Serial port cannot be opened for reading";
 constexpr char kAcknowledged[] = "UBXConfig: Acknowledgment has been received for the command: \"%s\"";
@@ -151,7 +108,7 @@ constexpr char kTimeSent[] =
     "UBXConfig: Initial time assistance completed, %d MGA messages used, %d MGA messages not used, "
     "%d MGA messages received in total";
 
-// --- Commands to the receiver ---------------------------------------------------------------------------
+// --- UbxConfigHandler: commands to the receiver ---------------------------------------------------------
 
 constexpr char kPollDescription[] = "UBXConfig: Polling navigation database";
 constexpr char kPollFrame[] = R"(\xb5\x62\x13\x80\x00\x00\x93\xcc)";
@@ -198,65 +155,7 @@ constexpr Configuration kConfiguration[] = {
      0x13}, // CFG-ANT
 };
 
-// --- Helpers --------------------------------------------------------------------------------------------
-
-// KEEP: good reads don't reset it: it counts since the last restart. Pinned by
-// ReaderThread.CountsAcrossGoodReports
-unsigned int countEmptyCycle() { return ++GPSHAL_RUXO_3::noDataReadCounter; }
-
-void logEmptyCycles(unsigned int count) {
-    LOG(Logging::LevelError, kCyclesWithoutData, static_cast<int>(count));
-}
-
-/// A wait that brought nothing; enough of them end the thread.
-void endIfSilent(GpsdSession& session, ReaderBlock& block) {
-    const unsigned int count = countEmptyCycle();
-    if (count > kEmptyCyclesAllowed) {
-        LOG(Logging::LevelError, kCloseSocket);
-        session.close();
-        block.stopRequested = true;
-    }
-    logEmptyCycles(count);
-}
-
-void readOneReport(GpsdSession& session, ReaderBlock& block) {
-    const time_t cycleTime = time(nullptr); // taken before the wait: the age counts from here
-    if (!session.wait()) {
-        endIfSilent(session, block);
-        return;
-    }
-    // KEEP: counted, but only an empty wait tests the limit.
-    // Pinned by ReaderThread.EndsAtNoFailedReadButAtTheNextEmptyWait
-    if (!session.read())
-        logEmptyCycles(countEmptyCycle());
-    // KEEP: a failed read is copied all the same, with the mask that the record still holds, so old values
-    // stay fresh. Pinned by ReaderThread.RefreshesArrivalTimesAfterAFailedRead
-    sem_wait(&semaphore);
-    gpsreport::copy(session.record(), cycleTime, block);
-    sem_post(&semaphore);
-    usleep(kReaderPauseUs);
-}
-
-/// Mean signal-to-noise ratio of the satellites in use.
-unsigned int meanSnr(const ReaderBlock& reader, int32_t count, int32_t satellitesUsed) {
-    unsigned int sum = 0;
-    for (int32_t i = 0; i < count; ++i)
-        if (reader.used[i])
-            sum += saturate<uint32_t>(reader.ss[i]);
-    // KEEP: divided by gpsd's own count, not by the number of entries marked used.
-    // Pinned by GetSatellites.DividesByGpsdsOwnCountOfUsedSatellites
-    const auto divisor = static_cast<unsigned int>(satellitesUsed);
-    return divisor == 0 ? 0 : sum / divisor;
-}
-
-unsigned int horizontalErrorMetres(double epx, double epy) {
-    const float sumOfSquares = toSingle(epx * epx + epy * epy);
-    return saturate<uint32_t>(std::sqrt(static_cast<double>(sumOfSquares)));
-}
-
-unsigned int queryAntenna(GPSAntennaState& state) {
-    return ruxoHal == nullptr ? GPS_ERR_NOT_AVAILABLE : ruxoHal->GetGNSSAntennaState(state);
-}
+// --- UbxConfigHandler: helpers --------------------------------------------------------------------------
 
 void pulseResetLine() {
     runShell(kResetLineLow);
@@ -265,8 +164,6 @@ void pulseResetLine() {
 }
 
 } // namespace
-
-sem_t semaphore;
 
 // --- UbxConfigHandler -----------------------------------------------------------------------------------
 
@@ -690,6 +587,119 @@ void UbxConfigHandler::sendAssistance(const char* description, const std::string
     mgaNotUsedCount = 0;
     sendConfig(lastIndex(), false, false, true);
 }
+
+// --- Driver: constants ----------------------------------------------------------------------------------
+
+namespace {
+
+constexpr char kPidFile[] = "/var/run/gpsd.pid";
+
+// KEEP: killing is checked once more than starting, at one check a second. Pinned by
+// GpsdControl.GivesUpOnAGpsdThatWillNotDieAfterTenSleeps and
+// GpsdControl.GivesUpOnAGpsdThatDoesNotComeUpAfterNineSleeps
+constexpr int kKillChecks = 10;
+constexpr int kStartChecks = 9;
+constexpr uint32_t kGpsdStartUpSeconds = 3; // between Initialize and the first connection
+constexpr uint32_t kMillisecondsPerSecond = 1000;
+
+constexpr useconds_t kReaderPauseUs = 50000;
+constexpr unsigned int kEmptyCyclesAllowed = 10;
+constexpr unsigned int kPauseAfterReloadSeconds = 5;
+
+constexpr time_t kFreshSeconds = 10;
+constexpr double kSatelliteLogSeconds = 1800.0;
+
+constexpr double kMicrodegreesPerDegree = 1000000.0;
+constexpr double kThousandths = 1000.0;
+
+constexpr unsigned int kPositionAccuracyCentimetres = 1000;
+
+constexpr GPSAntennaState kAntennaInOrder = GPSAntennaState(1);
+constexpr GPSAntennaState kAntennaNotAsked = GPSAntennaState(2);
+
+// Shell commands.
+constexpr char kFindGpsd[] = "pidof gpsd";
+constexpr char kKillGpsd[] = "kill -9 $(pidof gpsd)";
+constexpr char kStartGpsd[] = "gpsd -n -P /var/run/gpsd.pid /dev/ttymxc1";
+
+// Log texts.
+constexpr char kCheckFailed[] = "GPSD checkgpsd: Failed to check if GPSD is running \"pidof gpsd\"!";
+constexpr char kKillFailed[] = "GPSD killgpsd: Failed to kill GPSD \"open\"!";
+constexpr char kStartFailed[] = "GPSD startgpsd: Failed to start GPSD \"open\"!";
+constexpr char kNoRuxoHal[] = "GPSHAL_RUXO_3 Initialize: RuxoHAL instance not found - bug fix needed!";
+constexpr char kStartDelayed[] = "GPSD Start: requires additional start delay.";
+constexpr char kThreadFailed[] = "GPSD Start: Failed creating data thread!";
+constexpr char kConnectFailed[] = "Failed to connect to GPSD server (errno=%d)";
+constexpr char kCloseSocket[] = "Close GPS socket";
+constexpr char kCyclesWithoutData[] = "%d cycles without any data reception have been detected";
+constexpr char kRestarting[] = "GPSD does not provide any data - restarting GPSD";
+constexpr char kSatelliteSummary[] =
+    "GPSD GetSatellites: visible satellites: %d, used satellites: %d, mode: %d, PDOP: %f";
+constexpr char kSatelliteList[] = "GPSD GetSatellites: %s";
+
+// --- Driver: helpers ------------------------------------------------------------------------------------
+
+// KEEP: good reads don't reset it: it counts since the last restart. Pinned by
+// ReaderThread.CountsAcrossGoodReports
+unsigned int countEmptyCycle() { return ++GPSHAL_RUXO_3::noDataReadCounter; }
+
+void logEmptyCycles(unsigned int count) {
+    LOG(Logging::LevelError, kCyclesWithoutData, static_cast<int>(count));
+}
+
+/// A wait that brought nothing; enough of them end the thread.
+void endIfSilent(GpsdSession& session, ReaderBlock& block) {
+    const unsigned int count = countEmptyCycle();
+    if (count > kEmptyCyclesAllowed) {
+        LOG(Logging::LevelError, kCloseSocket);
+        session.close();
+        block.stopRequested = true;
+    }
+    logEmptyCycles(count);
+}
+
+void readOneReport(GpsdSession& session, ReaderBlock& block) {
+    const time_t cycleTime = time(nullptr); // taken before the wait: the age counts from here
+    if (!session.wait()) {
+        endIfSilent(session, block);
+        return;
+    }
+    // KEEP: counted, but only an empty wait tests the limit.
+    // Pinned by ReaderThread.EndsAtNoFailedReadButAtTheNextEmptyWait
+    if (!session.read())
+        logEmptyCycles(countEmptyCycle());
+    // KEEP: a failed read is copied all the same, with the mask that the record still holds, so old values
+    // stay fresh. Pinned by ReaderThread.RefreshesArrivalTimesAfterAFailedRead
+    sem_wait(&semaphore);
+    gpsreport::copy(session.record(), cycleTime, block);
+    sem_post(&semaphore);
+    usleep(kReaderPauseUs);
+}
+
+/// Mean signal-to-noise ratio of the satellites in use.
+unsigned int meanSnr(const ReaderBlock& reader, int32_t count, int32_t satellitesUsed) {
+    unsigned int sum = 0;
+    for (int32_t i = 0; i < count; ++i)
+        if (reader.used[i])
+            sum += saturate<uint32_t>(reader.ss[i]);
+    // KEEP: divided by gpsd's own count, not by the number of entries marked used.
+    // Pinned by GetSatellites.DividesByGpsdsOwnCountOfUsedSatellites
+    const auto divisor = static_cast<unsigned int>(satellitesUsed);
+    return divisor == 0 ? 0 : sum / divisor;
+}
+
+unsigned int horizontalErrorMetres(double epx, double epy) {
+    const float sumOfSquares = toSingle(epx * epx + epy * epy);
+    return saturate<uint32_t>(std::sqrt(static_cast<double>(sumOfSquares)));
+}
+
+unsigned int queryAntenna(GPSAntennaState& state) {
+    return ruxoHal == nullptr ? GPS_ERR_NOT_AVAILABLE : ruxoHal->GetGNSSAntennaState(state);
+}
+
+} // namespace
+
+sem_t semaphore;
 
 // --- Driver life cycle ----------------------------------------------------------------------------------
 
