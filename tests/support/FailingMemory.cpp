@@ -1,7 +1,6 @@
 #include "FailingMemory.h"
 
 #include <cstdlib>
-#include <new>
 
 namespace {
 
@@ -10,14 +9,15 @@ struct Plan {
     std::size_t seen = 0;
     std::size_t first = 0;
     std::size_t count = 0;
+    std::size_t size = 0; // 0: any
     bool hasFailed = false;
 };
 
 thread_local Plan plan;
 
 /// Counts one allocation; true when it is to fail.
-bool fails() {
-    if (!plan.active)
+bool fails(std::size_t size) {
+    if (!plan.active || (plan.size != 0 && plan.size != size))
         return false;
     ++plan.seen;
     const bool failing = plan.seen >= plan.first && plan.seen - plan.first < plan.count;
@@ -27,7 +27,13 @@ bool fails() {
 
 } // namespace
 
-FailingMemory::FailingMemory(std::size_t first, std::size_t count) { plan = {true, 0, first, count, false}; }
+FailingMemory::FailingMemory(std::size_t first, std::size_t count) : FailingMemory(first, count, 0) {}
+
+FailingMemory::FailingMemory(std::size_t first, std::size_t count, std::size_t size) {
+    plan = {true, 0, first, count, size, false};
+}
+
+FailingMemory FailingMemory::ofSize(std::size_t size) { return {1, kForever, size}; }
 
 FailingMemory::~FailingMemory() { plan.active = false; }
 
@@ -36,9 +42,9 @@ bool FailingMemory::hasFailed() const { return plan.hasFailed; }
 // --- The allocation functions of the whole test program, the library's calls included --------------------
 
 void* operator new(std::size_t size) {
-    void* const memory = fails() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const memory = fails(size) ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr)
-        throw std::bad_alloc();
+        throw NoMemory(size);
     return memory;
 }
 

@@ -2,6 +2,13 @@
 #define FAILINGMEMORY_H
 
 #include <cstddef>
+#include <new>
+
+/// What is thrown then; with its size it can be told from one that somebody else has thrown.
+struct NoMemory : std::bad_alloc {
+    explicit NoMemory(std::size_t wanted) : size(wanted) {}
+    std::size_t size;
+};
 
 /// While one lives, allocations of its thread with `operator new` fail from the `first`-th
 /// on, counted from 1, for `count` of them (kForever: all that follow). Other threads get their memory.
@@ -12,13 +19,18 @@ public:
     static constexpr std::size_t kForever = static_cast<std::size_t>(-1);
 
     explicit FailingMemory(std::size_t first, std::size_t count = kForever);
+    /// Every allocation of exactly this size fails instead, which picks out one kind of object.
+    static FailingMemory ofSize(std::size_t size);
     ~FailingMemory();
     FailingMemory(const FailingMemory&) = delete;
     FailingMemory& operator=(const FailingMemory&) = delete;
 
-    /// Whether an allocation has failed meanwhile. Once a run of a loop over `first` says no, the operation has been
-    /// tried without each of its allocations.
+    /// Whether an allocation has failed meanwhile. Once a run of a loop over `first` says no, the operation
+    /// has been tried without each of its allocations.
     bool hasFailed() const;
+
+private:
+    FailingMemory(std::size_t first, std::size_t count, std::size_t size);
 };
 
 #endif

@@ -10,38 +10,11 @@
 #include <new>
 
 #include "AdapterFixture.h"
+#include "FailingMemory.h"
 #include "GPSHAL_RUXO_3.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-// --- Want of memory -------------------------------------------------------------------------------------
-
-namespace {
-
-/// Objects of this size can't be made while it is not 0.
-std::size_t unobtainableSize = 0;
-
-/// Unlike a plain `bad_alloc` it can be told from one that somebody else has thrown.
-struct NoMemoryFor : std::bad_alloc {
-    explicit NoMemoryFor(std::size_t wanted) : size(wanted) {}
-    std::size_t size;
-};
-
-} // namespace
-
-// Not inlined: g++ would take `free` for the wrong partner of `new`.
-#define KEPT_APART __attribute__((noinline))
-
-KEPT_APART void* operator new(std::size_t size) {
-    if (size == unobtainableSize)
-        throw NoMemoryFor(size);
-    if (void* const memory = std::malloc(size != 0 ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-KEPT_APART void operator delete(void* memory) noexcept { std::free(memory); }
-KEPT_APART void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -51,14 +24,12 @@ constexpr char kSource[] = "src/GPSAdapter.cpp";
 
 class AdapterConstruction : public UnitTest {
 protected:
-    ~AdapterConstruction() override { unobtainableSize = 0; }
-
     void expectFailure(std::size_t size) {
-        unobtainableSize = size;
         try {
+            const FailingMemory memory = FailingMemory::ofSize(size);
             const GPSAdapter adapter(nullptr);
             FAIL() << "nothing was thrown";
-        } catch (const NoMemoryFor& error) {
+        } catch (const NoMemory& error) {
             EXPECT_EQ(error.size, size);
         }
         EXPECT_EQ(unit.journal.count("log 2 src/GPSAdapter.cpp GPSAdapter failed to create worker class"),
