@@ -13,6 +13,7 @@
 #include <ctime>
 #include <exception>
 
+#include "AntennaValues.h"
 #include "GPSTimedWorker.h"
 #include "Log.h"
 #include "Saturate.h"
@@ -22,10 +23,6 @@
 namespace {
 
 constexpr char kLogSource[] = "src/GPSAdapter.cpp";
-
-constexpr GPSAntennaState kAntennaNotAsked = GPSAntennaState(0);
-constexpr GPSAntennaState kAntennaInOrder = GPSAntennaState(1);
-constexpr GPSAntennaState kAntennaUnknown = GPSAntennaState(2);
 
 constexpr uint32_t kDefaultPositionInterval = 1;
 constexpr uint32_t kDefaultStatusInterval = 2;
@@ -187,7 +184,7 @@ unsigned int GPSGeofence::CheckGeofence(const GPSData& data, GPSGeofenceState& s
 
 GPSAdapter::GPSAdapter(IGPSCallback* applicationCallback)
     : callback(applicationCallback), hal(nullptr), worker(nullptr), odometerWarmup(kWarmupSeconds),
-      previousAntennaState(kAntennaNotAsked), available(false), antennaState(kAntennaNotAsked),
+      previousAntennaState(kAntennaNotFilledIn), available(false), antennaState(kAntennaNotFilledIn),
       satelliteCount(0), snr(0), fixTick(0), odometer(0), geofenceStates{}, timeDeviationValid(false),
       timeDelta(0), horizontalError(0), timeError(0), maxGeofences(kGPSMaxGeofences),
       ntpServiceAvailable(false), antennaCallbackFlag(false), validFixCounter(0) {
@@ -273,7 +270,7 @@ void GPSAdapter::resetSettings() {
 
 void GPSAdapter::resetReadings() {
     available = false;
-    antennaState = kAntennaUnknown;
+    antennaState = kAntennaNotInOrder;
     satelliteCount = 0;
     snr = 0;
     fixTick = 0;
@@ -448,7 +445,7 @@ unsigned int GPSAdapter::UpdateErrorEstimates() {
 }
 
 unsigned int GPSAdapter::UpdateAntennaStatus() {
-    GPSAntennaState state = kAntennaNotAsked;
+    GPSAntennaState state = kAntennaNotFilledIn;
     const unsigned int rc = hal->GetAntennaStatus(state);
     lock();
     previousAntennaState = antennaState;
