@@ -39,6 +39,10 @@ FailingMemory::~FailingMemory() { plan.active = false; }
 
 bool FailingMemory::hasFailed() const { return plan.hasFailed; }
 
+GroundMemory::GroundMemory() : before_(plan.active) { plan.active = false; }
+
+GroundMemory::~GroundMemory() { plan.active = before_; }
+
 // --- The allocation functions of the whole test program, the library's calls included --------------------
 
 void* operator new(std::size_t size) {

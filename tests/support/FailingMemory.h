@@ -13,7 +13,7 @@ struct NoMemory : std::bad_alloc {
 /// While one lives, allocations of its thread with `operator new` fail from the `first`-th
 /// on, counted from 1, for `count` of them (kForever: all that follow). Other threads get their memory.
 ///
-/// Keep the stretch short: GoogleTest and the journal allocate too.
+/// Keep the stretch short: GoogleTest allocates too. The virtual unit gets its memory (`GroundMemory`).
 class FailingMemory {
 public:
     static constexpr std::size_t kForever = static_cast<std::size_t>(-1);
@@ -31,6 +31,19 @@ public:
 
 private:
     FailingMemory(std::size_t first, std::size_t count, std::size_t size);
+};
+
+/// While one lives, its thread gets its memory all the same, and it isn't counted: for what the tests' ground
+/// records while the library has none.
+class GroundMemory {
+public:
+    GroundMemory();
+    ~GroundMemory();
+    GroundMemory(const GroundMemory&) = delete;
+    GroundMemory& operator=(const GroundMemory&) = delete;
+
+private:
+    const bool before_;
 };
 
 #endif

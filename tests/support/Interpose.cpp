@@ -11,15 +11,28 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
+#include "FailingMemory.h"
 #include "VirtualUnit.h"
 
 namespace {
 
-VirtualUnit* unit() { return VirtualUnit::current(); }
+/// The unit, with memory for what it records: only the library runs out of it.
+class Ground {
+public:
+    VirtualUnit* operator->() const { return VirtualUnit::current(); }
+    bool operator==(std::nullptr_t) const { return VirtualUnit::current() == nullptr; }
+    bool operator!=(std::nullptr_t) const { return VirtualUnit::current() != nullptr; }
+
+private:
+    GroundMemory memory_;
+};
+
+Ground unit() { return {}; }
 
 /// The next definition after the program's own: libc's, or the sanitizer's.
 #define REAL(name) reinterpret_cast<decltype(&::name)>(dlsym(RTLD_NEXT, #name))

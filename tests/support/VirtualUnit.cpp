@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "FailingMemory.h"
 #include "PlatformHooks.h"
 
 namespace {
@@ -14,6 +15,7 @@ VirtualUnit* currentUnit = nullptr;
 uint32_t systemtick() { return currentUnit->clock.tick(); }
 
 uint32_t sleepMilliseconds(uint32_t milliseconds) {
+    const GroundMemory memory;
     currentUnit->journal.add("ruxosleep " + std::to_string(milliseconds));
     currentUnit->clock.advance(std::chrono::milliseconds(milliseconds));
     return 0;
@@ -25,6 +27,7 @@ bool utcSeconds(long& seconds) {
 }
 
 void logLine(int level, const char* source, int line, const char* text) {
+    const GroundMemory memory;
     currentUnit->log.add({level, source, line, text});
     currentUnit->journal.add("log " + std::to_string(level) + " " + source + " " + text);
 }
@@ -32,6 +35,7 @@ void logLine(int level, const char* source, int line, const char* text) {
 bool halPresent() { return currentUnit->hal.present; }
 
 unsigned int antennaState(GPSAntennaState& state) {
+    const GroundMemory memory;
     VirtualHal& hal = currentUnit->hal;
     {
         const GroundLock lock;
@@ -46,6 +50,7 @@ unsigned int antennaState(GPSAntennaState& state) {
 }
 
 bool removeFile(const char* path) {
+    const GroundMemory memory;
     currentUnit->journal.add(std::string("remove ") + path);
     return true;
 }

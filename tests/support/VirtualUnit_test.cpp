@@ -7,6 +7,8 @@
 
 #include <fstream>
 
+#include "FailingMemory.h"
+
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -29,6 +31,17 @@ TEST_F(VirtualUnitTest, IsFoundByTheLibraryInPlaceOfThePlatform) {
     for (const char* name : {"_Z15ruxo_systemtickv", "_ZN7RuxoHAL8InstanceEv", "_ZN7GPSData5ClearEv",
                              "_ZN4Util4File16RemoveSingleFileEPKc"})
         EXPECT_THAT(libraryOf(name), HasSubstr("tests/platform")) << name;
+}
+
+TEST_F(VirtualUnitTest, RecordsAlsoWhatTheLibraryDoesWithoutMemory) {
+    const char* const command = "a command that needs memory to be written down";
+    {
+        const FailingMemory none(1);
+        run(command);
+        ruxosleep_interruptible(1);
+        EXPECT_FALSE(none.hasFailed());
+    }
+    EXPECT_THAT(unit.journal.lines(), ElementsAre(std::string("system ") + command, "ruxosleep 1"));
 }
 
 TEST_F(VirtualUnitTest, LetsTimePassWithoutWaiting) {
