@@ -1,10 +1,24 @@
 #ifndef LOG_H
 #define LOG_H
 
+#include <new>
+
 #include "GPSPlatform.h"
 
-/// Writes a log line under the file's `kLogSource`, the literal path that log readers filter by, whatever
-/// folder the library was built in.
-#define LOG(level, ...) Logging::Message(level, kLogSource, __LINE__, __VA_ARGS__)
+/// Writes a log line: `level` is a `Logging::Level`, then printf's format and its arguments. The line goes
+/// out under the file's `kLogSource`, the literal path that log readers filter by, whatever folder the
+/// library was built in: every source that logs defines it. From any thread; may block as long as the
+/// platform's log does.
+///
+/// The platform makes a text of it, which needs memory. Without, the line is lost and nothing else happens: a
+/// caller goes on as if it had been written. Nothing but the want of memory is caught, as a thread that is
+/// cancelled in the platform's log unwinds through here.
+#define LOG(level, ...)                                                                                      \
+    do {                                                                                                     \
+        try {                                                                                                \
+            Logging::Message(level, kLogSource, __LINE__, __VA_ARGS__);                                      \
+        } catch (const std::bad_alloc&) {                                                                    \
+        }                                                                                                    \
+    } while (false)
 
 #endif

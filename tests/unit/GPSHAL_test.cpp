@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "DriverFixture.h"
+#include "FailingMemory.h"
 
 EXPOSE_MEMBER(HalName, GPSHAL, halName);
 
@@ -67,6 +68,15 @@ TEST_F(HalInterface, LogsThatAnInitialPositionIsNotSupportedOnEveryCall) {
         EXPECT_GT(line.line, 0);
         EXPECT_EQ(line.text, kNotSupported);
     }
+}
+
+TEST_F(HalInterface, LosesALogLineForWantOfMemoryAndGoesOn) {
+    {
+        const FailingMemory none(1);
+        EXPECT_EQ(hal.setInitialPosition(48137154, 11576124, 519000), 0u);
+        EXPECT_TRUE(none.hasFailed());
+    }
+    EXPECT_THAT(unit.log.texts(), ::testing::IsEmpty());
 }
 
 TEST_F(HalInterface, KeepsACopyOfItsName) {
