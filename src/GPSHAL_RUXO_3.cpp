@@ -34,6 +34,7 @@
 #include "HexText.h"
 #include "LibraryThread.h"
 #include "Log.h"
+#include "Pause.h"
 #include "SatelliteTexts.h"
 #include "Saturate.h"
 #include "Shell.h"
@@ -159,7 +160,7 @@ constexpr Configuration kConfiguration[] = {
 
 void pulseResetLine() {
     runShell(kResetLineLow);
-    usleep(kResetPulseUs);
+    pauseMicroseconds(kResetPulseUs);
     runShell(kResetLineHigh);
 }
 
@@ -204,7 +205,7 @@ void UbxConfigHandler::reloadConfig() {
     // the reset, in one try that never ends the process; the list stays, the database is not restored, and
     // each command is waited for by itself. Pinned by ReloadConfig.RunsItsStepsInThisOrder
     pulseResetLine();
-    usleep(kResetSettleUs);
+    pauseMicroseconds(kResetSettleUs);
     acknowledgedCount = 0;
     for (UbxCommands& record : commandList)
         record.acknowledged = false;
@@ -231,21 +232,21 @@ void UbxConfigHandler::setUpReceiverLine() {
         runShell(kKillAllGpsd);
         pulseResetLine();
         if (cycle > 0)
-            usleep(kResetSettleUs);
-        usleep(kResetSettleUs);
+            pauseMicroseconds(kResetSettleUs);
+        pauseMicroseconds(kResetSettleUs);
         if (setUpPort(kPortTriesAfterReset, 0))
             return;
     }
     exit(-1);
 }
 
-bool UbxConfigHandler::setUpPort(int tries, unsigned int pauseSeconds) {
+bool UbxConfigHandler::setUpPort(int tries, unsigned int pauseAfterFailure) {
     const std::string command = kSetUpPort + devicePath + " " + baudRate + kPortSettings;
     for (int i = 0; i < tries; ++i) {
         if (runShell(command))
             return true;
-        if (pauseSeconds > 0)
-            sleep(pauseSeconds);
+        if (pauseAfterFailure > 0)
+            pauseSeconds(pauseAfterFailure);
     }
     return false;
 }
@@ -332,7 +333,7 @@ void UbxConfigHandler::waitForAck(signed char index, bool dump) {
         if (wait != Wait::GoesOn || pass >= maxReads)
             break;
         clearReadBuffer();
-        usleep(readDelayUs);
+        pauseMicroseconds(readDelayUs);
     }
     // KEEP: what stays unacknowledged is neither reported nor sent again.
     // Pinned by StartUp.SendsNothingTwiceToASilentReceiver

@@ -98,7 +98,7 @@ private:
     void appendRecord(const std::string& description, const std::string& frame, unsigned char msgClass,
                       unsigned char msgId);
     signed char lastIndex() const;
-    bool setUpPort(int tries, unsigned int pauseSeconds);
+    bool setUpPort(int tries, unsigned int pauseAfterFailure);
     void setUpReceiverLine();
     void openPort();
     void closePort();

@@ -1,5 +1,7 @@
 // The handler's sequences: start-up, sending, reload, reset, shut-down. Commands, pauses, opens and closes.
 
+#include <signal.h>
+
 #include "HandlerTest.h"
 
 using ::testing::ElementsAre;
@@ -372,6 +374,32 @@ TEST_F(ReloadConfig, EndsWithMoreThan255Records) {
     // 0 to 127 by themselves, none for 128 to 254, all but the first for 255, then 0 to 43 once more
     EXPECT_EQ(unit.journal.count("system echo -e"), 128u + 299u + 44u);
     EXPECT_FALSE(unit.port.isOpen());
+}
+
+// --- Pauses ---------------------------------------------------------------------------------------------
+
+class HandlersPauses : public HandlerTest {
+protected:
+    /// How many of the pauses so far an application's timer could have cut short.
+    std::size_t disturbed = 0;
+    std::size_t pauses = 0;
+
+    void count() {
+        sigset_t mask;
+        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        ++pauses;
+        if (sigismember(&mask, SIGALRM) != 1)
+            ++disturbed;
+    }
+};
+
+TEST_F(HandlersPauses, AreNotCutShortByTheApplicationsTimers) {
+    unit.clock.afterEachSleep = [this](auto) { count(); };
+    unit.shell.systemGives("timeout -t 1 stty", 256, 3);
+    unit.port.receiver = silentReceiver;
+    handler->reloadConfig();
+    EXPECT_EQ(pauses, 2u + 2u + 5u * 275u); // around the reset, after a failed stty, between the reads
+    EXPECT_EQ(disturbed, 0u);
 }
 
 // --- Reset ----------------------------------------------------------------------------------------------
