@@ -15,11 +15,7 @@ namespace simulator {
 namespace {
 
 constexpr double kUsualGeoidSeparationM = 47;
-#ifdef SIMULATOR_HAS_UBX
 constexpr const char* kUsualEngine = "ubx";
-#else
-constexpr const char* kUsualEngine = "nmea";
-#endif
 
 // What is gathered before it can be put together.
 struct Draft {
@@ -120,10 +116,6 @@ void setBaud(Draft& draft, const std::string& text) {
 
 void setEngine(Draft& draft, const std::string& text) {
     draft.options.engineName = choose(text, kEngines);
-#ifndef SIMULATOR_HAS_UBX
-    if (draft.options.engineName == "ubx")
-        throw OptionError("this program was built without the engine 'ubx'");
-#endif
 }
 
 void setRate(Draft& draft, const std::string& text) {
@@ -144,7 +136,7 @@ const std::array<Row, 32> kRows{{
     {"--link", "PATH", [](Draft& d, const std::string& v) { d.options.link = v; },
      "symbolic link to the port, while the program runs"},
     {"--engine", "nmea|ubx", setEngine,
-     "what the receiver understands: nothing, or UBX (default where built)"},
+     "what the receiver understands: nothing, or UBX (default)"},
     {"--baud", "SPEED", setBaud, "speed after power-up (9600; 115200 for recordings with the nmea engine)"},
     {"--port-baud", "SPEED",
      [](Draft& d, const std::string& v) { d.options.portBaudRate = choose(v, kSpeeds); },

@@ -44,11 +44,7 @@ TimePoint now() { return std::chrono::steady_clock::now(); }
 UtcTime utcNow() { return std::chrono::time_point_cast<Duration>(std::chrono::system_clock::now()); }
 
 std::unique_ptr<ProtocolEngine> makeEngine(const Options& options) {
-#ifdef SIMULATOR_HAS_UBX
-    if (options.engineName == "ubx")
-        return makeUbxEngine(options.engine);
-#endif
-    return makeNmeaEngine(options.engine);
+    return options.engineName == "ubx" ? makeUbxEngine(options.engine) : makeNmeaEngine(options.engine);
 }
 
 // Throws std::system_error; an empty path leaves the stream closed.

@@ -51,8 +51,6 @@ GeoPosition interpolated(const GeoPosition& from, const GeoPosition& to, double 
 // --- Ellipsoid and sky ----------------------------------------------------------------------------------
 
 Vector3 earthFixed(const GeoPosition& position) {
-    constexpr double kSemiMajorM = 6378137;
-    constexpr double kEccentricity2 = 6.69437999014e-3;
     const double lat = radians(position.latitudeDeg);
     const double lon = radians(position.longitudeDeg);
     const double height = position.altitudeMslM + position.geoidSeparationM;
@@ -81,19 +79,13 @@ namespace {
 constexpr std::size_t kMaxUnknowns = 8; // east, north, up and the clocks of up to five systems
 using Matrix = std::array<std::array<double, kMaxUnknowns>, kMaxUnknowns>;
 
-// SBAS and QZSS keep the time of GPS and share its clock.
-Constellation clockOf(Constellation constellation) {
-    const bool gpsTime = constellation == Constellation::Sbas || constellation == Constellation::Qzss;
-    return gpsTime ? Constellation::Gps : constellation;
-}
-
 struct Unknowns {
     std::size_t spatial = 3;
     std::vector<Constellation> clocks;
 
     std::size_t count() const { return spatial + clocks.size(); }
     std::size_t clockColumn(Constellation constellation) const {
-        const auto found = std::find(clocks.begin(), clocks.end(), clockOf(constellation));
+        const auto found = std::find(clocks.begin(), clocks.end(), leadingSystem(constellation));
         return spatial + static_cast<std::size_t>(found - clocks.begin());
     }
 };
@@ -102,7 +94,7 @@ Unknowns unknownsOf(const std::vector<Satellite>& used, bool heightHeld) {
     Unknowns unknowns;
     unknowns.spatial = heightHeld ? 2 : 3;
     for (const Satellite& satellite : used) {
-        const Constellation clock = clockOf(satellite.constellation);
+        const Constellation clock = leadingSystem(satellite.constellation);
         if (std::find(unknowns.clocks.begin(), unknowns.clocks.end(), clock) == unknowns.clocks.end())
             unknowns.clocks.push_back(clock);
     }

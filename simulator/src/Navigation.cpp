@@ -18,8 +18,6 @@ constexpr double kRangeErrorM = 2.5;          // user range error, one sigma
 constexpr double kCorrectedRangeErrorM = 1.2; // the same with SBAS corrections
 constexpr int kMostUsedOfASystem = 12;        // what a GSA sentence holds
 
-double inSeconds(Duration duration) { return std::chrono::duration<double>(duration).count(); }
-
 // Satellites are found one after the other until the first fix, and again within seconds after a blocked sky.
 bool isFound(const Satellite& satellite, const Reception& reception, std::uint64_t seed) {
     const double turn = scatter(seed, satelliteKey(satellite.constellation, satellite.number), 20);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "simulator/Constants.h"
 #include "simulator/Nmea.h"
 
 namespace simulator {
@@ -12,10 +13,9 @@ namespace simulator {
 
 namespace {
 
-constexpr double kKnotsPerMps = 3600.0 / 1852;
-constexpr double kKmhPerMps = 3.6;
 constexpr double kSlowestCourseMps = 0.2; // below it the receiver leaves the course empty
-constexpr int kMostUsedShown = 12;        // GGA counts no further in any of these versions
+constexpr int32_t kMostUsedInGga = 12;    // it counts no further in any of these versions
+constexpr int32_t kMostUsedInGns = 99;
 constexpr std::size_t kGsaPlaces = 12;
 constexpr std::size_t kGsvPerSentence = 4;
 
@@ -32,11 +32,6 @@ constexpr std::array<System, 4> kSystems{{
     {Constellation::Galileo, "GA", 3, 7},
     {Constellation::BeiDou, "GB", 4, 1},
 }};
-
-Constellation systemOf(Constellation constellation) {
-    const bool augmentsGps = constellation == Constellation::Sbas || constellation == Constellation::Qzss;
-    return augmentsGps ? Constellation::Gps : constellation;
-}
 
 bool atLeast41(NmeaVersion version) { return version >= NmeaVersion::V41; }
 
@@ -147,9 +142,8 @@ void addCourse(NmeaSentence& sentence, const Epoch& epoch) {
         sentence.field(std::fmod(std::round(epoch.courseDeg * 100) / 100, 360.0), 2);
 }
 
-int usedSatellites(const Epoch& epoch) {
-    return static_cast<int>(std::count_if(epoch.satellites.begin(), epoch.satellites.end(),
-                                          [](const Satellite& satellite) { return satellite.used; }));
+int32_t usedUpTo(int32_t most, const Epoch& epoch) {
+    return std::min(static_cast<int32_t>(usedSatellites(epoch)), most);
 }
 
 // --- Sentences ------------------------------------------------------------------------------------------
@@ -194,7 +188,7 @@ SentenceGroup writeGga(const Context& context) {
     addTime(gga, epoch);
     addPosition(gga, context);
     gga.field(context.hasFix() ? epoch.quality : 0);
-    gga.padded(std::min(usedSatellites(epoch), kMostUsedShown), 2).field(epoch.dops.horizontal, 2);
+    gga.padded(usedUpTo(kMostUsedInGga, epoch), 2).field(epoch.dops.horizontal, 2);
     if (context.hasFix()) {
         gga.field(epoch.position.altitudeMslM, 1)
             .field("M")
@@ -225,7 +219,7 @@ std::vector<int> usedNumbers(const Context& context, const System& system) {
     for (const Satellite& satellite : context.epoch.satellites) {
         const auto number =
             sentenceNumber(satellite, context.output.nmeaVersion, context.output.extendedNumbering);
-        if (satellite.used && number && systemOf(satellite.constellation) == system.constellation)
+        if (satellite.used && number && leadingSystem(satellite.constellation) == system.constellation)
             numbers.push_back(*number);
     }
     numbers.resize(std::min(numbers.size(), kGsaPlaces));
@@ -276,7 +270,7 @@ std::vector<Numbered> inView(const Context& context, const System& system) {
     for (const Satellite& satellite : context.epoch.satellites) {
         const auto number =
             sentenceNumber(satellite, context.output.nmeaVersion, context.output.extendedNumbering);
-        if (number && systemOf(satellite.constellation) == system.constellation)
+        if (number && leadingSystem(satellite.constellation) == system.constellation)
             view.push_back({*number, satellite});
     }
     return view;
@@ -361,9 +355,7 @@ SentenceGroup writeGns(const Context& context) {
     const Epoch& epoch = context.epoch;
     addTime(gns, epoch);
     addPosition(gns, context);
-    gns.field(gnsModes(context))
-        .padded(std::min(usedSatellites(epoch), 99), 2)
-        .field(epoch.dops.horizontal, 2);
+    gns.field(gnsModes(context)).padded(usedUpTo(kMostUsedInGns, epoch), 2).field(epoch.dops.horizontal, 2);
     if (context.hasFix())
         gns.field(epoch.position.altitudeMslM, 1).field(epoch.position.geoidSeparationM, 1).empty(2);
     else
@@ -422,21 +414,21 @@ std::vector<SentenceGroup> writeSentences(const Epoch& epoch, const OutputConfig
 }
 
 std::vector<std::string> powerUpBanner(const OutputConfiguration& output) {
-    constexpr std::array<const char*, 11> kLines{"u-blox AG - www.u-blox.com",
-                                                 "HW UBX-M8030 00080000",
-                                                 "ROM CORE 3.01 (107888)",
-                                                 "FWVER=SPG 3.01",
-                                                 "PROTVER=18.00",
-                                                 "GPS;GLO;GAL;BDS",
-                                                 "SBAS;IMES;QZSS",
-                                                 "GNSS OTP=GPS;GLO",
-                                                 "ANTSUPERV=AC SD PDoS SR",
-                                                 "ANTSTATUS=OK",
-                                                 "PF=3FF"};
+    const std::array<std::string, 11> lines{"u-blox AG - www.u-blox.com",
+                                            std::string("HW UBX-M8030 ") + kHardwareVersion,
+                                            kSoftwareVersion,
+                                            kFirmwareVersion,
+                                            kProtocolVersion,
+                                            kMajorSystems,
+                                            kAugmentingSystems,
+                                            "GNSS OTP=GPS;GLO",
+                                            "ANTSUPERV=AC SD PDoS SR",
+                                            "ANTSTATUS=OK",
+                                            "PF=3FF"};
     std::vector<std::string> banner;
     if (!output.nmeaOut)
         return banner;
-    for (const char* line : kLines)
+    for (const std::string& line : lines)
         banner.push_back(
             NmeaSentence(mainTalker(output) + "TXT").field("01").field("01").field("02").field(line).text());
     return banner;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "simulator/Constants.h"
 #include "simulator/Nmea.h"
 
 namespace simulator {

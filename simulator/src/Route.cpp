@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <optional>
 
 #include "simulator/Geometry.h"
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
@@ -33,11 +34,10 @@ std::vector<std::string> split(std::string_view text, std::string_view separator
 }
 
 double number(const std::string& text, const std::string& what, double lowest, double highest) {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !(value >= lowest && value <= highest))
+    const std::optional<double> value = parseNumber(text, lowest, highest);
+    if (!value)
         throw RouteError("'" + text + "' is no " + what);
-    return value;
+    return *value;
 }
 
 void setCoordinates(GeoPosition& position, const std::vector<std::string>& words) {
@@ -179,9 +179,7 @@ void Route::planSpeeds() {
     }
 }
 
-Duration Route::duration() const {
-    return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(durationS_));
-}
+Duration Route::duration() const { return fromSeconds(durationS_); }
 
 // --- Position -------------------------------------------------------------------------------------------
 
@@ -203,7 +201,7 @@ MotionState Route::onLeg(const Leg& leg, double seconds) const {
 }
 
 MotionState Route::at(Duration sinceDeparture) const {
-    double seconds = std::max(0.0, std::chrono::duration<double>(sinceDeparture).count());
+    double seconds = std::max(0.0, inSeconds(sinceDeparture));
     MotionState standing;
     standing.position = end_;
     standing.arrived = !repeat_;

@@ -1,14 +1,11 @@
 #include "simulator/Simulator.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 
-#include "simulator/Nmea.h"
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
@@ -16,19 +13,6 @@ namespace {
 
 // A suspended process doesn't send the epochs that it slept through.
 constexpr Duration kLongestCatchUp = std::chrono::seconds(5);
-
-template <typename... Values>
-std::string formatted(const char* format, Values... values) {
-    std::array<char, 128> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), format, values...);
-    return buffer.data();
-}
-
-double inSeconds(Duration duration) { return std::chrono::duration<double>(duration).count(); }
-
-Duration fromSeconds(double seconds) {
-    return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
-}
 
 } // namespace
 
@@ -310,11 +294,10 @@ public:
 };
 
 double numberOf(const std::string& word, double lowest, double highest) {
-    char* end = nullptr;
-    const double value = std::strtod(word.c_str(), &end);
-    if (word.empty() || *end != '\0' || !(value >= lowest && value <= highest))
+    const std::optional<double> value = parseNumber(word, lowest, highest);
+    if (!value)
         throw CommandError(formatted("'%.40s' is no number from %g to %g", word.c_str(), lowest, highest));
-    return value;
+    return *value;
 }
 
 std::vector<std::string> wordsOf(const std::string& line) {

@@ -88,8 +88,6 @@ Vector3 positionOf(const Synchronous& satellite, double seconds) {
                    radians(satellite.longitudeDeg) - along, along);
 }
 
-double secondsOf(UtcTime utc) { return std::chrono::duration<double>(utc.time_since_epoch()).count(); }
-
 } // namespace
 
 // --- Signals --------------------------------------------------------------------------------------------
@@ -132,7 +130,7 @@ double Sky::carrierToNoise(const Satellite& satellite, double seconds) const {
 
 std::vector<Satellite> Sky::above(const GeoPosition& observer, UtcTime utc,
                                   const std::set<Constellation>& systems) const {
-    const double seconds = secondsOf(utc);
+    const double seconds = inSeconds(utc.time_since_epoch());
     std::vector<Satellite> satellites;
     const auto add = [&](Constellation constellation, int number, const Vector3& position) {
         const Direction direction = directionTo(observer, position);

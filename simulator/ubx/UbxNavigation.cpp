@@ -2,20 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <limits>
 
 #include "UbxIds.h"
 #include "UbxPayload.h"
+#include "simulator/Geometry.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-constexpr std::int64_t kNanoseconds = 1000000000;
-constexpr std::int64_t kWeekS = 7 * 24 * 3600;
-constexpr std::int64_t kGpsEpochS = 315964800; // 1980-01-06 in seconds since 1970
+constexpr int64_t kNanosecondsPerMs = 1'000'000;
 constexpr std::uint32_t kUnknownAccuracy = std::numeric_limits<std::uint32_t>::max();
 
 std::int32_t scaled(double value, double unitsPerOne) {
@@ -28,52 +25,41 @@ std::uint32_t magnitude(double value, double unitsPerOne) {
     return static_cast<std::uint32_t>(scaled(std::max(value, 0.0), unitsPerOne));
 }
 
-double radians(double degrees) { return degrees * kPi / 180; }
-
 bool hasFix(const Epoch& epoch) { return epoch.fix != FixType::None; }
 
 bool isCorrected(const Epoch& epoch) { return epoch.quality == 2; }
 
-std::uint32_t usedCount(const Epoch& epoch) {
-    return static_cast<std::uint32_t>(
-        std::count_if(epoch.satellites.begin(), epoch.satellites.end(),
-                      [](const Satellite& satellite) { return satellite.used; }));
-}
-
 // --- Time ------------------------------------------------------------------------------------------------
 
 struct GpsTime {
-    std::int64_t week;
+    std::int32_t week;
     std::uint32_t towMs; // rounded to the millisecond, as iTOW is
     std::int32_t restNs; // what the rounding left, may be negative
 };
 
 GpsTime gpsTime(const Epoch& epoch) {
     const std::int64_t utcNs = epoch.utc.time_since_epoch().count();
-    const std::int64_t gpsNs = utcNs - (kGpsEpochS - kGpsMinusUtcSeconds) * kNanoseconds;
-    const std::int64_t totalMs = (gpsNs + 500000) / 1000000;
-    const std::int64_t weekMs = kWeekS * 1000;
-    return {totalMs / weekMs, static_cast<std::uint32_t>(totalMs % weekMs),
-            static_cast<std::int32_t>(gpsNs - totalMs * 1000000)};
+    const std::int64_t gpsNs = utcNs - (kGpsEpochS - kGpsMinusUtcSeconds) * kNanosecondsPerSecond;
+    const std::int64_t totalMs = (gpsNs + kNanosecondsPerMs / 2) / kNanosecondsPerMs;
+    const std::int64_t weekMs = kSecondsPerWeek * 1000;
+    return {static_cast<std::int32_t>(totalMs / weekMs), static_cast<std::uint32_t>(totalMs % weekMs),
+            static_cast<std::int32_t>(gpsNs - totalMs * kNanosecondsPerMs)};
 }
 
 struct UtcFields {
-    std::tm calendar;    // of the nearest second, as the receiver rounds
-    std::int32_t restNs; // negative where the nearest second is the next one
+    CalendarTime calendar; // of the nearest second, as the receiver rounds
+    std::int32_t restNs;   // negative where the nearest second is the next one
 };
 
 UtcFields utcFields(const Epoch& epoch) {
-    const std::int64_t ns = epoch.utc.time_since_epoch().count();
-    const std::time_t second = (ns + kNanoseconds / 2) / kNanoseconds;
-    UtcFields fields{};
-    gmtime_r(&second, &fields.calendar);
-    fields.restNs = static_cast<std::int32_t>(ns - second * kNanoseconds);
-    return fields;
+    const UtcTime nearest =
+        std::chrono::floor<std::chrono::seconds>(epoch.utc + std::chrono::milliseconds(500));
+    return {calendarOf(nearest), static_cast<std::int32_t>((epoch.utc - nearest).count())};
 }
 
-void putCalendar(PayloadWriter& payload, const std::tm& calendar) {
-    payload.i2(calendar.tm_year + 1900).i1(calendar.tm_mon + 1).i1(calendar.tm_mday);
-    payload.i1(calendar.tm_hour).i1(calendar.tm_min).i1(calendar.tm_sec);
+void putCalendar(PayloadWriter& payload, const CalendarTime& calendar) {
+    payload.i2(calendar.year).i1(calendar.month).i1(calendar.day);
+    payload.i1(calendar.hour).i1(calendar.minute).i1(calendar.second);
 }
 
 std::uint32_t timeAccuracyNs(const Epoch& epoch) {
@@ -84,24 +70,8 @@ std::uint32_t whenKnown(const Epoch& epoch, std::uint32_t bits) { return epoch.t
 
 // --- Position and motion -----------------------------------------------------------------------------------
 
-struct Vector3 {
-    double x, y, z;
-};
-
 Vector3 earthFixedPosition(const Epoch& epoch) {
-    constexpr double kSemiMajorM = 6378137.0;
-    constexpr double kFlattening = 1 / 298.257223563;
-    constexpr double kEccentricity2 = kFlattening * (2 - kFlattening);
-    if (!hasFix(epoch)) {
-        return {0, 0, 0};
-    }
-    const double latitude = radians(epoch.position.latitudeDeg);
-    const double longitude = radians(epoch.position.longitudeDeg);
-    const double height = epoch.position.altitudeMslM + epoch.position.geoidSeparationM;
-    const double normal = kSemiMajorM / std::sqrt(1 - kEccentricity2 * std::pow(std::sin(latitude), 2));
-    return {(normal + height) * std::cos(latitude) * std::cos(longitude),
-            (normal + height) * std::cos(latitude) * std::sin(longitude),
-            (normal * (1 - kEccentricity2) + height) * std::sin(latitude)};
+    return hasFix(epoch) ? earthFixed(epoch.position) : Vector3{};
 }
 
 // North, east, down in metres per second.
@@ -193,13 +163,13 @@ Bytes buildSol(const NavContext& context) {
     const Epoch& epoch = context.epoch;
     const GpsTime time = gpsTime(epoch);
     PayloadWriter payload = startedWithTow(context);
-    payload.i4(time.restNs).i2(static_cast<std::int32_t>(time.week));
+    payload.i4(time.restNs).i2(time.week);
     payload.u1(static_cast<std::uint32_t>(epoch.fix)).u1(solutionFlags(epoch));
     putScaled(payload, earthFixedPosition(epoch), 100);
     payload.u4(positionAccuracyCm(epoch));
     putScaled(payload, earthFixedVelocity(epoch), 100);
     payload.u4(magnitude(epoch.speedAccuracyMps, 100));
-    payload.u2(magnitude(std::min(epoch.dops.position, 99.99), 100)).u1(0).u1(usedCount(epoch)).u4(0);
+    payload.u2(magnitude(std::min(epoch.dops.position, 99.99), 100)).u1(0).u1(usedSatellites(epoch)).u4(0);
     return payload.bytes();
 }
 
@@ -212,7 +182,7 @@ Bytes buildPvt(const NavContext& context) {
     payload.u1(whenKnown(epoch, 0x07)).u4(timeAccuracyNs(epoch)).i4(utc.restNs);
     payload.u1(static_cast<std::uint32_t>(epoch.fix));
     payload.u1((hasFix(epoch) ? 1U : 0U) | (isCorrected(epoch) ? 2U : 0U));
-    payload.u1(0).u1(usedCount(epoch));
+    payload.u1(0).u1(usedSatellites(epoch));
     putGeodetic(payload, epoch);
     putScaled(payload, ned, 1e3);
     payload.i4(scaled(std::hypot(ned.x, ned.y), 1e3)).i4(scaled(epoch.courseDeg, 1e5));
@@ -241,7 +211,7 @@ Bytes buildTimeGps(const NavContext& context) {
     const GpsTime time = gpsTime(context.epoch);
     return startedWithTow(context)
         .i4(time.restNs)
-        .i2(static_cast<std::int32_t>(time.week))
+        .i2(time.week)
         .i1(kGpsMinusUtcSeconds)
         .u1(whenKnown(context.epoch, 0x07))
         .u4(timeAccuracyNs(context.epoch))

@@ -1,41 +1,44 @@
-// What is true at one navigation epoch: the common data of the NMEA writer, the UBX engine and the state
-// file.
-//
-// Plain values without behaviour. Angles are degrees, lengths metres, speeds metres per second; times are
-// UTC.
-#pragma once
+#ifndef EPOCH_H
+#define EPOCH_H
 
-#include <chrono>
+#include <algorithm>
+#include <cstdint>
 #include <vector>
+
+#include "simulator/Time.h"
+
+/// What is true at one navigation epoch: the common data of the NMEA writer, the UBX engine and the state
+/// file.
+///
+/// Plain values. Angles are degrees, lengths metres, speeds metres per second; times are UTC.
 
 namespace simulator {
 
-// Only the types of the steady clock are used; the core never asks it for the time, callers pass `now`.
-using TimePoint = std::chrono::steady_clock::time_point;
-using Duration = std::chrono::nanoseconds;
-// Nanoseconds since 1970-01-01 UTC, without leap seconds.
-using UtcTime = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
-
-constexpr int kGpsMinusUtcSeconds = 18; // leap seconds since 2017-01-01
-
-// The numbers are the gnssId of the UBX protocol.
+/// The numbers are the gnssId of the UBX protocol.
 enum class Constellation { Gps = 0, Sbas = 1, Galileo = 2, BeiDou = 3, Imes = 4, Qzss = 5, Glonass = 6 };
 
-// One satellite above the horizon. `number` is its number within its own system: GPS 1..32, SBAS 120..158,
-// Galileo 1..36, QZSS 1..10, GLONASS 1..32 (slot).
+/// The system whose time and sentences the given one shares: SBAS and QZSS belong to GPS, all others to
+/// themselves.
+inline Constellation leadingSystem(Constellation constellation) {
+    const bool augmentsGps = constellation == Constellation::Sbas || constellation == Constellation::Qzss;
+    return augmentsGps ? Constellation::Gps : constellation;
+}
+
+/// One satellite above the horizon. `number` is its number within its own system: GPS 1 to 32, SBAS 120 to
+/// 158, Galileo 1 to 36, QZSS 1 to 10, GLONASS 1 to 32 (slot).
 struct Satellite {
     Constellation constellation = Constellation::Gps;
-    int number = 0;
+    int32_t number = 0;
     double elevationDeg = 0;
     double azimuthDeg = 0;
     double carrierToNoiseDbHz = 0; // 0: searched for, not tracked
     bool used = false;             // part of the navigation solution
 };
 
-// The numbers are the fixType of UBX-NAV-PVT.
+/// The numbers are the fixType of UBX-NAV-PVT.
 enum class FixType { None = 0, TwoD = 2, ThreeD = 3 };
 
-// Dilutions of precision. 99.99 each where there is no fix.
+/// Dilutions of precision. 99.99 each where there is no fix.
 struct Dops {
     double geometric = 99.99;
     double position = 99.99;
@@ -46,6 +49,7 @@ struct Dops {
     double easting = 99.99;
 };
 
+/// Latitude -90 to 90 (north positive), longitude -180 to 180 (east positive).
 struct GeoPosition {
     double latitudeDeg = 0;
     double longitudeDeg = 0;
@@ -57,11 +61,11 @@ struct Epoch {
     UtcTime utc{};
     bool timeKnown = false; // from the first satellite with a time message on, or from an aiding message
     FixType fix = FixType::None;
-    int quality = 0; // as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
+    int32_t quality = 0; // as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
     GeoPosition position;
     double speedMps = 0;
-    double courseDeg = 0;
-    double climbMps = 0; // upwards positive
+    double courseDeg = 0; // 0 to 360
+    double climbMps = 0;  // upwards positive
     double horizontalAccuracyM = 0;
     double verticalAccuracyM = 0;
     double speedAccuracyMps = 0;
@@ -71,4 +75,12 @@ struct Epoch {
     std::vector<Satellite> satellites;
 };
 
+/// How many satellites are part of the solution.
+inline uint32_t usedSatellites(const Epoch& epoch) {
+    return static_cast<uint32_t>(std::count_if(epoch.satellites.begin(), epoch.satellites.end(),
+                                               [](const Satellite& satellite) { return satellite.used; }));
+}
+
 } // namespace simulator
+
+#endif
