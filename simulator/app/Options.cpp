@@ -15,10 +15,13 @@ namespace simulator {
 namespace {
 
 constexpr double kUsualGeoidSeparationM = 47;
+constexpr Duration kUsualDeafTime = std::chrono::milliseconds(500);
 constexpr const char* kUsualEngine = "ubx";
 
 // What is gathered before it can be put together.
 struct Draft {
+    Draft() { options.settings.deafTime = kUsualDeafTime; }
+
     Options options;
     std::string start = "47.2852,8.5653,450";
     std::string routeText;
@@ -114,9 +117,7 @@ void setBaud(Draft& draft, const std::string& text) {
     draft.baudGiven = true;
 }
 
-void setEngine(Draft& draft, const std::string& text) {
-    draft.options.engineName = choose(text, kEngines);
-}
+void setEngine(Draft& draft, const std::string& text) { draft.options.engineName = choose(text, kEngines); }
 
 void setRate(Draft& draft, const std::string& text) {
     const double rate = number(text, 1, 10);
@@ -132,11 +133,10 @@ struct Row {
     const char* help;
 };
 
-const std::array<Row, 32> kRows{{
+const std::array<Row, 33> kRows{{
     {"--link", "PATH", [](Draft& d, const std::string& v) { d.options.link = v; },
      "symbolic link to the port, while the program runs"},
-    {"--engine", "nmea|ubx", setEngine,
-     "what the receiver understands: nothing, or UBX (default)"},
+    {"--engine", "nmea|ubx", setEngine, "what the receiver understands: nothing, or UBX (default)"},
     {"--baud", "SPEED", setBaud, "speed after power-up (9600; 115200 for recordings with the nmea engine)"},
     {"--port-baud", "SPEED",
      [](Draft& d, const std::string& v) { d.options.portBaudRate = choose(v, kSpeeds); },
@@ -186,6 +186,8 @@ const std::array<Row, 32> kRows{{
     {"--ttff-warm", "SECONDS",
      [](Draft& d, const std::string& v) { d.options.settings.fixTimes.warm = seconds(v); },
      "the same, with a navigation database (2)"},
+    {"--deaf", "SECONDS", [](Draft& d, const std::string& v) { d.options.settings.deafTime = seconds(v); },
+     "takes nothing in for so long after power-up and reset (0.5, assumed)"},
     {"--gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
     {"--nmea", "VERSION",
      [](Draft& d, const std::string& v) { d.options.engine.factory.nmeaVersion = choose(v, kVersions); },

@@ -14,6 +14,14 @@ namespace {
 // A suspended process doesn't send the epochs that it slept through.
 constexpr Duration kLongestCatchUp = std::chrono::seconds(5);
 
+// "2 bytes: b5 62".
+std::string listed(std::string_view bytes) {
+    std::string text = std::to_string(bytes.size()) + " bytes:";
+    for (const char c : bytes)
+        text += formatted(" %02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    return text;
+}
+
 } // namespace
 
 // --- Life cycle -----------------------------------------------------------------------------------------
@@ -29,6 +37,7 @@ Simulator::Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine>
 
 void Simulator::powerUp(ResetCause cause, TimePoint now) {
     line_.clear();
+    hearsFrom_ = now + settings_.deafTime;
     navigationStart_ = now;
     firstFix_.reset();
     apply(engine_->reset(cause, now), 0, now);
@@ -234,13 +243,13 @@ void Simulator::fromHost(std::string_view bytes, unsigned portBaud, TimePoint no
     if (inReset_)
         return;
     const std::string received = readAtSpeed(bytes, portBaud, engine_->baudRate());
-    const Reaction reaction = engine_->receive(received, now);
-    if (reaction.log.empty()) {
-        std::string text = "received " + std::to_string(received.size()) + " bytes:";
-        for (const char c : received)
-            text += formatted(" %02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
-        writeLog(text, portBaud, now);
+    if (now < hearsFrom_) {
+        writeLog("deaf after its start, lost " + listed(received), portBaud, now);
+        return;
     }
+    const Reaction reaction = engine_->receive(received, now);
+    if (reaction.log.empty())
+        writeLog("received " + listed(received), portBaud, now);
     apply(reaction, portBaud, now);
 }
 

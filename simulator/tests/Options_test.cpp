@@ -51,6 +51,12 @@ TEST(Options, ReceiverIsDescribed) {
     EXPECT_EQ(7U, options.settings.seed);
 }
 
+TEST(Options, ReceiverIsDeafForHalfASecondUnlessToldOtherwise) {
+    EXPECT_EQ(500ms, parseOptions({}).settings.deafTime);
+    EXPECT_EQ(0ms, parseOptions({"--deaf", "0"}).settings.deafTime);
+    EXPECT_EQ(1250ms, parseOptions({"--deaf=1.25"}).settings.deafTime);
+}
+
 TEST(Options, CommandsAreGatheredInOrder) {
     EXPECT_EQ((std::vector<std::string>{"nofix 3", "hz 5"}),
               parseOptions({"--command", "nofix 3", "--command", "hz 5"}).commands);

@@ -402,6 +402,29 @@ TEST_F(SimulatorTest, ResetLineSilencesAndRestartsTheReceiver) {
     EXPECT_EQ("0", stateOf("fix"));
 }
 
+TEST_F(SimulatorTest, DeafAfterPowerUpItTakesNothingIn) {
+    settings.deafTime = 500ms;
+    powerUp();
+    receiver->fromHost("lost", 9600, now + 499ms);
+    EXPECT_EQ("", engine->received);
+    ASSERT_FALSE(log.empty());
+    EXPECT_NE(std::string::npos, log.back().find(" deaf after its start, lost 4 bytes: 6c 6f 73 74"));
+    receiver->fromHost("heard", 9600, now + 500ms);
+    EXPECT_EQ("heard", engine->received);
+}
+
+TEST_F(SimulatorTest, DeafAgainAfterEachResetAndLossOfPower) {
+    settings.deafTime = 500ms;
+    powerUp();
+    for (const char* restart : {"reset", "powercycle"}) {
+        after(1s);
+        command(restart);
+        receiver->fromHost("lost", 9600, now + 499ms);
+        receiver->fromHost(restart, 9600, now + 500ms);
+    }
+    EXPECT_EQ("resetpowercycle", engine->received);
+}
+
 // --- Playback -------------------------------------------------------------------------------------------
 
 class PlaybackTest : public SimulatorTest {

@@ -34,6 +34,9 @@ struct SimulatorSettings {
     double playbackSpeed = 1;
     bool repeatRecording = false; // begins it again at its end
     bool hold = false;            // route or recording wait for the command "go"
+    /// After power-up and after each pulse of the reset line the receiver starts, and takes nothing in for so
+    /// long. An assumption: no measurement of a real receiver is behind it.
+    Duration deafTime{0};
 };
 
 class Simulator {
@@ -48,7 +51,8 @@ public:
     // The next time at which advance() has something to do.
     TimePoint nextEvent() const;
 
-    // The host wrote `bytes` while its port ran at `portBaud`.
+    // The host wrote `bytes` while its port ran at `portBaud`. They are lost while the receiver is held in
+    // reset or deaf after its start.
     void fromHost(std::string_view bytes, unsigned portBaud, TimePoint now);
     // The level of the reset line: while it is asserted nothing is sent or heard, its release starts the
     // receiver anew.
@@ -140,6 +144,7 @@ private:
 
     // --- Receiver
     Line line_;
+    TimePoint hearsFrom_{}; // deaf until then
     TimePoint navigationStart_{};
     std::optional<TimePoint> firstFix_; // since navigationStart_
     TimePoint skyBlockedAt_{};          // last time at which no satellite could be heard
