@@ -92,14 +92,6 @@ Vector3 positionOf(const Synchronous& satellite, double seconds) {
 
 // --- Signals --------------------------------------------------------------------------------------------
 
-double scatter(std::uint64_t seed, std::uint64_t a, std::uint64_t b) {
-    std::uint64_t z = seed * 0x9E3779B97F4A7C15U + a * 0xBF58476D1CE4E5B9U + b * 0x94D049BB133111EBU + 1;
-    z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9U;
-    z = (z ^ (z >> 27U)) * 0x94D049BB133111EBU;
-    z ^= z >> 31U;
-    return static_cast<double>(z >> 11U) / 9007199254740992.0;
-}
-
 namespace {
 
 constexpr double kObstacleDb = 15;

@@ -5,26 +5,27 @@
 #include <cmath>
 
 #include "UbxPayload.h"
+#include "simulator/Constants.h"
+#include "simulator/Random.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr std::uint8_t kLayoutVersion = 1;
+constexpr uint8_t kLayoutVersion = 1;
 constexpr std::size_t kHeaderSize = 12; // kind, system, satellite, version, good until, check sum
 constexpr std::size_t kSumOffset = 8;
-constexpr std::int64_t kHourS = 3600;
-constexpr std::int64_t kDayS = 24 * kHourS;
-constexpr std::int64_t kEphemerisIssueS = 2 * kHourS;
-constexpr std::int64_t kEphemerisLifeS = 4 * kHourS;
-constexpr std::int64_t kAlmanacLifeS = 180 * kDayS;
-constexpr std::int64_t kParameterLifeS = 30 * kDayS;
-constexpr std::int64_t kAlmanacPaceS = 30;
-constexpr std::int64_t kEndOfTimeS = 0xFFFFFFFF;
+constexpr int64_t kHourS = 3600;
+constexpr int64_t kEphemerisIssueS = 2 * kHourS;
+constexpr int64_t kEphemerisLifeS = 4 * kHourS;
+constexpr int64_t kAlmanacLifeS = 180 * kSecondsPerDay;
+constexpr int64_t kParameterLifeS = 30 * kSecondsPerDay;
+constexpr int64_t kAlmanacPaceS = 30;
+constexpr int64_t kEndOfTimeS = 0xFFFFFFFF;
 
 struct SystemRow {
     Constellation system;
-    std::uint8_t satellites;
+    uint8_t satellites;
     std::size_t ephemerisSize; // data behind the header, so whole frames are 20 bytes longer
     std::size_t almanacSize;
 };
@@ -37,17 +38,15 @@ constexpr std::array<SystemRow, 5> kSystems = {{
     {Constellation::Glonass, 24, 96, 44},
 }};
 
-const SystemRow* findSystem(std::uint8_t system) {
-    for (const SystemRow& row : kSystems) {
-        if (static_cast<std::uint8_t>(row.system) == system) {
+const SystemRow* findSystem(uint8_t system) {
+    for (const SystemRow& row : kSystems)
+        if (static_cast<uint8_t>(row.system) == system)
             return &row;
-        }
-    }
     return nullptr;
 }
 
 // Size of a record's data; 0 for what the receiver doesn't know.
-std::size_t dataSize(RecordKind kind, std::uint8_t system) {
+std::size_t dataSize(RecordKind kind, uint8_t system) {
     const SystemRow* row = findSystem(system);
     switch (kind) {
     case RecordKind::Position:
@@ -70,98 +69,87 @@ std::size_t dataSize(RecordKind kind, std::uint8_t system) {
     return 0;
 }
 
-std::uint32_t crc32(const Bytes& bytes) {
-    std::uint32_t crc = 0xFFFFFFFFU;
-    for (const std::uint8_t byte : bytes) {
+uint32_t crc32(const Bytes& bytes) {
+    uint32_t crc = 0xFFFFFFFFu;
+    for (const uint8_t byte : bytes) {
         crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc >> 1U) ^ ((crc & 1U) != 0 ? 0xEDB88320U : 0U);
-        }
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1u) ^ ((crc & 1u) != 0 ? 0xEDB88320u : 0u);
     }
     return ~crc;
 }
 
 // The check sum covers everything but itself.
-std::uint32_t recordSum(Bytes payload) {
-    std::fill_n(payload.begin() + kSumOffset, 4, std::uint8_t{0});
+uint32_t recordSum(Bytes payload) {
+    std::fill_n(payload.begin() + kSumOffset, 4, uint8_t{0});
     return crc32(payload);
 }
 
-std::int64_t secondsOf(UtcTime utc) {
+int64_t secondsOf(UtcTime utc) {
     return std::chrono::duration_cast<std::chrono::seconds>(utc.time_since_epoch()).count();
 }
 
-std::uint64_t nextRandom(std::uint64_t& state) {
-    state += 0x9E3779B97F4A7C15ULL;
-    std::uint64_t z = state;
-    z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9ULL;
-    z = (z ^ (z >> 27U)) * 0x94D049BB133111EBULL;
-    return z ^ (z >> 31U);
-}
-
 Bytes positionData(const Epoch& epoch) {
-    const auto e7 = [](double degrees) { return static_cast<std::int32_t>(std::lround(degrees * 1e7)); };
+    const auto e7 = [](double degrees) { return static_cast<int32_t>(std::lround(degrees * 1e7)); };
     const double heightM = epoch.position.altitudeMslM + epoch.position.geoidSeparationM;
     return PayloadWriter()
         .i4(e7(epoch.position.latitudeDeg))
         .i4(e7(epoch.position.longitudeDeg))
-        .i4(static_cast<std::int32_t>(std::lround(heightM * 100)))
-        .u4(static_cast<std::uint32_t>(std::lround(epoch.horizontalAccuracyM * 100)))
+        .i4(static_cast<int32_t>(std::lround(heightM * 100)))
+        .u4(static_cast<uint32_t>(std::lround(epoch.horizontalAccuracyM * 100)))
         .zeros(24)
         .bytes();
 }
 
 } // namespace
 
-NavigationDatabase::NavigationDatabase(std::uint64_t seed) : seed_(seed) {}
+NavigationDatabase::NavigationDatabase(uint64_t seed) : seed_(seed) {}
 
 void NavigationDatabase::learn(const Epoch& epoch) {
-    if (!epoch.timeKnown) {
+    if (!epoch.timeKnown)
         return;
-    }
-    if (epoch.fix != FixType::None) {
+    if (epoch.fix != FixType::None)
         learnFromSolution(epoch);
-    }
     learnAlmanacs(epoch);
 }
 
 void NavigationDatabase::learnFromSolution(const Epoch& epoch) {
-    const std::int64_t nowS = secondsOf(epoch.utc);
+    const int64_t nowS = secondsOf(epoch.utc);
     const Key position{RecordKind::Position, 0, 0};
     records_[position] = record(position, nowS + kParameterLifeS, positionData(epoch));
-    store({RecordKind::Time, 0, 0}, nowS + kParameterLifeS, static_cast<std::uint64_t>(nowS));
+    store({RecordKind::Time, 0, 0}, nowS + kParameterLifeS, static_cast<uint64_t>(nowS));
     for (const RecordKind kind :
          {RecordKind::Clock, RecordKind::UtcParameters, RecordKind::Ionosphere, RecordKind::Health}) {
-        const std::int64_t day = nowS / kDayS;
-        store({kind, 0, 0}, day * kDayS + kParameterLifeS, static_cast<std::uint64_t>(day));
+        const int64_t day = nowS / kSecondsPerDay;
+        store({kind, 0, 0}, day * kSecondsPerDay + kParameterLifeS, static_cast<uint64_t>(day));
     }
-    const std::int64_t issue = nowS / kEphemerisIssueS;
+    const int64_t issue = nowS / kEphemerisIssueS;
     for (const Satellite& satellite : epoch.satellites) {
-        const auto system = static_cast<std::uint8_t>(satellite.constellation);
+        const auto system = static_cast<uint8_t>(satellite.constellation);
         if (satellite.used && findSystem(system) != nullptr) {
-            store({RecordKind::Ephemeris, system, static_cast<std::uint8_t>(satellite.number)},
-                  issue * kEphemerisIssueS + kEphemerisLifeS, static_cast<std::uint64_t>(issue));
+            store({RecordKind::Ephemeris, system, static_cast<uint8_t>(satellite.number)},
+                  issue * kEphemerisIssueS + kEphemerisLifeS, static_cast<uint64_t>(issue));
         }
     }
 }
 
 // Each system broadcasts its almanacs one after the other.
 void NavigationDatabase::learnAlmanacs(const Epoch& epoch) {
-    const std::int64_t nowS = secondsOf(epoch.utc);
+    const int64_t nowS = secondsOf(epoch.utc);
     for (const SystemRow& row : kSystems) {
         const bool heard =
             std::any_of(epoch.satellites.begin(), epoch.satellites.end(), [&row](const Satellite& satellite) {
                 return satellite.constellation == row.system && satellite.carrierToNoiseDbHz > 0;
             });
-        std::int64_t& nextS = nextAlmanacS_.emplace(row.system, nowS + kAlmanacPaceS).first->second;
-        if (!heard || nowS < nextS) {
+        int64_t& nextS = nextAlmanacS_.emplace(row.system, nowS + kAlmanacPaceS).first->second;
+        if (!heard || nowS < nextS)
             continue;
-        }
         nextS = nowS + kAlmanacPaceS;
-        for (std::uint8_t number = 1; number <= row.satellites; ++number) {
-            const Key key{RecordKind::Almanac, static_cast<std::uint8_t>(row.system), number};
+        for (uint8_t number = 1; number <= row.satellites; ++number) {
+            const Key key{RecordKind::Almanac, static_cast<uint8_t>(row.system), number};
             if (records_.count(key) == 0) {
-                store(key, nowS / kDayS * kDayS + kAlmanacLifeS, static_cast<std::uint64_t>(nowS / kDayS));
+                store(key, nowS / kSecondsPerDay * kSecondsPerDay + kAlmanacLifeS,
+                      static_cast<uint64_t>(nowS / kSecondsPerDay));
                 break;
             }
         }
@@ -169,27 +157,23 @@ void NavigationDatabase::learnAlmanacs(const Epoch& epoch) {
 }
 
 StoreResult NavigationDatabase::restore(const Bytes& payload) {
-    if (payload.size() <= kHeaderSize) {
+    if (payload.size() <= kHeaderSize)
         return StoreResult::WrongSize;
-    }
     const PayloadReader fields(payload);
     const Key key{static_cast<RecordKind>(fields.u1(0)), fields.u1(1), fields.u1(2)};
     const std::size_t expected = dataSize(std::get<0>(key), fields.u1(1));
-    if (expected != 0 && payload.size() != kHeaderSize + expected) {
+    if (expected != 0 && payload.size() != kHeaderSize + expected)
         return StoreResult::WrongSize;
-    }
-    if (expected == 0 || fields.u1(3) != kLayoutVersion || fields.u4(kSumOffset) != recordSum(payload)) {
+    if (expected == 0 || fields.u1(3) != kLayoutVersion || fields.u4(kSumOffset) != recordSum(payload))
         return StoreResult::Damaged;
-    }
     records_[key] = payload;
     return StoreResult::Taken;
 }
 
 std::vector<Bytes> NavigationDatabase::dump() const {
     std::vector<Bytes> payloads;
-    for (const auto& [key, payload] : records_) {
+    for (const auto& [key, payload] : records_)
         payloads.push_back(payload);
-    }
     return payloads;
 }
 
@@ -199,20 +183,19 @@ void NavigationDatabase::clear() {
 }
 
 void NavigationDatabase::forget(const std::set<RecordKind>& kinds) {
-    for (auto it = records_.begin(); it != records_.end();) {
+    for (auto it = records_.begin(); it != records_.end();)
         it = kinds.count(std::get<0>(it->first)) != 0 ? records_.erase(it) : std::next(it);
-    }
 }
 
 void NavigationDatabase::fill(std::size_t count, std::optional<UtcTime> now) {
     constexpr std::size_t kNumbers = 255;
-    const std::int64_t goodUntilS = now ? secondsOf(*now) + kEphemerisLifeS : kEndOfTimeS;
+    const int64_t goodUntilS = now ? secondsOf(*now) + kEphemerisLifeS : kEndOfTimeS;
     clear();
     for (std::size_t i = 0; i < count; ++i) {
         const SystemRow& row = kSystems[(i / kNumbers) % kSystems.size()];
         const auto kind = i < kNumbers * kSystems.size() ? RecordKind::Ephemeris : RecordKind::Almanac;
-        const auto number = static_cast<std::uint8_t>(1 + i % kNumbers);
-        store({kind, static_cast<std::uint8_t>(row.system), number}, goodUntilS, i);
+        const auto number = static_cast<uint8_t>(1 + i % kNumbers);
+        store({kind, static_cast<uint8_t>(row.system), number}, goodUntilS, i);
     }
 }
 
@@ -221,7 +204,7 @@ std::size_t NavigationDatabase::usableEphemerides(std::optional<UtcTime> now,
     std::size_t count = 0;
     for (const auto& [key, payload] : records_) {
         const auto [kind, system, number] = key;
-        const std::int64_t goodUntilS = PayloadReader(payload).u4(4);
+        const int64_t goodUntilS = PayloadReader(payload).u4(4);
         const bool good = !now || goodUntilS > secondsOf(*now);
         const bool wanted = systems.count(static_cast<Constellation>(system)) != 0;
         count += kind == RecordKind::Ephemeris && good && wanted ? 1 : 0;
@@ -234,19 +217,19 @@ bool NavigationDatabase::holds(RecordKind kind) const {
     return found != records_.end() && std::get<0>(found->first) == kind;
 }
 
-void NavigationDatabase::store(const Key& key, std::int64_t goodUntilS, std::uint64_t issue) {
+void NavigationDatabase::store(const Key& key, int64_t goodUntilS, uint64_t issue) {
     const std::size_t size = dataSize(std::get<0>(key), std::get<1>(key));
     records_[key] = record(key, goodUntilS, filling(key, issue, size));
 }
 
-Bytes NavigationDatabase::record(const Key& key, std::int64_t goodUntilS, Bytes data) const {
+Bytes NavigationDatabase::record(const Key& key, int64_t goodUntilS, Bytes data) const {
     const auto [kind, system, number] = key;
     Bytes payload = PayloadWriter()
-                        .u1(static_cast<std::uint32_t>(kind))
+                        .u1(static_cast<uint32_t>(kind))
                         .u1(system)
                         .u1(number)
                         .u1(kLayoutVersion)
-                        .u4(static_cast<std::uint32_t>(goodUntilS))
+                        .u4(static_cast<uint32_t>(goodUntilS))
                         .u4(0)
                         .bytes();
     payload.insert(payload.end(), data.begin(), data.end());
@@ -255,14 +238,13 @@ Bytes NavigationDatabase::record(const Key& key, std::int64_t goodUntilS, Bytes 
     return payload;
 }
 
-Bytes NavigationDatabase::filling(const Key& key, std::uint64_t issue, std::size_t size) const {
+Bytes NavigationDatabase::filling(const Key& key, uint64_t issue, std::size_t size) const {
     const auto [kind, system, number] = key;
-    std::uint64_t state = seed_ ^ (issue << 24U) ^ (static_cast<std::uint64_t>(kind) << 16U) ^
-                          (static_cast<std::uint64_t>(system) << 8U) ^ number;
+    uint64_t state = seed_ ^ (issue << 24u) ^ (static_cast<uint64_t>(kind) << 16u) ^
+                     (static_cast<uint64_t>(system) << 8u) ^ number;
     Bytes data(size);
-    for (std::uint8_t& byte : data) {
-        byte = static_cast<std::uint8_t>(nextRandom(state) & 0xFFU);
-    }
+    for (uint8_t& byte : data)
+        byte = static_cast<uint8_t>(mixed(state += kSeedStep) & 0xFFu);
     return data;
 }
 

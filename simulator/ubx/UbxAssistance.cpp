@@ -1,27 +1,26 @@
 #include "UbxAssistance.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 #include "UbxIds.h"
 #include "UbxPayload.h"
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr std::uint8_t kPositionLlh = 0x01;
-constexpr std::uint8_t kTimeUtc = 0x10;
+constexpr uint8_t kPositionLlh = 0x01;
+constexpr uint8_t kTimeUtc = 0x10;
 
-UbxFrame acknowledgement(bool used, std::uint8_t infoCode, std::uint8_t id, const Bytes& payloadStart) {
+UbxFrame acknowledgement(bool used, uint8_t infoCode, uint8_t id, const Bytes& payloadStart) {
     Bytes payload = PayloadWriter().u1(used ? 1 : 0).u1(0).u1(infoCode).u1(id).bytes();
     payload.insert(payload.end(), payloadStart.begin(), payloadStart.end());
     return {ubx::kMga, ubx::kMgaAckData0, payload};
 }
 
 bool soundDate(const PayloadReader& fields) {
-    const auto within = [](unsigned value, unsigned least, unsigned most) {
+    const auto within = [](uint32_t value, uint32_t least, uint32_t most) {
         return least <= value && value <= most;
     };
     return within(fields.u2(4), 1980, 2099) && within(fields.u1(6), 1, 12) && within(fields.u1(7), 1, 31) &&
@@ -30,24 +29,22 @@ bool soundDate(const PayloadReader& fields) {
 
 } // namespace
 
-UbxAssistance::UbxAssistance(std::uint64_t seed) : database_(seed) {}
+UbxAssistance::UbxAssistance(uint64_t seed) : database_(seed) {}
 
 MgaOutcome UbxAssistance::handle(const UbxFrame& frame) {
     MgaOutcome outcome;
     if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
-        for (Bytes& payload : database_.dump()) {
+        for (Bytes& payload : database_.dump())
             outcome.database.push_back({ubx::kMga, ubx::kMgaDbd, std::move(payload)});
-        }
-        const auto count = static_cast<std::uint32_t>(outcome.database.size());
+        const auto count = static_cast<uint32_t>(outcome.database.size());
         outcome.acknowledgement = acknowledgement(true, 0, ubx::kMgaDbd, PayloadWriter().u4(count).bytes());
         return outcome;
     }
     Info info = Info::UnknownType;
-    if (frame.id == ubx::kMgaDbd) {
+    if (frame.id == ubx::kMgaDbd)
         info = takeRecord(frame.payload);
-    } else if (frame.id == ubx::kMgaIni) {
+    else if (frame.id == ubx::kMgaIni)
         info = takeInitial(frame.payload);
-    }
     outcome.acknowledgement = acknowledge(frame, info);
     return outcome;
 }
@@ -76,7 +73,7 @@ UbxFrame UbxAssistance::acknowledge(const UbxFrame& frame, Info info) {
     ++(used ? taken_ : refused_);
     Bytes start = frame.payload;
     start.resize(4, 0);
-    return acknowledgement(used, static_cast<std::uint8_t>(info), frame.id, start);
+    return acknowledgement(used, static_cast<uint8_t>(info), frame.id, start);
 }
 
 UbxAssistance::Info UbxAssistance::takeRecord(const Bytes& payload) {
@@ -93,46 +90,35 @@ UbxAssistance::Info UbxAssistance::takeRecord(const Bytes& payload) {
 
 UbxAssistance::Info UbxAssistance::takeInitial(const Bytes& payload) {
     const PayloadReader fields(payload);
-    if (payload.size() < 2 || (fields.u1(0) != kPositionLlh && fields.u1(0) != kTimeUtc)) {
+    if (payload.size() < 2 || (fields.u1(0) != kPositionLlh && fields.u1(0) != kTimeUtc))
         return Info::UnknownType;
-    }
-    if (fields.u1(1) != 0) {
+    if (fields.u1(1) != 0)
         return Info::BadVersion;
-    }
     return fields.u1(0) == kPositionLlh ? takePosition(payload) : takeTime(payload);
 }
 
 UbxAssistance::Info UbxAssistance::takePosition(const Bytes& payload) {
-    constexpr std::int32_t kRightAngleE7 = 900000000;
-    constexpr std::int32_t kHalfTurnE7 = 1800000000;
+    constexpr int32_t kRightAngleE7 = 900000000;
+    constexpr int32_t kHalfTurnE7 = 1800000000;
     const PayloadReader fields(payload);
-    if (payload.size() != 20) {
+    if (payload.size() != 20)
         return Info::BadSize;
-    }
-    const auto beyond = [](std::int32_t value, std::int32_t most) { return value > most || value < -most; };
-    if (beyond(fields.i4(4), kRightAngleE7) || beyond(fields.i4(8), kHalfTurnE7)) {
+    const auto beyond = [](int32_t value, int32_t most) { return value > most || value < -most; };
+    if (beyond(fields.i4(4), kRightAngleE7) || beyond(fields.i4(8), kHalfTurnE7))
         return Info::NotStored;
-    }
-    char text[96];
-    std::snprintf(text, sizeof text, "%.7f %.7f %.2f m accuracy %.2f m", fields.i4(4) * 1e-7,
-                  fields.i4(8) * 1e-7, fields.i4(12) * 0.01, fields.u4(16) * 0.01);
-    position_ = text;
+    position_ = formatted("%.7f %.7f %.2f m accuracy %.2f m", fields.i4(4) * 1e-7, fields.i4(8) * 1e-7,
+                          fields.i4(12) * 0.01, fields.u4(16) * 0.01);
     return Info::Accepted;
 }
 
 UbxAssistance::Info UbxAssistance::takeTime(const Bytes& payload) {
     const PayloadReader fields(payload);
-    if (payload.size() != 24) {
+    if (payload.size() != 24)
         return Info::BadSize;
-    }
-    if (!soundDate(fields)) {
+    if (!soundDate(fields))
         return Info::NotStored;
-    }
-    char text[96];
-    std::snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ accuracy %u s leap %d", fields.u2(4),
-                  fields.u1(6), fields.u1(7), fields.u1(8), fields.u1(9), fields.u1(10), fields.u2(16),
-                  fields.i1(3));
-    time_ = text;
+    time_ = formatted("%04u-%02u-%02uT%02u:%02u:%02uZ accuracy %u s leap %d", fields.u2(4), fields.u1(6),
+                      fields.u1(7), fields.u1(8), fields.u1(9), fields.u1(10), fields.u2(16), fields.i1(3));
     return Info::Accepted;
 }
 

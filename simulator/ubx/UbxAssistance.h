@@ -1,5 +1,5 @@
-// Class MGA: the navigation database, initial position and initial time, and how each is acknowledged.
-#pragma once
+#ifndef UBXASSISTANCE_H
+#define UBXASSISTANCE_H
 
 #include <cstdint>
 #include <optional>
@@ -9,39 +9,46 @@
 #include "NavigationDatabase.h"
 #include "UbxFrame.h"
 
+/// Class MGA: the navigation database, initial position and initial time, and how each is acknowledged.
+
 namespace simulator {
 
+/// What a frame of class MGA is answered with.
 struct MgaOutcome {
-    std::vector<UbxFrame> database; // answer to a poll
-    std::optional<UbxFrame> acknowledgement;
+    std::vector<UbxFrame> database;          ///< answer to a poll
+    std::optional<UbxFrame> acknowledgement; ///< MGA-ACK-DATA0; sent where acknowledged aiding is on
 };
 
 class UbxAssistance {
 public:
-    explicit UbxAssistance(std::uint64_t seed);
+    explicit UbxAssistance(uint64_t seed);
 
+    /// A frame of class MGA. An empty MGA-DBD polls the database, anything else is taken in or refused.
     MgaOutcome handle(const UbxFrame& frame);
-    // The reset line and a loss of power: nothing is known any more, the counters start anew.
+    /// The reset line and a loss of power: nothing is known any more, the counters start anew.
     void reset();
+    /// What UBX-CFG-RST clears: the initial position with the position record, and the initial time.
     void forgetPosition();
     void forgetTime();
 
     NavigationDatabase& database() { return database_; }
     const NavigationDatabase& database() const { return database_; }
+    /// From an initial position, or from a record of the database.
     bool positionKnown() const;
+    /// From an initial time alone.
     bool timeKnown() const { return !time_.empty(); }
 
-    // Messages since the last reset, by what the acknowledgement says or would have said.
-    unsigned taken() const { return taken_; }
-    unsigned refused() const { return refused_; }
-    // "52.5000000 13.4000000 34.00 m accuracy 10.00 m", empty before the first.
+    /// Messages since the last reset, by what the acknowledgement says or would have said.
+    uint32_t taken() const { return taken_; }
+    uint32_t refused() const { return refused_; }
+    /// "52.5000000 13.4000000 34.00 m accuracy 10.00 m", empty before the first.
     const std::string& position() const { return position_; }
-    // "2026-11-20T18:44:00Z accuracy 10 s leap 18", empty before the first.
+    /// "2026-11-20T18:44:00Z accuracy 10 s leap 18", empty before the first.
     const std::string& time() const { return time_; }
 
 private:
-    // infoCode of UBX-MGA-ACK-DATA0.
-    enum class Info : std::uint8_t {
+    /// infoCode of UBX-MGA-ACK-DATA0.
+    enum class Info : uint8_t {
         Accepted = 0,
         BadVersion = 2,
         BadSize = 3,
@@ -58,8 +65,10 @@ private:
     NavigationDatabase database_;
     std::string position_;
     std::string time_;
-    unsigned taken_ = 0;
-    unsigned refused_ = 0;
+    uint32_t taken_ = 0;
+    uint32_t refused_ = 0;
 };
 
 } // namespace simulator
+
+#endif

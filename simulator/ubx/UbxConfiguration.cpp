@@ -10,10 +10,10 @@ namespace simulator {
 
 namespace {
 
-constexpr std::uint8_t kThisPort = 1; // UART1
+constexpr uint8_t kThisPort = 1; // UART1
 
 // Messages that can be switched on: those that the simulated receiver really sends.
-bool isPeriodic(std::uint8_t messageClass, std::uint8_t id) {
+bool isPeriodic(uint8_t messageClass, uint8_t id) {
     return (messageClass == ubx::kNav || messageClass == ubx::kNmea) && ubx::isKnown(messageClass, id);
 }
 
@@ -26,14 +26,12 @@ bool isPoll(const CfgBlockRow& row, const Bytes& payload) {
 } // namespace
 
 UbxConfiguration::UbxConfiguration(const EngineOptions& factory) : factoryOptions_(factory) {
-    for (const CfgBlockRow& row : cfgBlockRows()) {
-        for (const std::uint8_t selector : row.selectors) {
+    for (const CfgBlockRow& row : cfgBlockRows())
+        for (const uint8_t selector : row.selectors)
             factory_.blocks[{row.id, selector}] = row.factory(selector, factory);
-        }
-    }
     for (std::size_t id = 0; id < kSentenceIds; ++id) {
-        const std::uint8_t rate = factory.factory.sentenceRate[id];
-        factory_.rates[{ubx::kNmea, static_cast<std::uint8_t>(id)}] = {rate, rate, rate, rate, rate, 0};
+        const uint8_t rate = factory.factory.sentenceRate[id];
+        factory_.rates[{ubx::kNmea, static_cast<uint8_t>(id)}] = {rate, rate, rate, rate, rate, 0};
     }
     resetToFactory();
 }
@@ -49,31 +47,26 @@ void UbxConfiguration::reloadSaved() {
 }
 
 CfgOutcome UbxConfiguration::handle(const UbxFrame& frame) {
-    if (frame.id == ubx::kCfgMsg) {
+    if (frame.id == ubx::kCfgMsg)
         return handleMessageRate(frame.payload);
-    }
-    if (frame.id == ubx::kCfgCfg) {
+    if (frame.id == ubx::kCfgCfg)
         return handleSaveAndLoad(frame.payload);
-    }
     return handleBlock(frame);
 }
 
 CfgOutcome UbxConfiguration::handleBlock(const UbxFrame& frame) {
     const CfgBlockRow* row = findCfgBlockRow(frame.id);
-    if (row == nullptr) {
+    if (row == nullptr)
         return {};
-    }
     const Bytes& payload = frame.payload;
-    const std::uint8_t selector = payload.empty()      ? row->polledByDefault
-                                  : hasSelectors(*row) ? payload.front()
-                                                       : std::uint8_t{0};
+    const uint8_t selector = payload.empty()      ? row->polledByDefault
+                             : hasSelectors(*row) ? payload.front()
+                                                  : uint8_t{0};
     const auto stored = current_.blocks.find({frame.id, selector});
-    if (stored == current_.blocks.end()) {
+    if (stored == current_.blocks.end())
         return {};
-    }
-    if (isPoll(*row, payload)) {
+    if (isPoll(*row, payload))
         return {true, {{ubx::kCfg, frame.id, stored->second}}};
-    }
     const std::optional<Bytes> merged = row->merge(stored->second, payload);
     if (merged) {
         stored->second = *merged;
@@ -85,28 +78,25 @@ CfgOutcome UbxConfiguration::handleBlock(const UbxFrame& frame) {
 // Two bytes poll the rates of a message, three set the one of this port, eight those of all six ports.
 CfgOutcome UbxConfiguration::handleMessageRate(const Bytes& payload) {
     const std::size_t size = payload.size();
-    if ((size != 2 && size != 3 && size != 2 + kPorts) || !isPeriodic(payload[0], payload[1])) {
+    if ((size != 2 && size != 3 && size != 2 + kPorts) || !isPeriodic(payload[0], payload[1]))
         return {};
-    }
     auto& rates = current_.rates[{payload[0], payload[1]}];
     if (size == 2) {
         Bytes answer = payload;
         answer.insert(answer.end(), rates.begin(), rates.end());
         return {true, {{ubx::kCfg, ubx::kCfgMsg, answer}}};
     }
-    if (size == 3) {
+    if (size == 3)
         rates[kThisPort] = payload[2];
-    } else {
+    else
         std::copy(payload.begin() + 2, payload.end(), rates.begin());
-    }
     derive();
     return {true, {}};
 }
 
 CfgOutcome UbxConfiguration::handleSaveAndLoad(const Bytes& payload) {
-    if (payload.size() != 12 && payload.size() != 13) {
+    if (payload.size() != 12 && payload.size() != 13)
         return {};
-    }
     const PayloadReader masks(payload);
     copySections(factory_, saved_, masks.u4(0));
     copySections(current_, saved_, masks.u4(4));
@@ -115,51 +105,46 @@ CfgOutcome UbxConfiguration::handleSaveAndLoad(const Bytes& payload) {
     return {true, {}};
 }
 
-void UbxConfiguration::copySections(const Memory& from, Memory& to, std::uint32_t sections) {
+void UbxConfiguration::copySections(const Memory& from, Memory& to, uint32_t sections) {
     for (const CfgBlockRow& row : cfgBlockRows()) {
-        if ((sections & row.section) == 0) {
+        if ((sections & row.section) == 0)
             continue;
-        }
-        for (const std::uint8_t selector : row.selectors) {
+        for (const uint8_t selector : row.selectors)
             to.blocks[{row.id, selector}] = from.blocks.at({row.id, selector});
-        }
     }
-    if ((sections & cfg_section::kMessages) != 0) {
+    if ((sections & cfg_section::kMessages) != 0)
         to.rates = from.rates;
-    }
 }
 
-unsigned UbxConfiguration::baudRate() const { return PayloadReader(block(ubx::kCfgPrt, kThisPort)).u4(8); }
+uint32_t UbxConfiguration::baudRate() const { return PayloadReader(block(ubx::kCfgPrt, kThisPort)).u4(8); }
 
 bool UbxConfiguration::acceptsUbx() const {
-    return (PayloadReader(block(ubx::kCfgPrt, kThisPort)).u2(12) & 1U) != 0;
+    return (PayloadReader(block(ubx::kCfgPrt, kThisPort)).u2(12) & 1u) != 0;
 }
 
 bool UbxConfiguration::acknowledgesAiding() const { return PayloadReader(block(ubx::kCfgNavx5)).u1(17) == 1; }
 
-unsigned UbxConfiguration::rateOf(std::uint8_t messageClass, std::uint8_t id) const {
+uint32_t UbxConfiguration::rateOf(uint8_t messageClass, uint8_t id) const {
     const auto found = current_.rates.find({messageClass, id});
     return found == current_.rates.end() ? 0 : found->second[kThisPort];
 }
 
-const Bytes& UbxConfiguration::block(std::uint8_t id, std::uint8_t selector) const {
+const Bytes& UbxConfiguration::block(uint8_t id, uint8_t selector) const {
     return current_.blocks.at({id, selector});
 }
 
 void UbxConfiguration::derive() {
     output_ = factoryOptions_.factory;
-    const unsigned protocols = PayloadReader(block(ubx::kCfgPrt, kThisPort)).u2(14);
-    output_.ubxOut = (protocols & 1U) != 0;
-    output_.nmeaOut = (protocols & 2U) != 0;
+    const uint32_t protocols = PayloadReader(block(ubx::kCfgPrt, kThisPort)).u2(14);
+    output_.ubxOut = (protocols & 1u) != 0;
+    output_.nmeaOut = (protocols & 2u) != 0;
     deriveNmea();
     deriveRates();
     const PayloadReader gnss(block(ubx::kCfgGnss));
     output_.enabled.clear();
-    for (std::size_t at = 4; at < block(ubx::kCfgGnss).size(); at += 8) {
-        if ((gnss.u4(at + 4) & 1U) != 0) {
+    for (std::size_t at = 4; at < block(ubx::kCfgGnss).size(); at += 8)
+        if ((gnss.u4(at + 4) & 1u) != 0)
             output_.enabled.insert(static_cast<Constellation>(gnss.u1(at)));
-        }
-    }
 }
 
 void UbxConfiguration::deriveNmea() {
@@ -173,10 +158,8 @@ void UbxConfiguration::deriveNmea() {
 void UbxConfiguration::deriveRates() {
     const PayloadReader rate(block(ubx::kCfgRate));
     output_.epochPeriod = std::chrono::milliseconds(rate.u2(0) * rate.u2(2));
-    for (std::size_t id = 0; id < kSentenceIds; ++id) {
-        output_.sentenceRate[id] =
-            static_cast<std::uint8_t>(rateOf(ubx::kNmea, static_cast<std::uint8_t>(id)));
-    }
+    for (std::size_t id = 0; id < kSentenceIds; ++id)
+        output_.sentenceRate[id] = static_cast<uint8_t>(rateOf(ubx::kNmea, static_cast<uint8_t>(id)));
 }
 
 } // namespace simulator

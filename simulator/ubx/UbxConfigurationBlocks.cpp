@@ -20,66 +20,62 @@ void copyField(const Bytes& from, Bytes& to, std::size_t offset, std::size_t siz
 
 // A field that is applied only where its bit stands in the message's mask.
 struct MaskedField {
-    std::uint32_t bit;
+    uint32_t bit;
     std::size_t offset;
     std::size_t size;
 };
 
 template <std::size_t count>
-Bytes applyMasked(const Bytes& stored, const Bytes& wanted, std::uint32_t mask,
+Bytes applyMasked(const Bytes& stored, const Bytes& wanted, uint32_t mask,
                   const std::array<MaskedField, count>& fields) {
     Bytes result = stored;
-    for (const MaskedField& field : fields) {
-        if ((mask & (1U << field.bit)) != 0) {
+    for (const MaskedField& field : fields)
+        if ((mask & (1u << field.bit)) != 0)
             copyField(wanted, result, field.offset, field.size);
-        }
-    }
     return result;
 }
 
 template <std::size_t length>
-Merged replaceWhole(const Bytes& /*stored*/, const Bytes& wanted) {
+Merged replaceWhole(const Bytes&, const Bytes& wanted) {
     return wanted.size() == length ? Merged(wanted) : std::nullopt;
 }
 
-// --- CFG-PRT ---------------------------------------------------------------------------------------------
+// --- CFG-PRT --------------------------------------------------------------------------------------------
 
-constexpr std::uint8_t kI2c = 0;
-constexpr std::uint8_t kUart1 = 1;
-constexpr std::uint8_t kUart2 = 2;
-constexpr std::uint32_t kMode8N1 = 0x000008C0;
-constexpr std::uint32_t kModeMask = 0x00003EC0; // stop bits, parity, character length
-constexpr std::uint32_t kInProtocols = 0x0007;  // UBX, NMEA, RTCM2; protocol 18 has no others
-constexpr std::uint32_t kOutProtocols = 0x0003; // UBX, NMEA
-const std::set<std::uint32_t> kSpeeds = {4800, 9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
+constexpr uint8_t kI2c = 0;
+constexpr uint8_t kUart1 = 1;
+constexpr uint8_t kUart2 = 2;
+constexpr uint32_t kMode8N1 = 0x000008C0;
+constexpr uint32_t kModeMask = 0x00003EC0; // stop bits, parity, character length
+constexpr uint32_t kInProtocols = 0x0007;  // UBX, NMEA, RTCM2; protocol 18 has no others
+constexpr uint32_t kOutProtocols = 0x0003; // UBX, NMEA
+const std::set<uint32_t> kSpeeds = {4800, 9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
 
-Bytes factoryPort(std::uint8_t port, const EngineOptions& options) {
+Bytes factoryPort(uint8_t port, const EngineOptions& options) {
     const bool isUart = port == kUart1 || port == kUart2;
-    const std::uint32_t out = port != kUart1
-                                  ? kOutProtocols
-                                  : (options.factory.ubxOut ? 1U : 0U) | (options.factory.nmeaOut ? 2U : 0U);
+    const uint32_t out = port != kUart1
+                             ? kOutProtocols
+                             : (options.factory.ubxOut ? 1u : 0u) | (options.factory.nmeaOut ? 2u : 0u);
     return PayloadWriter()
         .u1(port)
         .u1(0)
         .u2(0)
         .u4(isUart ? kMode8N1 : 0)
-        .u4(port == kUart1 ? options.baudRate : (isUart ? 9600U : 0U))
+        .u4(port == kUart1 ? options.baudRate : (isUart ? 9600u : 0u))
         .u2(kInProtocols)
         .u2(out)
         .zeros(4)
         .bytes();
 }
 
-Merged mergePort(const Bytes& /*stored*/, const Bytes& wanted) {
+Merged mergePort(const Bytes&, const Bytes& wanted) {
     const PayloadReader fields(wanted);
-    if (wanted.size() != 20) {
+    if (wanted.size() != 20)
         return std::nullopt;
-    }
     const bool isUart = fields.u1(0) == kUart1 || fields.u1(0) == kUart2;
     const bool sound = (fields.u4(4) & kModeMask) == kMode8N1 && kSpeeds.count(fields.u4(8)) != 0;
-    if (isUart && !sound) {
+    if (isUart && !sound)
         return std::nullopt;
-    }
     return PayloadWriter()
         .u1(fields.u1(0))
         .u1(0)
@@ -93,75 +89,70 @@ Merged mergePort(const Bytes& /*stored*/, const Bytes& wanted) {
         .bytes();
 }
 
-// --- CFG-INF, CFG-RATE, CFG-ANT, CFG-SBAS, CFG-RXM, CFG-TP5
-// -------------------------------------------------
+// --- CFG-INF, CFG-RATE, CFG-ANT, CFG-SBAS, CFG-RXM, CFG-TP5 ---------------------------------------------
 
-Bytes factoryInf(std::uint8_t protocol, const EngineOptions& /*options*/) {
-    const std::uint32_t levels = protocol == 1 ? 0x07 : 0x00; // NMEA: error, warning, notice
+Bytes factoryInf(uint8_t protocol, const EngineOptions&) {
+    const uint32_t levels = protocol == 1 ? 0x07 : 0x00; // NMEA: error, warning, notice
     PayloadWriter payload;
     payload.u1(protocol).zeros(3);
-    for (int port = 0; port < 6; ++port) {
+    for (int port = 0; port < 6; ++port)
         payload.u1(levels);
-    }
     return payload.bytes();
 }
 
-Bytes factoryRate(std::uint8_t /*selector*/, const EngineOptions& options) {
-    constexpr std::uint32_t kGpsTime = 1;
+Bytes factoryRate(uint8_t, const EngineOptions& options) {
+    constexpr uint32_t kGpsTime = 1;
     return PayloadWriter()
-        .u2(static_cast<std::uint32_t>(options.factory.epochPeriod.count()))
+        .u2(static_cast<uint32_t>(options.factory.epochPeriod.count()))
         .u2(1)
         .u2(kGpsTime)
         .bytes();
 }
 
-Merged mergeRate(const Bytes& /*stored*/, const Bytes& wanted) {
-    constexpr unsigned kShortestPeriodMs = 50;
-    constexpr unsigned kMostCycles = 127;
-    constexpr unsigned kLastTimeReference = 4;
+Merged mergeRate(const Bytes&, const Bytes& wanted) {
+    constexpr uint32_t kShortestPeriodMs = 50;
+    constexpr uint32_t kMostCycles = 127;
+    constexpr uint32_t kLastTimeReference = 4;
     const PayloadReader fields(wanted);
     const bool sound = wanted.size() == 6 && fields.u2(0) >= kShortestPeriodMs && fields.u2(2) >= 1 &&
                        fields.u2(2) <= kMostCycles && fields.u2(4) <= kLastTimeReference;
     return sound ? Merged(wanted) : std::nullopt;
 }
 
-Bytes factoryAntenna(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
+Bytes factoryAntenna(uint8_t, const EngineOptions&) {
     // Supply control, short and open detection, power-down on short, recovery; pins of the reference design.
     return PayloadWriter().u2(0x001F).u2(0x398B).bytes();
 }
 
 Merged mergeAntenna(const Bytes& stored, const Bytes& wanted) {
-    constexpr std::uint32_t kReconfigurePins = 0x8000;
-    if (wanted.size() != 4) {
+    constexpr uint32_t kReconfigurePins = 0x8000;
+    if (wanted.size() != 4)
         return std::nullopt;
-    }
     const PayloadReader fields(wanted);
-    const std::uint32_t pins = fields.u2(2);
+    const uint32_t pins = fields.u2(2);
     const bool takesPins = (pins & kReconfigurePins) != 0;
-    const std::uint32_t kept = takesPins ? pins & 0x7FFFU : PayloadReader(stored).u2(2);
+    const uint32_t kept = takesPins ? pins & 0x7FFFu : PayloadReader(stored).u2(2);
     return PayloadWriter().u2(fields.u2(0)).u2(kept).bytes();
 }
 
-Bytes factorySbas(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
+Bytes factorySbas(uint8_t, const EngineOptions&) {
     return PayloadWriter().u1(0x01).u1(0x03).u1(3).u1(0).u4(0x00000851).bytes();
 }
 
-Merged mergeSbas(const Bytes& /*stored*/, const Bytes& wanted) {
-    constexpr unsigned kMostChannels = 3;
+Merged mergeSbas(const Bytes&, const Bytes& wanted) {
+    constexpr uint32_t kMostChannels = 3;
     return wanted.size() == 8 && wanted[2] <= kMostChannels ? Merged(wanted) : std::nullopt;
 }
 
-Bytes factoryRxm(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
-    return PayloadWriter().u1(8).u1(0).bytes();
-}
+Bytes factoryRxm(uint8_t, const EngineOptions&) { return PayloadWriter().u1(8).u1(0).bytes(); }
 
-Merged mergeRxm(const Bytes& /*stored*/, const Bytes& wanted) {
+Merged mergeRxm(const Bytes&, const Bytes& wanted) {
     const std::set<int> modes = {0, 1, 4}; // continuous, power save, continuous
     return wanted.size() == 2 && modes.count(wanted[1]) != 0 ? Merged(wanted) : std::nullopt;
 }
 
-Bytes factoryTimePulse(std::uint8_t pulse, const EngineOptions& /*options*/) {
-    constexpr std::uint32_t kSecondUs = 1000000;
+Bytes factoryTimePulse(uint8_t pulse, const EngineOptions&) {
+    constexpr uint32_t kSecondUs = 1000000;
     return PayloadWriter()
         .u1(pulse)
         .u1(1)
@@ -177,18 +168,18 @@ Bytes factoryTimePulse(std::uint8_t pulse, const EngineOptions& /*options*/) {
         .bytes();
 }
 
-// --- CFG-NMEA ----------------------------------------------------------------------------------------------
+// --- CFG-NMEA -------------------------------------------------------------------------------------------
 
-Bytes factoryNmea(std::uint8_t /*selector*/, const EngineOptions& options) {
-    constexpr std::uint32_t kConsiderMode = 0x02;
+Bytes factoryNmea(uint8_t, const EngineOptions& options) {
+    constexpr uint32_t kConsiderMode = 0x02;
     return PayloadWriter()
         .u1(0)
-        .u1(static_cast<std::uint32_t>(options.factory.nmeaVersion))
+        .u1(static_cast<uint32_t>(options.factory.nmeaVersion))
         .u1(0)
         .u1(kConsiderMode)
         .u4(0)
         .u1(options.factory.extendedNumbering ? 1 : 0)
-        .u1(static_cast<std::uint32_t>(options.factory.mainTalker))
+        .u1(static_cast<uint32_t>(options.factory.mainTalker))
         .u1(options.factory.gsvUsesMainTalker ? 1 : 0)
         .u1(1)
         .zeros(8)
@@ -199,7 +190,7 @@ Bytes factoryNmea(std::uint8_t /*selector*/, const EngineOptions& options) {
 bool soundNmea(const Bytes& wanted) {
     const std::set<int> versions = {0x21, 0x23, 0x40, 0x41};
     const std::set<int> satelliteLimits = {0, 8, 12, 16};
-    constexpr unsigned kLastTalker = 5;
+    constexpr uint32_t kLastTalker = 5;
     const std::size_t size = wanted.size();
     const PayloadReader fields(wanted);
     const bool knownLayout =
@@ -209,27 +200,26 @@ bool soundNmea(const Bytes& wanted) {
 }
 
 Merged mergeNmea(const Bytes& stored, const Bytes& wanted) {
-    if (!soundNmea(wanted)) {
+    if (!soundNmea(wanted))
         return std::nullopt;
-    }
     Bytes result = stored;
     std::copy(wanted.begin(), wanted.end(), result.begin());
     result[11] = 1;
     return result;
 }
 
-// --- CFG-GNSS ----------------------------------------------------------------------------------------------
+// --- CFG-GNSS -------------------------------------------------------------------------------------------
 
-constexpr std::uint32_t kChannels = 32;
+constexpr uint32_t kChannels = 32;
 constexpr std::size_t kGnssHeader = 4;
 constexpr std::size_t kGnssBlock = 8;
-constexpr std::uint32_t kSystems = 7;
+constexpr uint32_t kSystems = 7;
 
 struct GnssFactory {
     Constellation system;
-    std::uint32_t reserved;
-    std::uint32_t most;
-    std::uint32_t flags;
+    uint32_t reserved;
+    uint32_t most;
+    uint32_t flags;
 };
 
 const std::array<GnssFactory, kSystems> kGnssFactory = {{
@@ -242,42 +232,39 @@ const std::array<GnssFactory, kSystems> kGnssFactory = {{
     {Constellation::Glonass, 8, 14, 0x01010000},
 }};
 
-Bytes factoryGnss(std::uint8_t /*selector*/, const EngineOptions& options) {
+Bytes factoryGnss(uint8_t, const EngineOptions& options) {
     PayloadWriter payload;
     payload.u1(0).u1(kChannels).u1(kChannels).u1(kSystems);
     for (const GnssFactory& row : kGnssFactory) {
-        const std::uint32_t enable = options.factory.enabled.count(row.system) != 0 ? 1 : 0;
-        payload.u1(static_cast<std::uint32_t>(row.system)).u1(row.reserved).u1(row.most).u1(0);
+        const uint32_t enable = options.factory.enabled.count(row.system) != 0 ? 1 : 0;
+        payload.u1(static_cast<uint32_t>(row.system)).u1(row.reserved).u1(row.most).u1(0);
         payload.u4(row.flags | enable);
     }
     return payload.bytes();
 }
 
-bool isMajor(unsigned gnssId) {
-    const std::set<unsigned> majors = {0, 2, 3, 6};
+bool isMajor(uint32_t gnssId) {
+    const std::set<uint32_t> majors = {0, 2, 3, 6};
     return majors.count(gnssId) != 0;
 }
 
 // The rules of the receiver's front end and channels, looked at when all wanted blocks are in place.
 bool soundGnss(const Bytes& block) {
-    constexpr unsigned kLeastChannelsOfMajor = 4;
-    constexpr unsigned kBeiDou = 3;
-    constexpr unsigned kGlonass = 6;
+    constexpr uint32_t kLeastChannelsOfMajor = 4;
+    constexpr uint32_t kBeiDou = 3;
+    constexpr uint32_t kGlonass = 6;
     const PayloadReader fields(block);
-    std::set<unsigned> majors;
-    unsigned reserved = 0;
+    std::set<uint32_t> majors;
+    uint32_t reserved = 0;
     for (std::size_t at = kGnssHeader; at < block.size(); at += kGnssBlock) {
-        if ((fields.u4(at + 4) & 1U) == 0) {
+        if ((fields.u4(at + 4) & 1u) == 0)
             continue;
-        }
-        const unsigned least = isMajor(fields.u1(at)) ? kLeastChannelsOfMajor : 0;
-        if (fields.u1(at + 1) < least || fields.u1(at + 1) > fields.u1(at + 2)) {
+        const uint32_t least = isMajor(fields.u1(at)) ? kLeastChannelsOfMajor : 0;
+        if (fields.u1(at + 1) < least || fields.u1(at + 1) > fields.u1(at + 2))
             return false;
-        }
         reserved += fields.u1(at + 1);
-        if (isMajor(fields.u1(at))) {
+        if (isMajor(fields.u1(at)))
             majors.insert(fields.u1(at));
-        }
     }
     // Two carrier bands at a time: BeiDou and GLONASS together leave none for GPS and Galileo.
     const bool threeBands = majors.count(kBeiDou) != 0 && majors.count(kGlonass) != 0 && majors.size() > 2;
@@ -287,15 +274,13 @@ bool soundGnss(const Bytes& block) {
 Merged mergeGnss(const Bytes& stored, const Bytes& wanted) {
     const PayloadReader fields(wanted);
     if (wanted.size() < kGnssHeader || fields.u1(0) != 0 || fields.u1(3) == 0 ||
-        wanted.size() != kGnssHeader + kGnssBlock * fields.u1(3)) {
+        wanted.size() != kGnssHeader + kGnssBlock * fields.u1(3))
         return std::nullopt;
-    }
     Bytes result = stored;
-    result[2] = static_cast<std::uint8_t>(std::min<std::uint32_t>(fields.u1(2), kChannels));
+    result[2] = static_cast<uint8_t>(std::min<uint32_t>(fields.u1(2), kChannels));
     for (std::size_t at = kGnssHeader; at < wanted.size(); at += kGnssBlock) {
-        if (fields.u1(at) >= kSystems) {
+        if (fields.u1(at) >= kSystems)
             return std::nullopt;
-        }
         const std::size_t place = kGnssHeader + kGnssBlock * fields.u1(at);
         std::copy_n(wanted.begin() + static_cast<std::ptrdiff_t>(at), kGnssBlock,
                     result.begin() + static_cast<std::ptrdiff_t>(place));
@@ -303,12 +288,11 @@ Merged mergeGnss(const Bytes& stored, const Bytes& wanted) {
     return soundGnss(result) ? Merged(result) : std::nullopt;
 }
 
-// --- CFG-NAV5, CFG-NAVX5
-// ------------------------------------------------------------------------------------
+// --- CFG-NAV5, CFG-NAVX5 --------------------------------------------------------------------------------
 
-Bytes factoryNav5(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
-    constexpr std::uint32_t kPortable = 0;
-    constexpr std::uint32_t kAuto2D3D = 3;
+Bytes factoryNav5(uint8_t, const EngineOptions&) {
+    constexpr uint32_t kPortable = 0;
+    constexpr uint32_t kAuto2D3D = 3;
     return PayloadWriter()
         .u2(0xFFFF)
         .u1(kPortable)
@@ -343,15 +327,14 @@ Merged mergeNav5(const Bytes& stored, const Bytes& wanted) {
                                                              {2, 4, 8},
                                                              {10, 30, 1}}};
     const std::set<int> dynamicModels = {0, 2, 3, 4, 5, 6, 7, 8, 9};
-    if (wanted.size() != 36) {
+    if (wanted.size() != 36)
         return std::nullopt;
-    }
     const Bytes result = applyMasked(stored, wanted, PayloadReader(wanted).u2(0), kFields);
     const bool sound = dynamicModels.count(result[2]) != 0 && result[3] >= 1 && result[3] <= 3;
     return sound ? Merged(result) : std::nullopt;
 }
 
-Bytes factoryNavx5(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
+Bytes factoryNavx5(uint8_t, const EngineOptions&) {
     return PayloadWriter()
         .u2(2)
         .u2(0)
@@ -382,21 +365,19 @@ Merged mergeNavx5(const Bytes& stored, const Bytes& wanted) {
         {{2, 10, 2}, {3, 12, 1}, {6, 14, 1}, {9, 18, 2}, {10, 17, 1}, {13, 26, 1}, {14, 27, 1}, {14, 30, 2}}};
     const std::set<int> layouts = {0, 2};
     const PayloadReader fields(wanted);
-    if (wanted.size() != 40 || layouts.count(fields.u2(0)) == 0 || fields.u1(17) > 1) {
+    if (wanted.size() != 40 || layouts.count(fields.u2(0)) == 0 || fields.u1(17) > 1)
         return std::nullopt;
-    }
     return applyMasked(stored, wanted, fields.u2(2), kFields);
 }
 
-// --- Blocks that are only kept
-// -------------------------------------------------------------------------------
+// --- Blocks that are only kept --------------------------------------------------------------------------
 
 template <std::size_t length>
-Bytes factoryZeros(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
+Bytes factoryZeros(uint8_t, const EngineOptions&) {
     return Bytes(length, 0);
 }
 
-Bytes factoryItfm(std::uint8_t /*selector*/, const EngineOptions& /*options*/) {
+Bytes factoryItfm(uint8_t, const EngineOptions&) {
     return PayloadWriter().u4(0x2D62ACF3).u4(0x0000061E).bytes();
 }
 
@@ -423,12 +404,10 @@ const std::vector<CfgBlockRow>& cfgBlockRows() {
     return rows;
 }
 
-const CfgBlockRow* findCfgBlockRow(std::uint8_t id) {
-    for (const CfgBlockRow& row : cfgBlockRows()) {
-        if (row.id == id) {
+const CfgBlockRow* findCfgBlockRow(uint8_t id) {
+    for (const CfgBlockRow& row : cfgBlockRows())
+        if (row.id == id)
             return &row;
-        }
-    }
     return nullptr;
 }
 

@@ -1,30 +1,23 @@
 #include "UbxDescription.h"
 
 #include <array>
-#include <cstdio>
 #include <map>
 
 #include "UbxIds.h"
 #include "UbxPayload.h"
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
 namespace {
 
-template <typename... Values>
-std::string formatted(const char* format, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
-std::string systemName(unsigned gnssId) {
+std::string systemName(uint32_t gnssId) {
     static const std::array<const char*, 7> names = {"GPS",  "SBAS", "Galileo", "BeiDou",
                                                      "IMES", "QZSS", "GLONASS"};
     return gnssId < names.size() ? names[gnssId] : formatted("system %u", gnssId);
 }
 
-std::string portName(unsigned port) {
+std::string portName(uint32_t port) {
     static const std::array<const char*, 5> names = {"i2c", "uart1", "uart2", "usb", "spi"};
     return port < names.size() ? names[port] : formatted("port %u", port);
 }
@@ -59,7 +52,7 @@ std::string describeNmea(const PayloadReader& fields) {
 }
 
 std::string describeNavx5(const PayloadReader& fields) {
-    constexpr unsigned kAckAiding = 1U << 10U;
+    constexpr uint32_t kAckAiding = 1u << 10u;
     const bool concerned = (fields.u2(2) & kAckAiding) != 0;
     return formatted("mask 0x%04x", fields.u2(2)) +
            (concerned ? formatted(" ack aiding %u", fields.u1(17)) : "");
@@ -67,17 +60,15 @@ std::string describeNavx5(const PayloadReader& fields) {
 
 std::string describeGnss(const PayloadReader& fields) {
     std::set<Constellation> enabled;
-    for (std::size_t block = 0; block < fields.u1(3); ++block) {
-        if ((fields.u4(4 + 8 * block + 4) & 1U) != 0) {
+    for (std::size_t block = 0; block < fields.u1(3); ++block)
+        if ((fields.u4(4 + 8 * block + 4) & 1u) != 0)
             enabled.insert(static_cast<Constellation>(fields.u1(4 + 8 * block)));
-        }
-    }
     return systemNames(enabled);
 }
 
 std::string describeInitial(const PayloadReader& fields) {
-    constexpr unsigned kPosition = 0x01;
-    constexpr unsigned kTime = 0x10;
+    constexpr uint32_t kPosition = 0x01;
+    constexpr uint32_t kTime = 0x10;
     if (fields.u1(0) == kPosition) {
         return formatted("position %.7f %.7f %.2f m", fields.i4(4) * 1e-7, fields.i4(8) * 1e-7,
                          fields.i4(12) * 0.01);
@@ -92,11 +83,10 @@ std::string describeInitial(const PayloadReader& fields) {
 std::string describeRecord(const PayloadReader& fields) {
     static const std::array<const char*, 9> kinds = {"?",          "position", "time",      "clock",  "utc",
                                                      "ionosphere", "health",   "ephemeris", "almanac"};
-    constexpr unsigned kFirstOfSatellites = 7;
-    const unsigned kind = fields.u1(0);
-    if (kind >= kinds.size()) {
+    constexpr uint32_t kFirstOfSatellites = 7;
+    const uint32_t kind = fields.u1(0);
+    if (kind >= kinds.size())
         return "unknown record";
-    }
     return kinds[kind] + (kind < kFirstOfSatellites
                               ? std::string()
                               : " " + systemName(fields.u1(1)) + formatted(" %u", fields.u1(2)));
@@ -117,9 +107,8 @@ const std::map<std::pair<int, int>, Describer> kDescribers = {
 
 std::string describe(const UbxFrame& frame) {
     const std::string name = ubx::name(frame.messageClass, frame.id);
-    if (frame.payload.empty()) {
+    if (frame.payload.empty())
         return name + " poll";
-    }
     const auto describer = kDescribers.find({frame.messageClass, frame.id});
     const std::string detail = describer == kDescribers.end()
                                    ? formatted("%zu bytes", frame.payload.size())
@@ -129,12 +118,11 @@ std::string describe(const UbxFrame& frame) {
 
 std::string systemNames(const std::set<Constellation>& systems) {
     std::string names;
-    for (const Constellation system : systems) {
-        names += (names.empty() ? "" : "+") + systemName(static_cast<unsigned>(system));
-    }
+    for (const Constellation system : systems)
+        names += (names.empty() ? "" : "+") + systemName(static_cast<uint32_t>(system));
     return names.empty() ? "none" : names;
 }
 
-std::string nmeaVersionName(unsigned version) { return formatted("%u.%u", version >> 4U, version & 0x0FU); }
+std::string nmeaVersionName(uint32_t version) { return formatted("%u.%u", version >> 4u, version & 0x0Fu); }
 
 } // namespace simulator

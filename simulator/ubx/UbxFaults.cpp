@@ -1,6 +1,8 @@
 #include "UbxFaults.h"
 
-#include <charconv>
+#include <optional>
+
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
@@ -8,15 +10,15 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr unsigned kMostMs = 60000;
-constexpr unsigned kMostCount = 1000000;
-constexpr unsigned kMostPosition = 2048;
+constexpr uint32_t kMostMs = 60000;
+constexpr uint32_t kMostCount = 1000000;
+constexpr uint32_t kMostPosition = 2048;
+
+using Number = std::optional<uint32_t>;
 
 // Reads words[index], or takes `fallback` where it is left out.
-bool optionalNumber(const Words& words, std::size_t index, unsigned least, unsigned most, unsigned fallback,
-                    unsigned& value) {
-    value = fallback;
-    return words.size() <= index || parseNumber(words[index], least, most, value);
+Number numberAt(const Words& words, std::size_t index, uint32_t least, uint32_t most, Number fallback) {
+    return words.size() <= index ? fallback : parseWhole(words[index], least, most);
 }
 
 std::string wrongArguments(const Words& words, const char* form) { return words[0] + " takes " + form + "."; }
@@ -26,10 +28,12 @@ std::string applyNormal(UbxFaults& faults, const Words& words) {
     return words.size() == 1 ? "" : wrongArguments(words, "no arguments");
 }
 
-std::string applyCount(unsigned& target, const Words& words) {
-    const bool sound =
-        words.size() <= 2 && optionalNumber(words, 1, 0, kMostCount, UbxFaults::kForEver, target);
-    return sound ? "" : wrongArguments(words, "a count from 0 to 1000000, or nothing for all from now on");
+std::string applyCount(uint32_t& target, const Words& words) {
+    const Number count = numberAt(words, 1, 0, kMostCount, UbxFaults::kForEver);
+    if (words.size() > 2 || !count)
+        return wrongArguments(words, "a count from 0 to 1000000, or nothing for all from now on");
+    target = *count;
+    return "";
 }
 
 std::string applyRefuse(UbxFaults& faults, const Words& words) { return applyCount(faults.refusals, words); }
@@ -37,11 +41,10 @@ std::string applyRefuse(UbxFaults& faults, const Words& words) { return applyCou
 std::string applySilence(UbxFaults& faults, const Words& words) { return applyCount(faults.silences, words); }
 
 std::string applyLate(UbxFaults& faults, const Words& words) {
-    unsigned ms = 0;
-    if (words.size() != 2 || !parseNumber(words[1], 0, kMostMs, ms)) {
+    const Number ms = numberAt(words, 1, 0, kMostMs, std::nullopt);
+    if (words.size() != 2 || !ms)
         return wrongArguments(words, "milliseconds from 0 to 60000");
-    }
-    faults.lateness = std::chrono::milliseconds(ms);
+    faults.lateness = std::chrono::milliseconds(*ms);
     return "";
 }
 
@@ -57,31 +60,23 @@ std::string applyMixed(UbxFaults& faults, const Words& words) { return applyFlag
 std::string applyEarlyAck(UbxFaults& faults, const Words& words) { return applyFlag(faults.earlyAck, words); }
 
 std::string applySplit(UbxFaults& faults, const Words& words) {
-    constexpr unsigned kUsualGapMs = 100;
-    unsigned at = 0;
-    unsigned gapMs = 0;
-    const bool sound = (words.size() == 2 || words.size() == 3) &&
-                       parseNumber(words[1], 1, kMostPosition, at) &&
-                       optionalNumber(words, 2, 0, kMostMs, kUsualGapMs, gapMs);
-    if (!sound) {
+    constexpr uint32_t kUsualGapMs = 100;
+    const Number at = numberAt(words, 1, 1, kMostPosition, std::nullopt);
+    const Number gapMs = numberAt(words, 2, 0, kMostMs, kUsualGapMs);
+    if (words.size() > 3 || !at || !gapMs)
         return wrongArguments(words, "a number of bytes from 1 to 2048 and perhaps a gap in milliseconds");
-    }
-    faults.splitAt = at;
-    faults.splitGap = std::chrono::milliseconds(gapMs);
+    faults.splitAt = *at;
+    faults.splitGap = std::chrono::milliseconds(*gapMs);
     return "";
 }
 
 std::string applyByteError(std::size_t& position, std::size_t& every, const Words& words) {
-    unsigned at = 0;
-    unsigned nth = 0;
-    const bool sound = (words.size() == 2 || words.size() == 3) &&
-                       parseNumber(words[1], 1, kMostPosition, at) &&
-                       optionalNumber(words, 2, 1, kMostCount, 1, nth);
-    if (!sound) {
+    const Number at = numberAt(words, 1, 1, kMostPosition, std::nullopt);
+    const Number nth = numberAt(words, 2, 1, kMostCount, 1);
+    if (words.size() > 3 || !at || !nth)
         return wrongArguments(words, "a byte's number from 1 to 2048 and perhaps in which n-th answers");
-    }
-    position = at;
-    every = nth;
+    position = *at;
+    every = *nth;
     return "";
 }
 
@@ -93,7 +88,7 @@ std::string applyFlip(UbxFaults& faults, const Words& words) {
     return applyByteError(faults.flipAt, faults.faultEvery, words);
 }
 
-std::string countText(unsigned count) { return count == UbxFaults::kForEver ? "all" : std::to_string(count); }
+std::string countText(uint32_t count) { return count == UbxFaults::kForEver ? "all" : std::to_string(count); }
 
 std::string millisecondsText(Duration duration) {
     return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()) + " ms";
@@ -121,16 +116,6 @@ const std::vector<UbxFaultRow>& ubxFaultRows() {
     return rows;
 }
 
-bool parseNumber(const std::string& text, unsigned least, unsigned most, unsigned& value) {
-    unsigned number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
-        return false;
-    }
-    value = number;
-    return true;
-}
-
 std::string describeFaults(const UbxFaults& faults) {
     std::string text;
     const auto add = [&text](bool present, const std::string& fault) {
@@ -150,15 +135,12 @@ std::string describeFaults(const UbxFaults& faults) {
 }
 
 Bytes damaged(const UbxFaults& faults, Bytes answer, std::size_t count) {
-    if (count % faults.faultEvery != 0) {
+    if (count % faults.faultEvery != 0)
         return answer;
-    }
-    if (faults.flipAt != 0 && faults.flipAt <= answer.size()) {
+    if (faults.flipAt != 0 && faults.flipAt <= answer.size())
         answer[faults.flipAt - 1] ^= 0x10;
-    }
-    if (faults.dropAt != 0 && faults.dropAt <= answer.size()) {
+    if (faults.dropAt != 0 && faults.dropAt <= answer.size())
         answer.erase(answer.begin() + static_cast<std::ptrdiff_t>(faults.dropAt - 1));
-    }
     return answer;
 }
 

@@ -1,5 +1,5 @@
-// Faults on command: how the receiver's answers to the host go wrong.
-#pragma once
+#ifndef UBXFAULTS_H
+#define UBXFAULTS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,26 +9,28 @@
 #include "UbxFrame.h"
 #include "simulator/ProtocolEngine.h"
 
+/// Faults on command: how the receiver's answers to the host go wrong.
+
 namespace simulator {
 
-// What is wrong at the moment. A value-initialised record is a sound receiver.
+/// What is wrong at the moment. A value-initialised record is a sound receiver.
 struct UbxFaults {
-    static constexpr unsigned kForEver = ~0U;
+    static constexpr uint32_t kForEver = ~0u;
 
-    unsigned refusals = 0;   // CFG messages still to be answered with ACK-NAK and not applied
-    unsigned silences = 0;   // frames still to be left without any answer, though obeyed
-    Duration lateness{0};    // before each answer
-    bool oldSpeed = false;   // a change of speed is acknowledged at the speed before it
-    std::size_t splitAt = 0; // each answer pauses after so many bytes; 0: no
+    uint32_t refusals = 0;   ///< CFG messages still to be answered with ACK-NAK and not applied
+    uint32_t silences = 0;   ///< frames still to be left without any answer, though obeyed
+    Duration lateness{0};    ///< before each answer
+    bool oldSpeed = false;   ///< a change of speed is acknowledged at the speed before it
+    std::size_t splitAt = 0; ///< each answer pauses after so many bytes; 0: no
     Duration splitGap{0};
-    std::size_t dropAt = 0;     // each answer loses this byte, counted from 1; 0: no
-    std::size_t flipAt = 0;     // each answer has a bit of this byte turned over
-    std::size_t faultEvery = 1; // drop and flip only in each n-th answer
-    bool mixedBurst = false;    // sentences and acknowledgements between the frames of a database dump
-    bool earlyAck = false;      // the acknowledgement of a database dump comes ahead of its frames
+    std::size_t dropAt = 0;     ///< each answer loses this byte, counted from 1; 0: no
+    std::size_t flipAt = 0;     ///< each answer has a bit of this byte turned over
+    std::size_t faultEvery = 1; ///< drop and flip only in each n-th answer
+    bool mixedBurst = false;    ///< sentences and acknowledgements between the frames of a database dump
+    bool earlyAck = false;      ///< the acknowledgement of a database dump comes ahead of its frames
 };
 
-// One row per command; `words` holds name and arguments. `apply` returns a sentence where they are wrong.
+/// One row per command; `words` holds name and arguments. `apply` returns a sentence where they are wrong.
 struct UbxFaultRow {
     const char* name;
     const char* arguments;
@@ -38,13 +40,12 @@ struct UbxFaultRow {
 
 const std::vector<UbxFaultRow>& ubxFaultRows();
 
-// A whole number from `least` to `most`, as the commands take it; false where the text is no such number.
-bool parseNumber(const std::string& text, unsigned least, unsigned most, unsigned& value);
-
-// What is set, for the state file: "none", or "late 500 ms, mixed burst".
+/// What is set, for the state file: "none", or "late 500 ms, mixed burst".
 std::string describeFaults(const UbxFaults& faults);
 
-// Byte errors of one answer; `count` is its number since the fault began, from 1.
+/// The answer with its byte errors; `count` is its number since power-up or the last reset, from 1.
 Bytes damaged(const UbxFaults& faults, Bytes answer, std::size_t count);
 
 } // namespace simulator
+
+#endif

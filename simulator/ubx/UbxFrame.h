@@ -39,14 +39,14 @@ Bytes encodeUbx(const UbxFrame& frame);
 
 /// What a parser found.
 enum class UbxEventKind {
-    Frame,       // a whole frame with the right checksum
-    BadChecksum, // a whole frame whose checksum is wrong
-    BadLength,   // a header that announces more than the parser's longest payload
+    Frame,       ///< a whole frame with the right checksum
+    BadChecksum, ///< a whole frame whose checksum is wrong
+    BadLength,   ///< a header that announces more than the parser's longest payload
 };
 
 struct UbxEvent {
     UbxEventKind kind = UbxEventKind::Frame;
-    UbxFrame frame; // with BadLength only class and id
+    UbxFrame frame; ///< with BadLength only class and id
 };
 
 /// Finds frames in a stream. Bytes between frames (line feeds, NMEA, noise) are skipped and counted.

@@ -1,8 +1,9 @@
 #include "UbxIds.h"
 
-#include <cstdio>
 #include <map>
 #include <utility>
+
+#include "simulator/Numbers.h"
 
 namespace simulator::ubx {
 
@@ -66,16 +67,11 @@ const std::map<std::pair<int, int>, const char*> kNames = {
 
 } // namespace
 
-bool isKnown(std::uint8_t messageClass, std::uint8_t id) { return kNames.count({messageClass, id}) != 0; }
+bool isKnown(uint8_t messageClass, uint8_t id) { return kNames.count({messageClass, id}) != 0; }
 
-std::string name(std::uint8_t messageClass, std::uint8_t id) {
+std::string name(uint8_t messageClass, uint8_t id) {
     const auto found = kNames.find({messageClass, id});
-    if (found != kNames.end()) {
-        return found->second;
-    }
-    char text[32];
-    std::snprintf(text, sizeof text, "class 0x%02x id 0x%02x", messageClass, id);
-    return text;
+    return found != kNames.end() ? found->second : formatted("class 0x%02x id 0x%02x", messageClass, id);
 }
 
 } // namespace simulator::ubx

@@ -13,48 +13,48 @@ namespace simulator {
 namespace {
 
 constexpr int64_t kNanosecondsPerMs = 1'000'000;
-constexpr std::uint32_t kUnknownAccuracy = std::numeric_limits<std::uint32_t>::max();
+constexpr uint32_t kUnknownAccuracy = std::numeric_limits<uint32_t>::max();
 
-std::int32_t scaled(double value, double unitsPerOne) {
+int32_t scaled(double value, double unitsPerOne) {
     const double product = std::round(value * unitsPerOne);
-    constexpr double kMost = std::numeric_limits<std::int32_t>::max();
-    return static_cast<std::int32_t>(std::clamp(product, -kMost, kMost));
+    constexpr double kMost = std::numeric_limits<int32_t>::max();
+    return static_cast<int32_t>(std::clamp(product, -kMost, kMost));
 }
 
-std::uint32_t magnitude(double value, double unitsPerOne) {
-    return static_cast<std::uint32_t>(scaled(std::max(value, 0.0), unitsPerOne));
+uint32_t magnitude(double value, double unitsPerOne) {
+    return static_cast<uint32_t>(scaled(std::max(value, 0.0), unitsPerOne));
 }
 
 bool hasFix(const Epoch& epoch) { return epoch.fix != FixType::None; }
 
 bool isCorrected(const Epoch& epoch) { return epoch.quality == 2; }
 
-// --- Time ------------------------------------------------------------------------------------------------
+// --- Time -----------------------------------------------------------------------------------------------
 
 struct GpsTime {
-    std::int32_t week;
-    std::uint32_t towMs; // rounded to the millisecond, as iTOW is
-    std::int32_t restNs; // what the rounding left, may be negative
+    int32_t week;
+    uint32_t towMs; // rounded to the millisecond, as iTOW is
+    int32_t restNs; // what the rounding left, may be negative
 };
 
 GpsTime gpsTime(const Epoch& epoch) {
-    const std::int64_t utcNs = epoch.utc.time_since_epoch().count();
-    const std::int64_t gpsNs = utcNs - (kGpsEpochS - kGpsMinusUtcSeconds) * kNanosecondsPerSecond;
-    const std::int64_t totalMs = (gpsNs + kNanosecondsPerMs / 2) / kNanosecondsPerMs;
-    const std::int64_t weekMs = kSecondsPerWeek * 1000;
-    return {static_cast<std::int32_t>(totalMs / weekMs), static_cast<std::uint32_t>(totalMs % weekMs),
-            static_cast<std::int32_t>(gpsNs - totalMs * kNanosecondsPerMs)};
+    const int64_t utcNs = epoch.utc.time_since_epoch().count();
+    const int64_t gpsNs = utcNs - (kGpsEpochS - kGpsMinusUtcSeconds) * kNanosecondsPerSecond;
+    const int64_t totalMs = (gpsNs + kNanosecondsPerMs / 2) / kNanosecondsPerMs;
+    const int64_t weekMs = kSecondsPerWeek * 1000;
+    return {static_cast<int32_t>(totalMs / weekMs), static_cast<uint32_t>(totalMs % weekMs),
+            static_cast<int32_t>(gpsNs - totalMs * kNanosecondsPerMs)};
 }
 
 struct UtcFields {
     CalendarTime calendar; // of the nearest second, as the receiver rounds
-    std::int32_t restNs;   // negative where the nearest second is the next one
+    int32_t restNs;        // negative where the nearest second is the next one
 };
 
 UtcFields utcFields(const Epoch& epoch) {
     const UtcTime nearest =
         std::chrono::floor<std::chrono::seconds>(epoch.utc + std::chrono::milliseconds(500));
-    return {calendarOf(nearest), static_cast<std::int32_t>((epoch.utc - nearest).count())};
+    return {calendarOf(nearest), static_cast<int32_t>((epoch.utc - nearest).count())};
 }
 
 void putCalendar(PayloadWriter& payload, const CalendarTime& calendar) {
@@ -62,13 +62,13 @@ void putCalendar(PayloadWriter& payload, const CalendarTime& calendar) {
     payload.i1(calendar.hour).i1(calendar.minute).i1(calendar.second);
 }
 
-std::uint32_t timeAccuracyNs(const Epoch& epoch) {
+uint32_t timeAccuracyNs(const Epoch& epoch) {
     return epoch.timeKnown ? magnitude(epoch.timeAccuracyS, 1e9) : kUnknownAccuracy;
 }
 
-std::uint32_t whenKnown(const Epoch& epoch, std::uint32_t bits) { return epoch.timeKnown ? bits : 0; }
+uint32_t whenKnown(const Epoch& epoch, uint32_t bits) { return epoch.timeKnown ? bits : 0; }
 
-// --- Position and motion -----------------------------------------------------------------------------------
+// --- Position and motion --------------------------------------------------------------------------------
 
 Vector3 earthFixedPosition(const Epoch& epoch) {
     return hasFix(epoch) ? earthFixed(epoch.position) : Vector3{};
@@ -76,9 +76,8 @@ Vector3 earthFixedPosition(const Epoch& epoch) {
 
 // North, east, down in metres per second.
 Vector3 localVelocity(const Epoch& epoch) {
-    if (!hasFix(epoch)) {
+    if (!hasFix(epoch))
         return {0, 0, 0};
-    }
     const double course = radians(epoch.courseDeg);
     return {epoch.speedMps * std::cos(course), epoch.speedMps * std::sin(course), -epoch.climbMps};
 }
@@ -109,7 +108,7 @@ void putGeodetic(PayloadWriter& payload, const Epoch& epoch) {
     payload.u4(hasFix(epoch) ? magnitude(epoch.verticalAccuracyM, 1e3) : kUnknownAccuracy);
 }
 
-std::uint32_t positionAccuracyCm(const Epoch& epoch) {
+uint32_t positionAccuracyCm(const Epoch& epoch) {
     return hasFix(epoch) ? magnitude(std::hypot(epoch.horizontalAccuracyM, epoch.verticalAccuracyM), 100)
                          : kUnknownAccuracy;
 }
@@ -119,12 +118,11 @@ PayloadWriter startedWithTow(const NavContext& context) {
 }
 
 // Flags of SOL and STATUS: fix in order, corrected, week and time of week known.
-std::uint32_t solutionFlags(const Epoch& epoch) {
-    return (hasFix(epoch) ? 1U : 0U) | (isCorrected(epoch) ? 2U : 0U) | whenKnown(epoch, 0x0C);
+uint32_t solutionFlags(const Epoch& epoch) {
+    return (hasFix(epoch) ? 1u : 0u) | (isCorrected(epoch) ? 2u : 0u) | whenKnown(epoch, 0x0C);
 }
 
-// --- Messages
-// ------------------------------------------------------------------------------------------------
+// --- Messages -------------------------------------------------------------------------------------------
 
 Bytes buildPosEcef(const NavContext& context) {
     PayloadWriter payload = startedWithTow(context);
@@ -140,7 +138,7 @@ Bytes buildPosLlh(const NavContext& context) {
 
 Bytes buildStatus(const NavContext& context) {
     return startedWithTow(context)
-        .u1(static_cast<std::uint32_t>(context.epoch.fix))
+        .u1(static_cast<uint32_t>(context.epoch.fix))
         .u1(solutionFlags(context.epoch))
         .u1(isCorrected(context.epoch) ? 1 : 0)
         .u1(0)
@@ -153,9 +151,8 @@ Bytes buildDop(const NavContext& context) {
     const Dops& dops = context.epoch.dops;
     PayloadWriter payload = startedWithTow(context);
     for (const double dop : {dops.geometric, dops.position, dops.time, dops.vertical, dops.horizontal,
-                             dops.northing, dops.easting}) {
+                             dops.northing, dops.easting})
         payload.u2(magnitude(std::min(dop, 99.99), 100));
-    }
     return payload.bytes();
 }
 
@@ -164,7 +161,7 @@ Bytes buildSol(const NavContext& context) {
     const GpsTime time = gpsTime(epoch);
     PayloadWriter payload = startedWithTow(context);
     payload.i4(time.restNs).i2(time.week);
-    payload.u1(static_cast<std::uint32_t>(epoch.fix)).u1(solutionFlags(epoch));
+    payload.u1(static_cast<uint32_t>(epoch.fix)).u1(solutionFlags(epoch));
     putScaled(payload, earthFixedPosition(epoch), 100);
     payload.u4(positionAccuracyCm(epoch));
     putScaled(payload, earthFixedVelocity(epoch), 100);
@@ -180,8 +177,8 @@ Bytes buildPvt(const NavContext& context) {
     PayloadWriter payload = startedWithTow(context);
     putCalendar(payload, utc.calendar);
     payload.u1(whenKnown(epoch, 0x07)).u4(timeAccuracyNs(epoch)).i4(utc.restNs);
-    payload.u1(static_cast<std::uint32_t>(epoch.fix));
-    payload.u1((hasFix(epoch) ? 1U : 0U) | (isCorrected(epoch) ? 2U : 0U));
+    payload.u1(static_cast<uint32_t>(epoch.fix));
+    payload.u1((hasFix(epoch) ? 1u : 0u) | (isCorrected(epoch) ? 2u : 0u));
     payload.u1(0).u1(usedSatellites(epoch));
     putGeodetic(payload, epoch);
     putScaled(payload, ned, 1e3);
@@ -228,9 +225,9 @@ Bytes buildTimeUtc(const NavContext& context) {
 
 // A steady, well-behaved crystal.
 Bytes buildClock(const NavContext& context) {
-    constexpr std::int32_t kBiasNs = 125000;
-    constexpr std::int32_t kDriftNsPerS = 85;
-    constexpr std::uint32_t kFrequencyAccuracyPsPerS = 350;
+    constexpr int32_t kBiasNs = 125000;
+    constexpr int32_t kDriftNsPerS = 85;
+    constexpr uint32_t kFrequencyAccuracyPsPerS = 350;
     return startedWithTow(context)
         .i4(kBiasNs)
         .i4(kDriftNsPerS)
@@ -240,7 +237,7 @@ Bytes buildClock(const NavContext& context) {
 }
 
 Bytes buildTimeLs(const NavContext& context) {
-    constexpr std::uint32_t kFromGps = 2;
+    constexpr uint32_t kFromGps = 2;
     return startedWithTow(context)
         .u1(0)
         .zeros(3)
@@ -257,39 +254,32 @@ Bytes buildTimeLs(const NavContext& context) {
 }
 
 // The single number space of the older messages.
-std::uint32_t svid(const Satellite& satellite) {
-    const int number = satellite.number;
-    int result = number;
+int32_t svid(const Satellite& satellite) {
+    const int32_t number = satellite.number;
     switch (satellite.constellation) {
     case Constellation::Gps:
     case Constellation::Sbas:
-        break;
+        return number;
     case Constellation::Galileo:
-        result = number + 210;
-        break;
+        return number + 210;
     case Constellation::BeiDou:
-        result = number <= 5 ? number + 158 : number + 27;
-        break;
+        return number <= 5 ? number + 158 : number + 27;
     case Constellation::Imes:
-        result = number + 172;
-        break;
+        return number + 172;
     case Constellation::Qzss:
-        result = number + 192;
-        break;
+        return number + 192;
     case Constellation::Glonass:
-        result = number + 64;
-        break;
+        return number + 64;
     }
-    return static_cast<std::uint32_t>(result);
+    return number;
 }
 
-std::uint32_t quality(const Satellite& satellite) {
-    constexpr std::uint32_t kSearching = 1;
-    constexpr std::uint32_t kCodeLocked = 4;
-    constexpr std::uint32_t kCarrierLocked = 7;
-    if (satellite.carrierToNoiseDbHz <= 0) {
+uint32_t quality(const Satellite& satellite) {
+    constexpr uint32_t kSearching = 1;
+    constexpr uint32_t kCodeLocked = 4;
+    constexpr uint32_t kCarrierLocked = 7;
+    if (satellite.carrierToNoiseDbHz <= 0)
         return kSearching;
-    }
     return satellite.used ? kCarrierLocked : kCodeLocked;
 }
 
@@ -303,15 +293,15 @@ void putDirection(PayloadWriter& payload, const Satellite& satellite) {
 }
 
 Bytes buildSvInfo(const NavContext& context) {
-    constexpr std::uint32_t kChipM8 = 4;
+    constexpr uint32_t kChipM8 = 4;
     const std::vector<Satellite>& satellites = context.epoch.satellites;
     PayloadWriter payload = startedWithTow(context);
-    payload.u1(static_cast<std::uint32_t>(satellites.size())).u1(kChipM8).zeros(2);
-    std::uint32_t channel = 0;
+    payload.u1(static_cast<uint32_t>(satellites.size())).u1(kChipM8).zeros(2);
+    uint32_t channel = 0;
     for (const Satellite& satellite : satellites) {
-        const std::uint32_t flags =
-            (satellite.used ? 0x0DU : 0x04U) | (isCorrectedSatellite(context.epoch, satellite) ? 0x02U : 0U);
-        payload.u1(channel++).u1(svid(satellite)).u1(flags).u1(quality(satellite));
+        const uint32_t flags =
+            (satellite.used ? 0x0Du : 0x04u) | (isCorrectedSatellite(context.epoch, satellite) ? 0x02u : 0u);
+        payload.u1(channel++).i1(svid(satellite)).u1(flags).u1(quality(satellite));
         putDirection(payload, satellite);
         payload.i4(0);
     }
@@ -319,23 +309,23 @@ Bytes buildSvInfo(const NavContext& context) {
 }
 
 Bytes buildSat(const NavContext& context) {
-    constexpr std::uint32_t kVersion = 1;
-    constexpr std::uint32_t kUsed = 0x08;
-    constexpr std::uint32_t kHealthy = 0x10;
-    constexpr std::uint32_t kDifferential = 0x40;
-    constexpr std::uint32_t kOrbitFromEphemeris = 0x0100 | 0x0800;
-    constexpr std::uint32_t kOrbitFromAlmanac = 0x0200 | 0x1000;
-    constexpr std::uint32_t kSbasCorrection = 0x00010000;
+    constexpr uint32_t kVersion = 1;
+    constexpr uint32_t kUsed = 0x08;
+    constexpr uint32_t kHealthy = 0x10;
+    constexpr uint32_t kDifferential = 0x40;
+    constexpr uint32_t kOrbitFromEphemeris = 0x0100 | 0x0800;
+    constexpr uint32_t kOrbitFromAlmanac = 0x0200 | 0x1000;
+    constexpr uint32_t kSbasCorrection = 0x00010000;
     const std::vector<Satellite>& satellites = context.epoch.satellites;
     PayloadWriter payload = startedWithTow(context);
-    payload.u1(kVersion).u1(static_cast<std::uint32_t>(satellites.size())).zeros(2);
+    payload.u1(kVersion).u1(static_cast<uint32_t>(satellites.size())).zeros(2);
     for (const Satellite& satellite : satellites) {
         const bool corrected = isCorrectedSatellite(context.epoch, satellite);
-        const std::uint32_t flags = quality(satellite) | kHealthy |
-                                    (satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac) |
-                                    (corrected ? kDifferential | kSbasCorrection : 0);
-        payload.u1(static_cast<std::uint32_t>(satellite.constellation));
-        payload.u1(static_cast<std::uint32_t>(satellite.number));
+        const uint32_t flags = quality(satellite) | kHealthy |
+                               (satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac) |
+                               (corrected ? kDifferential | kSbasCorrection : 0);
+        payload.u1(static_cast<uint32_t>(satellite.constellation));
+        payload.u1(static_cast<uint32_t>(satellite.number));
         putDirection(payload, satellite);
         payload.i2(0).u4(flags);
     }
@@ -343,20 +333,18 @@ Bytes buildSat(const NavContext& context) {
 }
 
 // The geostationary satellite that brings the corrections; 0 for none.
-std::uint32_t correctingSatellite(const Epoch& epoch) {
-    for (const Satellite& satellite : epoch.satellites) {
-        if (satellite.constellation == Constellation::Sbas && satellite.carrierToNoiseDbHz > 0) {
-            return static_cast<std::uint32_t>(satellite.number);
-        }
-    }
+uint32_t correctingSatellite(const Epoch& epoch) {
+    for (const Satellite& satellite : epoch.satellites)
+        if (satellite.constellation == Constellation::Sbas && satellite.carrierToNoiseDbHz > 0)
+            return static_cast<uint32_t>(satellite.number);
     return 0;
 }
 
 Bytes buildSbas(const NavContext& context) {
-    constexpr std::uint32_t kIntegrity = 1;
-    constexpr std::int32_t kEgnos = 1;
-    constexpr std::uint32_t kRangingAndCorrections = 0x03;
-    const std::uint32_t geo = isCorrected(context.epoch) ? correctingSatellite(context.epoch) : 0;
+    constexpr uint32_t kIntegrity = 1;
+    constexpr int32_t kEgnos = 1;
+    constexpr uint32_t kRangingAndCorrections = 0x03;
+    const uint32_t geo = isCorrected(context.epoch) ? correctingSatellite(context.epoch) : 0;
     const auto corrected = [&context](const Satellite& satellite) {
         return isCorrectedSatellite(context.epoch, satellite);
     };
@@ -364,12 +352,10 @@ Bytes buildSbas(const NavContext& context) {
     const auto count = std::count_if(satellites.begin(), satellites.end(), corrected);
     PayloadWriter payload = startedWithTow(context);
     payload.u1(geo).u1(geo != 0 ? kIntegrity : 0).i1(geo != 0 ? kEgnos : -1);
-    payload.u1(geo != 0 ? kRangingAndCorrections : 0).u1(static_cast<std::uint32_t>(count)).zeros(3);
-    for (const Satellite& satellite : satellites) {
-        if (corrected(satellite)) {
-            payload.u1(svid(satellite)).u1(0).u1(4).i1(kEgnos).u1(kRangingAndCorrections).zeros(7);
-        }
-    }
+    payload.u1(geo != 0 ? kRangingAndCorrections : 0).u1(static_cast<uint32_t>(count)).zeros(3);
+    for (const Satellite& satellite : satellites)
+        if (corrected(satellite))
+            payload.i1(svid(satellite)).u1(0).u1(4).i1(kEgnos).u1(kRangingAndCorrections).zeros(7);
     return payload.bytes();
 }
 

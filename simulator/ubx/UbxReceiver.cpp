@@ -7,6 +7,8 @@
 #include "UbxIds.h"
 #include "UbxNavigation.h"
 #include "UbxPayload.h"
+#include "simulator/Constants.h"
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
@@ -17,42 +19,40 @@ constexpr Duration kAnswerDelay = std::chrono::milliseconds(5);
 // After a change of speed it waits, so that the host's port can follow before the acknowledgement.
 constexpr Duration kSpeedChangeDelay = std::chrono::milliseconds(100);
 constexpr std::size_t kEphemeridesForFix = 4;
-constexpr std::size_t kMostRecords = 2000;
+constexpr uint32_t kMostRecords = 2000;
 
 struct VersionText {
     const char* text;
     std::size_t width;
 };
 constexpr VersionText kVersion[] = {
-    {"ROM CORE 3.01 (107888)", 30}, {"00080000", 10},        {"FWVER=SPG 3.01", 30},
-    {"PROTVER=18.00", 30},          {"GPS;GLO;GAL;BDS", 30}, {"SBAS;IMES;QZSS", 30},
+    {kSoftwareVersion, 30}, {kHardwareVersion, 10}, {kFirmwareVersion, 30},
+    {kProtocolVersion, 30}, {kMajorSystems, 30},    {kAugmentingSystems, 30},
 };
 
 Bytes versionPayload() {
     PayloadWriter payload;
-    for (const VersionText& field : kVersion) {
+    for (const VersionText& field : kVersion)
         payload.text(field.text, field.width);
-    }
     return payload.bytes();
 }
 
 // Bits of UBX-MON-GNSS.
-std::uint32_t monGnssBits(const std::set<Constellation>& systems) {
-    const std::pair<Constellation, std::uint32_t> bits[] = {{Constellation::Gps, 1},
-                                                            {Constellation::Glonass, 2},
-                                                            {Constellation::BeiDou, 4},
-                                                            {Constellation::Galileo, 8}};
-    std::uint32_t result = 0;
-    for (const auto& [system, bit] : bits) {
+uint32_t monGnssBits(const std::set<Constellation>& systems) {
+    const std::pair<Constellation, uint32_t> bits[] = {{Constellation::Gps, 1},
+                                                       {Constellation::Glonass, 2},
+                                                       {Constellation::BeiDou, 4},
+                                                       {Constellation::Galileo, 8}};
+    uint32_t result = 0;
+    for (const auto& [system, bit] : bits)
         result |= systems.count(system) != 0 ? bit : 0;
-    }
     return result;
 }
 
 Bytes monGnssPayload(const OutputConfiguration& output) {
-    constexpr std::uint32_t kSupported = 0x0F;
-    constexpr std::uint32_t kFactory = 0x03;
-    constexpr std::uint32_t kAtOnce = 3;
+    constexpr uint32_t kSupported = 0x0F;
+    constexpr uint32_t kFactory = 0x03;
+    constexpr uint32_t kAtOnce = 3;
     return PayloadWriter()
         .u1(1)
         .u1(kSupported)
@@ -64,8 +64,8 @@ Bytes monGnssPayload(const OutputConfiguration& output) {
 }
 
 Bytes monHwPayload() {
-    constexpr std::uint32_t kAntennaInOrder = 2;
-    constexpr std::uint32_t kAntennaPowered = 1;
+    constexpr uint32_t kAntennaInOrder = 2;
+    constexpr uint32_t kAntennaPowered = 1;
     return PayloadWriter()
         .zeros(16)
         .u2(90)
@@ -77,29 +77,21 @@ Bytes monHwPayload() {
 }
 
 // Which records UBX-CFG-RST's bits clear; position and clock are told apart by the caller.
-std::set<RecordKind> recordsCleared(unsigned mask) {
-    const std::pair<unsigned, RecordKind> bits[] = {
+std::set<RecordKind> recordsCleared(uint32_t mask) {
+    const std::pair<uint32_t, RecordKind> bits[] = {
         {0, RecordKind::Ephemeris},     {1, RecordKind::Almanac},  {2, RecordKind::Health},
         {3, RecordKind::Ionosphere},    {4, RecordKind::Position}, {5, RecordKind::Clock},
         {7, RecordKind::UtcParameters}, {8, RecordKind::Time}};
     std::set<RecordKind> kinds;
-    for (const auto& [bit, kind] : bits) {
-        if ((mask & (1U << bit)) != 0) {
+    for (const auto& [bit, kind] : bits)
+        if ((mask & (1u << bit)) != 0)
             kinds.insert(kind);
-        }
-    }
     return kinds;
 }
 
 std::string asText(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
-std::string hex4(unsigned value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%04x", value);
-    return text;
-}
-
-void useUp(unsigned& count) { count -= count != 0 && count != UbxFaults::kForEver ? 1 : 0; }
+void useUp(uint32_t& count) { count -= count != 0 && count != UbxFaults::kForEver ? 1 : 0; }
 
 } // namespace
 
@@ -109,7 +101,7 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
 
 UbxReceiver::UbxReceiver(const EngineOptions& options) : configuration_(options), assistance_(options.seed) {}
 
-// --- Life cycle ------------------------------------------------------------------------------------------
+// --- Life cycle -----------------------------------------------------------------------------------------
 
 // There is no backup battery in this design: the reset line loses as much as a loss of power does.
 Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
@@ -128,60 +120,51 @@ void UbxReceiver::restart(TimePoint now) {
     timeToFirstFixMs_ = 0;
 }
 
-std::uint32_t UbxReceiver::sinceStartMs(TimePoint now) const {
-    return static_cast<std::uint32_t>(
+uint32_t UbxReceiver::sinceStartMs(TimePoint now) const {
+    return static_cast<uint32_t>(
         std::chrono::duration_cast<std::chrono::milliseconds>(now - startedAt_).count());
 }
 
 Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
     const auto utc = lastEpoch_ ? std::optional<UtcTime>(lastEpoch_->utc) : std::nullopt;
-    if (assistance_.database().usableEphemerides(utc, output().enabled) >= kEphemeridesForFix) {
+    if (assistance_.database().usableEphemerides(utc, output().enabled) >= kEphemeridesForFix)
         return times.warm;
-    }
     const bool aided = assistance_.positionKnown() && (assistance_.timeKnown() || timeKept_);
     return aided ? times.aided : times.cold;
 }
 
-// --- From the host -----------------------------------------------------------------------------------------
+// --- From the host --------------------------------------------------------------------------------------
 
 Reaction UbxReceiver::receive(std::string_view bytes, TimePoint now) {
     Reaction reaction;
     for (const UbxEvent& event : parser_.feed(bytes)) {
         const std::string name = ubx::name(event.frame.messageClass, event.frame.id);
-        switch (event.kind) {
-        case UbxEventKind::Frame:
-            ++counters_.framesReceived;
+        const bool sound = event.kind == UbxEventKind::Frame;
+        ++(sound ? counters_.framesReceived : counters_.framesBad);
+        if (sound)
             reaction.log.push_back(describe(event.frame) + take(event.frame, now, reaction));
-            break;
-        case UbxEventKind::BadChecksum:
-            ++counters_.framesBad;
+        else if (event.kind == UbxEventKind::BadChecksum)
             reaction.log.push_back(name + " with a wrong checksum, ignored");
-            break;
-        case UbxEventKind::BadLength:
-            ++counters_.framesBad;
+        else
             reaction.log.push_back(name + " of an impossible length, ignored");
-            break;
-        }
     }
     return reaction;
 }
 
 std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
-    if (!configuration_.acceptsUbx()) {
+    if (!configuration_.acceptsUbx())
         return ", ignored: UBX input is off";
-    }
     silent_ = faults_.silences != 0;
     useUp(faults_.silences);
     std::string outcome;
-    if (frame.messageClass == ubx::kCfg && frame.id == ubx::kCfgRst) {
+    if (frame.messageClass == ubx::kCfg && frame.id == ubx::kCfgRst)
         outcome = takeRestart(frame, now, reaction);
-    } else if (frame.messageClass == ubx::kCfg) {
+    else if (frame.messageClass == ubx::kCfg)
         outcome = takeConfiguration(frame, reaction);
-    } else if (frame.messageClass == ubx::kMga) {
+    else if (frame.messageClass == ubx::kMga)
         outcome = takeAssistance(frame, reaction);
-    } else {
+    else
         outcome = takePoll(frame, now, reaction);
-    }
     const std::string silence = silent_ ? " (kept silent)" : "";
     silent_ = false;
     return outcome + silence;
@@ -193,14 +176,13 @@ std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reac
         acknowledge(frame, false, reaction, {});
         return ": ACK-NAK";
     }
-    const unsigned speedBefore = baudRate();
+    const uint32_t speedBefore = baudRate();
     const std::set<Constellation> systemsBefore = output().enabled;
     const CfgOutcome outcome = configuration_.handle(frame);
     // Other systems mean another start of the signal processing.
     reaction.navigationRestarted |= output().enabled != systemsBefore;
-    for (const UbxFrame& reply : outcome.answers) {
+    for (const UbxFrame& reply : outcome.answers)
         answer(reply, reaction);
-    }
     Outgoing manner;
     if (baudRate() != speedBefore) {
         manner.delay = kSpeedChangeDelay;
@@ -212,27 +194,24 @@ std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reac
 
 // UBX-CFG-RST is never acknowledged.
 std::string UbxReceiver::takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
-    constexpr unsigned kHardware = 0x00;
-    constexpr unsigned kSoftware = 0x01;
-    constexpr unsigned kClockBit = 1U << 8U;
-    constexpr unsigned kPositionBit = 1U << 4U;
+    constexpr uint32_t kHardware = 0x00;
+    constexpr uint32_t kSoftware = 0x01;
+    constexpr uint32_t kClockBit = 1u << 8u;
+    constexpr uint32_t kPositionBit = 1u << 4u;
     if (frame.payload.size() != 4) {
         acknowledge(frame, false, reaction, {});
         return ": ACK-NAK";
     }
     const PayloadReader fields(frame.payload);
-    const unsigned mask = fields.u2(0);
+    const uint32_t mask = fields.u2(0);
     assistance_.database().forget(recordsCleared(mask));
-    if ((mask & kPositionBit) != 0) {
+    if ((mask & kPositionBit) != 0)
         assistance_.forgetPosition();
-    }
     timeKept_ = (mask & kClockBit) == 0 && (timeKept_ || (lastEpoch_ && lastEpoch_->timeKnown));
-    if ((mask & kClockBit) != 0) {
+    if ((mask & kClockBit) != 0)
         assistance_.forgetTime();
-    }
-    if (fields.u1(2) == kHardware || fields.u1(2) == kSoftware) {
+    if (fields.u1(2) == kHardware || fields.u1(2) == kSoftware)
         configuration_.reloadSaved();
-    }
     restart(now);
     reaction.navigationRestarted = true;
     return ": restarted";
@@ -247,56 +226,47 @@ std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reactio
     const bool used = outcome.acknowledgement->payload[0] == 1;
     const std::string verdict =
         used ? ": used" : ": not used, info " + std::to_string(outcome.acknowledgement->payload[2]);
-    if (!configuration_.acknowledgesAiding()) {
+    if (!configuration_.acknowledgesAiding())
         return verdict + ", not acknowledged";
-    }
     answer(*outcome.acknowledgement, reaction);
     return verdict;
 }
 
 std::string UbxReceiver::takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
     const std::optional<Bytes> payload = frame.payload.empty() ? polled(frame, now) : std::nullopt;
-    if (!payload) {
+    if (!payload)
         return ": no answer";
-    }
     answer({frame.messageClass, frame.id, *payload}, reaction);
     return ": answered";
 }
 
 std::optional<Bytes> UbxReceiver::polled(const UbxFrame& frame, TimePoint now) const {
-    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonVer) {
+    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonVer)
         return versionPayload();
-    }
-    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonGnss) {
+    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonGnss)
         return monGnssPayload(output());
-    }
-    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonHw) {
+    if (frame.messageClass == ubx::kMon && frame.id == ubx::kMonHw)
         return monHwPayload();
-    }
-    if (frame.messageClass != ubx::kNav || !lastEpoch_) {
+    if (frame.messageClass != ubx::kNav || !lastEpoch_)
         return std::nullopt;
-    }
-    for (const NavMessageRow& row : navMessageRows()) {
-        if (row.id == frame.id) {
+    for (const NavMessageRow& row : navMessageRows())
+        if (row.id == frame.id)
             return row.build({*lastEpoch_, sinceStartMs(now), timeToFirstFixMs_});
-        }
-    }
     return std::nullopt;
 }
 
-// --- To the host -------------------------------------------------------------------------------------------
+// --- To the host ----------------------------------------------------------------------------------------
 
 void UbxReceiver::acknowledge(const UbxFrame& frame, bool accepted, Reaction& reaction, Outgoing manner) {
     ++(accepted ? counters_.acknowledged : counters_.refused);
-    const std::uint8_t id = accepted ? ubx::kAckAck : ubx::kAckNak;
+    const uint8_t id = accepted ? ubx::kAckAck : ubx::kAckNak;
     answer({ubx::kAck, id, {frame.messageClass, frame.id}}, reaction, std::move(manner));
 }
 
 // Every answer goes through here, so every fault of answers has this one place.
 void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner) {
-    if (silent_ || !output().ubxOut) {
+    if (silent_ || !output().ubxOut)
         return;
-    }
     manner.delay = std::max(manner.delay, kAnswerDelay) + faults_.lateness;
     const std::string bytes = asText(damaged(faults_, encodeUbx(frame), ++counters_.answers));
     if (faults_.splitAt == 0 || faults_.splitAt >= bytes.size()) {
@@ -316,19 +286,16 @@ void UbxReceiver::sendDatabase(const MgaOutcome& outcome, Reaction& reaction) {
     Outgoing patient;
     patient.yields = true;
     const bool acknowledged = configuration_.acknowledgesAiding();
-    if (acknowledged && faults_.earlyAck) {
+    if (acknowledged && faults_.earlyAck)
         answer(*outcome.acknowledgement, reaction, patient);
-    }
     std::size_t number = 0;
     for (const UbxFrame& record : outcome.database) {
         answer(record, reaction, patient);
-        if (faults_.mixedBurst) {
+        if (faults_.mixedBurst)
             sendForeignTraffic(++number, reaction);
-        }
     }
-    if (acknowledged && !faults_.earlyAck) {
+    if (acknowledged && !faults_.earlyAck)
         answer(*outcome.acknowledgement, reaction, patient);
-    }
 }
 
 // What else may come while a database is on its way.
@@ -339,31 +306,27 @@ void UbxReceiver::sendForeignTraffic(std::size_t number, Reaction& reaction) {
         answer({ubx::kAck, ubx::kAckAck, {ubx::kCfg, ubx::kCfgMsg}}, reaction, patient);
         return;
     }
-    if (silent_ || !output().nmeaOut) {
+    if (silent_ || !output().nmeaOut)
         return;
-    }
     patient.bytes = "$GNTXT,01,01,02,ANTSTATUS=OK*25\r\n";
     patient.delay = kAnswerDelay + faults_.lateness;
     reaction.outgoing.push_back(patient);
 }
 
-// --- Epochs
-// --------------------------------------------------------------------------------------------------
+// --- Epochs ---------------------------------------------------------------------------------------------
 
 Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     Reaction reaction;
     lastEpoch_ = epoch;
     assistance_.database().learn(epoch);
-    if (timeToFirstFixMs_ == 0 && epoch.fix != FixType::None) {
-        timeToFirstFixMs_ = std::max<std::uint32_t>(sinceStartMs(now), 1);
-    }
+    if (timeToFirstFixMs_ == 0 && epoch.fix != FixType::None)
+        timeToFirstFixMs_ = std::max<uint32_t>(sinceStartMs(now), 1);
     ++epochCount_;
-    if (!output().ubxOut) {
+    if (!output().ubxOut)
         return reaction;
-    }
     const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_};
     for (const NavMessageRow& row : navMessageRows()) {
-        const unsigned rate = configuration_.rateOf(ubx::kNav, row.id);
+        const uint32_t rate = configuration_.rateOf(ubx::kNav, row.id);
         if (rate != 0 && epochCount_ % rate == 0) {
             Outgoing message;
             message.bytes = asText(encodeUbx({ubx::kNav, row.id, row.build(context)}));
@@ -373,38 +336,40 @@ Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     return reaction;
 }
 
-// --- Commands and state
-// --------------------------------------------------------------------------------------
+// --- Commands and state ---------------------------------------------------------------------------------
 
-ProtocolEngine::CommandReply UbxReceiver::command(const std::vector<std::string>& words, TimePoint /*now*/) {
-    if (words.empty()) {
+ProtocolEngine::CommandReply UbxReceiver::command(const std::vector<std::string>& words, TimePoint) {
+    if (words.empty())
         return {};
-    }
-    if (words[0] == "database") {
+    if (words[0] == "database")
         return setDatabase(words);
-    }
-    for (const UbxFaultRow& row : ubxFaultRows()) {
-        if (words[0] == row.name) {
-            UbxFaults changed = faults_;
-            CommandReply reply;
-            reply.error = row.apply(changed, words);
-            reply.result = reply.error.empty() ? CommandResult::Done : CommandResult::Bad;
-            faults_ = reply.error.empty() ? changed : faults_;
-            return reply;
-        }
-    }
+    for (const UbxFaultRow& row : ubxFaultRows())
+        if (words[0] == row.name)
+            return setFault(row, words);
     return {};
+}
+
+ProtocolEngine::CommandReply UbxReceiver::setFault(const UbxFaultRow& row,
+                                                   const std::vector<std::string>& words) {
+    UbxFaults changed = faults_;
+    CommandReply reply;
+    reply.error = row.apply(changed, words);
+    reply.result = reply.error.empty() ? CommandResult::Done : CommandResult::Bad;
+    if (reply.result == CommandResult::Done)
+        faults_ = changed;
+    return reply;
 }
 
 ProtocolEngine::CommandReply UbxReceiver::setDatabase(const std::vector<std::string>& words) {
     CommandReply reply;
-    unsigned count = 0;
-    if (words.size() != 2 || (words[1] != "lost" && !parseNumber(words[1], 0, kMostRecords, count))) {
+    const std::string number = words.size() != 2 ? "" : words[1] == "lost" ? "0" : words[1];
+    const std::optional<uint32_t> count = parseWhole(number, 0, kMostRecords);
+    if (!count) {
         reply.result = CommandResult::Bad;
         reply.error = "database takes a number of records from 0 to 2000, or lost.";
         return reply;
     }
-    assistance_.database().fill(count, lastEpoch_ ? std::optional<UtcTime>(lastEpoch_->utc) : std::nullopt);
+    assistance_.database().fill(*count, lastEpoch_ ? std::optional<UtcTime>(lastEpoch_->utc) : std::nullopt);
     reply.result = CommandResult::Done;
     return reply;
 }
@@ -421,18 +386,26 @@ std::vector<KeyValue> UbxReceiver::commandHelp() const {
 
 std::vector<KeyValue> UbxReceiver::state() const {
     const OutputConfiguration& out = output();
-    const unsigned antenna = PayloadReader(configuration_.block(ubx::kCfgAnt)).u2(0);
-    const auto orNone = [](const std::string& text) { return text.empty() ? "none" : text; };
-    return {
+    const uint32_t antenna = PayloadReader(configuration_.block(ubx::kCfgAnt)).u2(0);
+    std::vector<KeyValue> lines{
         {"nmea_out", out.nmeaOut ? "on" : "off"},
         {"ubx_out", out.ubxOut ? "on" : "off"},
-        {"nmea_version", nmeaVersionName(static_cast<unsigned>(out.nmeaVersion))},
+        {"nmea_version", nmeaVersionName(static_cast<uint32_t>(out.nmeaVersion))},
         {"sv_numbering", out.extendedNumbering ? "extended" : "strict"},
         {"gnss", systemNames(out.enabled)},
         {"ack_aiding", configuration_.acknowledgesAiding() ? "on" : "off"},
-        {"antenna_svcs", (antenna & 1U) != 0 ? "on" : "off"},
-        {"antenna_flags", hex4(antenna)},
+        {"antenna_svcs", (antenna & 1u) != 0 ? "on" : "off"},
+        {"antenna_flags", formatted("0x%04x", antenna)},
         {"epoch_ms", std::to_string(out.epochPeriod.count())},
+    };
+    for (KeyValue& line : experience())
+        lines.push_back(std::move(line));
+    return lines;
+}
+
+std::vector<KeyValue> UbxReceiver::experience() const {
+    const auto orNone = [](const std::string& text) { return text.empty() ? "none" : text; };
+    return {
         {"database_frames", std::to_string(assistance_.database().size())},
         {"mga_taken", std::to_string(assistance_.taken())},
         {"mga_refused", std::to_string(assistance_.refused())},

@@ -1,6 +1,5 @@
-// The protocol engine of a u-blox M8 (firmware 3.01, protocol 18): what the host can say to it over UBX and
-// what it answers. Pure logic on the caller's time and thread.
-#pragma once
+#ifndef UBXRECEIVER_H
+#define UBXRECEIVER_H
 
 #include <optional>
 #include <string>
@@ -13,6 +12,9 @@
 #include "UbxFrame.h"
 #include "simulator/ProtocolEngine.h"
 
+/// The protocol engine of a u-blox M8 (firmware 3.01, protocol 18): what the host can say to it over UBX and
+/// what it answers. Pure logic on the caller's time and thread.
+
 namespace simulator {
 
 class UbxReceiver : public ProtocolEngine {
@@ -22,7 +24,7 @@ public:
     Reaction receive(std::string_view bytes, TimePoint now) override;
     Reaction reset(ResetCause cause, TimePoint now) override;
     Reaction epoch(const Epoch& epoch, TimePoint now) override;
-    unsigned baudRate() const override { return configuration_.baudRate(); }
+    uint32_t baudRate() const override { return configuration_.baudRate(); }
     const OutputConfiguration& output() const override { return configuration_.output(); }
     Duration timeToFirstFix(const FixTimes& times) const override;
     CommandReply command(const std::vector<std::string>& words, TimePoint now) override;
@@ -33,16 +35,16 @@ public:
     const UbxAssistance& assistance() const { return assistance_; }
 
 private:
-    // Since power-up or the last reset.
+    /// Since power-up or the last reset.
     struct Counters {
-        unsigned framesReceived = 0;
-        unsigned framesBad = 0;
-        unsigned acknowledged = 0;
-        unsigned refused = 0;
+        uint32_t framesReceived = 0;
+        uint32_t framesBad = 0;
+        uint32_t acknowledged = 0;
+        uint32_t refused = 0;
         std::size_t answers = 0;
     };
 
-    // What one frame brought: the words behind it in the log, and whether answers are still wanted.
+    /// Each carries a frame out, adds its answers to `reaction`, and returns what the log says behind it.
     std::string take(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeConfiguration(const UbxFrame& frame, Reaction& reaction);
     std::string takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction);
@@ -51,26 +53,32 @@ private:
     std::optional<Bytes> polled(const UbxFrame& frame, TimePoint now) const;
 
     void acknowledge(const UbxFrame& frame, bool accepted, Reaction& reaction, Outgoing manner);
+    /// `manner` gives delay and speed; the faults of answers come on top.
     void answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner = {});
     void sendDatabase(const MgaOutcome& outcome, Reaction& reaction);
     void sendForeignTraffic(std::size_t number, Reaction& reaction);
 
     void restart(TimePoint now);
-    std::uint32_t sinceStartMs(TimePoint now) const;
+    uint32_t sinceStartMs(TimePoint now) const;
+    CommandReply setFault(const UbxFaultRow& row, const std::vector<std::string>& words);
     CommandReply setDatabase(const std::vector<std::string>& words);
+    /// The state's lines on what it was told and has learnt since the last reset.
+    std::vector<KeyValue> experience() const;
 
     UbxConfiguration configuration_;
     UbxAssistance assistance_;
     UbxFaults faults_;
     UbxParser parser_;
     Counters counters_;
-    unsigned resets_ = 0;
-    bool timeKept_ = false; // the clock kept running through the last restart
-    bool silent_ = false;   // the frame at hand gets no answer
-    TimePoint startedAt_{};
-    std::uint32_t timeToFirstFixMs_ = 0;
-    std::uint64_t epochCount_ = 0;
-    std::optional<Epoch> lastEpoch_;
+    uint32_t resets_ = 0;           ///< pulses of the reset line since construction
+    bool timeKept_ = false;         ///< the clock kept running through the last restart
+    bool silent_ = false;           ///< the frame at hand gets no answer
+    TimePoint startedAt_{};         ///< the last start of the navigation
+    uint32_t timeToFirstFixMs_ = 0; ///< 0: no fix since startedAt_
+    uint64_t epochCount_ = 0;
+    std::optional<Epoch> lastEpoch_; ///< also of the time before a reset
 };
 
 } // namespace simulator
+
+#endif

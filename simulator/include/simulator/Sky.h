@@ -7,11 +7,9 @@
 #include <vector>
 
 #include "simulator/Epoch.h"
+#include "simulator/Random.h"
 
 namespace simulator {
-
-// A repeatable number in 0 .. 1 for a pair of keys. The source of everything random in the simulator.
-double scatter(std::uint64_t seed, std::uint64_t a, std::uint64_t b = 0);
 
 // Distinguishes satellites of all systems.
 inline std::uint64_t satelliteKey(Constellation constellation, int number) {

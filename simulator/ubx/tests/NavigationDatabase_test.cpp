@@ -11,9 +11,8 @@ const std::set<Constellation> kAll = {Constellation::Gps, Constellation::Galileo
 class NavigationDatabaseTest : public ::testing::Test {
 protected:
     void track(std::chrono::seconds duration) {
-        for (auto end = epoch.utc + duration; epoch.utc < end; epoch.utc += 1s) {
+        for (auto end = epoch.utc + duration; epoch.utc < end; epoch.utc += 1s)
             database.learn(epoch);
-        }
     }
 
     NavigationDatabase database{7};
@@ -21,20 +20,20 @@ protected:
 };
 
 TEST_F(NavigationDatabaseTest, IsEmptyAtFirst) {
-    EXPECT_EQ(database.size(), 0U);
+    EXPECT_EQ(database.size(), 0u);
     EXPECT_TRUE(database.dump().empty());
 }
 
 TEST_F(NavigationDatabaseTest, LearnsNothingBeforeTheTimeIsKnown) {
     epoch.timeKnown = false;
     track(60s);
-    EXPECT_EQ(database.size(), 0U);
+    EXPECT_EQ(database.size(), 0u);
 }
 
 TEST_F(NavigationDatabaseTest, LearnsTheEphemeridesOfTheSolutionWithItsFirstFix) {
     track(1s);
-    EXPECT_EQ(database.usableEphemerides(epoch.utc, kAll), 10U);
-    EXPECT_EQ(database.size(), 16U) << "ten ephemerides and six records of the whole system";
+    EXPECT_EQ(database.usableEphemerides(epoch.utc, kAll), 10u);
+    EXPECT_EQ(database.size(), 16u) << "ten ephemerides and six records of the whole system";
     EXPECT_TRUE(database.holds(RecordKind::Position));
 }
 
@@ -52,17 +51,16 @@ TEST_F(NavigationDatabaseTest, FramesHaveTheSizesOfTheRealOnes) {
     track(2000s);
     for (const Bytes& payload : database.dump()) {
         const std::size_t frame = encodeUbx({ubx::kMga, ubx::kMgaDbd, payload}).size();
-        EXPECT_GE(frame, 50U);
-        EXPECT_LE(frame, 172U);
+        EXPECT_GE(frame, 50u);
+        EXPECT_LE(frame, 172u);
     }
 }
 
 TEST_F(NavigationDatabaseTest, IsTheSameInEveryRun) {
     NavigationDatabase other(7);
     NavigationDatabase foreign(8);
-    for (NavigationDatabase* each : {&database, &other, &foreign}) {
+    for (NavigationDatabase* each : {&database, &other, &foreign})
         each->learn(epoch);
-    }
     EXPECT_EQ(database.dump(), other.dump());
     EXPECT_NE(database.dump(), foreign.dump());
 }
@@ -70,9 +68,8 @@ TEST_F(NavigationDatabaseTest, IsTheSameInEveryRun) {
 TEST_F(NavigationDatabaseTest, WhatWasDumpedRestoresAnEmptyOne) {
     track(300s);
     NavigationDatabase empty(99);
-    for (const Bytes& payload : database.dump()) {
+    for (const Bytes& payload : database.dump())
         EXPECT_EQ(empty.restore(payload), StoreResult::Taken);
-    }
     EXPECT_EQ(empty.dump(), database.dump());
 }
 
@@ -97,26 +94,26 @@ TEST_F(NavigationDatabaseTest, RefusesWrongLengths) {
 
 TEST_F(NavigationDatabaseTest, EphemeridesGrowOldAfterFourHours) {
     track(1s);
-    EXPECT_EQ(database.usableEphemerides(epoch.utc + 3h, kAll), 10U);
-    EXPECT_EQ(database.usableEphemerides(epoch.utc + 5h, kAll), 0U);
-    EXPECT_EQ(database.usableEphemerides(std::nullopt, kAll), 10U);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc + 3h, kAll), 10u);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc + 5h, kAll), 0u);
+    EXPECT_EQ(database.usableEphemerides(std::nullopt, kAll), 10u);
 }
 
 TEST_F(NavigationDatabaseTest, EphemeridesOfOtherSystemsAreOfNoUse) {
     track(1s);
-    EXPECT_EQ(database.usableEphemerides(epoch.utc, {Constellation::Galileo}), 1U);
+    EXPECT_EQ(database.usableEphemerides(epoch.utc, {Constellation::Galileo}), 1u);
 }
 
 TEST_F(NavigationDatabaseTest, ForgetsWhatItIsTold) {
     track(1s);
     database.forget({RecordKind::Ephemeris});
-    EXPECT_EQ(database.size(), 6U);
+    EXPECT_EQ(database.size(), 6u);
     database.clear();
-    EXPECT_EQ(database.size(), 0U);
+    EXPECT_EQ(database.size(), 0u);
 }
 
 TEST_F(NavigationDatabaseTest, IsMadeAnyLengthForATest) {
-    for (const std::size_t count : {0U, 1U, 122U, 250U, 300U, 2000U}) {
+    for (const std::size_t count : {0u, 1u, 122u, 250u, 300u, 2000u}) {
         database.fill(count, epoch.utc);
         EXPECT_EQ(database.size(), count);
     }

@@ -8,15 +8,15 @@ class UbxAssistanceTest : public UbxTest {
 protected:
     std::vector<UbxFrame> dump() { return tell(ubx::kMga, ubx::kMgaDbd); }
 
-    static UbxFrame mgaAck(std::uint8_t type, std::uint8_t info, std::uint8_t id, const Bytes& start) {
+    static UbxFrame mgaAck(uint8_t type, uint8_t info, uint8_t id, const Bytes& start) {
         Bytes payload{type, 0, info, id};
         payload.insert(payload.end(), start.begin(), start.end());
         return {ubx::kMga, ubx::kMgaAckData0, payload};
     }
-    static Bytes position(std::int32_t latitudeE7, std::int32_t longitudeE7) {
+    static Bytes position(int32_t latitudeE7, int32_t longitudeE7) {
         return PayloadWriter().u1(1).zeros(3).i4(latitudeE7).i4(longitudeE7).i4(3400).u4(1000).bytes();
     }
-    static Bytes time(std::uint32_t year, std::uint32_t month) {
+    static Bytes time(uint32_t year, uint32_t month) {
         PayloadWriter payload;
         payload.u1(0x10).u1(0).u1(0).i1(18).u2(year).u1(month).u1(20).u1(18).u1(44).u1(7);
         return payload.zeros(5).u2(10).zeros(6).bytes();
@@ -27,7 +27,7 @@ TEST_F(UbxAssistanceTest, ADumpEndsWithTheNumberOfItsRecords) {
     acknowledgeAiding();
     pass(goodEpoch());
     const auto frames = dump();
-    ASSERT_EQ(frames.size(), 17U);
+    ASSERT_EQ(frames.size(), 17u);
     EXPECT_TRUE(std::all_of(frames.begin(), frames.end() - 1,
                             [](const UbxFrame& frame) { return frame.id == ubx::kMgaDbd; }));
     EXPECT_EQ(frames.back(), mgaAck(1, 0, ubx::kMgaDbd, {16, 0, 0, 0}));
@@ -36,8 +36,8 @@ TEST_F(UbxAssistanceTest, ADumpEndsWithTheNumberOfItsRecords) {
 TEST_F(UbxAssistanceTest, ADumpIsOneFrameAPieceAndLetsEpochsThrough) {
     acknowledgeAiding();
     command({"database", "300"});
-    EXPECT_EQ(dump().size(), 301U);
-    EXPECT_EQ(last.outgoing.size(), 301U);
+    EXPECT_EQ(dump().size(), 301u);
+    EXPECT_EQ(last.outgoing.size(), 301u);
     EXPECT_TRUE(std::all_of(last.outgoing.begin(), last.outgoing.end(),
                             [](const Outgoing& piece) { return piece.yields; }));
 }
@@ -50,7 +50,7 @@ TEST_F(UbxAssistanceTest, AnEmptyDatabaseIsOnlyAcknowledged) {
 TEST_F(UbxAssistanceTest, WithoutAcknowledgedAidingNothingIsAcknowledged) {
     pass(goodEpoch());
     const auto frames = dump();
-    EXPECT_EQ(frames.size(), 16U);
+    EXPECT_EQ(frames.size(), 16u);
     EXPECT_TRUE(tell(text(encodeUbx(frames.front()))).empty());
     EXPECT_TRUE(tell(ubx::kMga, ubx::kMgaIni, position(1, 1)).empty());
     EXPECT_EQ(state("mga_taken"), "2");
@@ -74,7 +74,7 @@ TEST_F(UbxAssistanceTest, ADamagedRecordInASoundFrameIsRefused) {
     acknowledgeAiding();
     pass(goodEpoch());
     UbxFrame frame = dump().front();
-    std::fill(frame.payload.begin() + 20, frame.payload.end(), std::uint8_t{0});
+    std::fill(frame.payload.begin() + 20, frame.payload.end(), uint8_t{0});
     const Bytes start(frame.payload.begin(), frame.payload.begin() + 4);
     EXPECT_EQ(tell(text(encodeUbx(frame))), only(mgaAck(0, 4, ubx::kMgaDbd, start)));
     EXPECT_EQ(state("mga_refused"), "1");
@@ -117,8 +117,7 @@ TEST_F(UbxAssistanceTest, WrongVersionsLengthsAndTypesHaveTheirOwnCodes) {
     EXPECT_EQ(tell(ubx::kMga, 0x20, Bytes(76, 1)), only(mgaAck(0, 6, 0x20, {1, 1, 1, 1})));
 }
 
-// --- Time to first fix
-// ---------------------------------------------------------------------------------------
+// --- Time to first fix ----------------------------------------------------------------------------------
 
 TEST_F(UbxAssistanceTest, TheFirstFixComesSoonerTheMoreTheReceiverKnows) {
     const FixTimes times;
@@ -137,9 +136,8 @@ TEST_F(UbxAssistanceTest, ARestoredDatabaseMakesAWarmStart) {
     const auto frames = dump();
     receiver.reset(ResetCause::ResetLine, now);
     EXPECT_EQ(receiver.timeToFirstFix(times), times.cold);
-    for (const UbxFrame& frame : frames) {
+    for (const UbxFrame& frame : frames)
         tell(text(encodeUbx(frame)));
-    }
     EXPECT_EQ(receiver.timeToFirstFix(times), times.warm);
 }
 

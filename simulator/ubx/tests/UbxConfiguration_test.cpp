@@ -6,12 +6,11 @@ namespace {
 
 using UbxConfigurationTest = UbxTest;
 
-Bytes port(std::uint8_t id, std::uint32_t baud, std::uint32_t in = 7, std::uint32_t out = 3,
-           std::uint32_t mode = 0x8C0) {
+Bytes port(uint8_t id, uint32_t baud, uint32_t in = 7, uint32_t out = 3, uint32_t mode = 0x8C0) {
     return PayloadWriter().u1(id).zeros(3).u4(mode).u4(baud).u2(in).u2(out).zeros(4).bytes();
 }
 
-Bytes nmea(std::uint8_t version, std::uint8_t numbering = 0) {
+Bytes nmea(uint8_t version, uint8_t numbering = 0) {
     return PayloadWriter()
         .u1(0)
         .u1(version)
@@ -26,31 +25,31 @@ Bytes nmea(std::uint8_t version, std::uint8_t numbering = 0) {
         .bytes();
 }
 
-Bytes rate(std::uint32_t ms, std::uint32_t cycles = 1, std::uint32_t reference = 1) {
+Bytes rate(uint32_t ms, uint32_t cycles = 1, uint32_t reference = 1) {
     return PayloadWriter().u2(ms).u2(cycles).u2(reference).bytes();
 }
 
 struct Gnss {
-    std::uint8_t system;
-    std::uint8_t reserved;
-    std::uint8_t most;
+    uint8_t system;
+    uint8_t reserved;
+    uint8_t most;
     bool enabled;
 };
 
 Bytes gnss(const std::vector<Gnss>& blocks) {
     PayloadWriter payload;
-    payload.u1(0).u1(32).u1(32).u1(static_cast<std::uint32_t>(blocks.size()));
+    payload.u1(0).u1(32).u1(32).u1(static_cast<uint32_t>(blocks.size()));
     for (const Gnss& block : blocks) {
         payload.u1(block.system).u1(block.reserved).u1(block.most).u1(0);
-        payload.u4(0x01010000U | (block.enabled ? 1U : 0U));
+        payload.u4(0x01010000u | (block.enabled ? 1u : 0u));
     }
     return payload.bytes();
 }
 
-// --- Factory ---------------------------------------------------------------------------------------------
+// --- Factory --------------------------------------------------------------------------------------------
 
 TEST_F(UbxConfigurationTest, TheFactoryReceiverTalksNmeaAt9600) {
-    EXPECT_EQ(receiver.baudRate(), 9600U);
+    EXPECT_EQ(receiver.baudRate(), 9600u);
     EXPECT_TRUE(receiver.output().nmeaOut);
     EXPECT_EQ(state("nmea_version"), "4.0");
     EXPECT_EQ(state("sv_numbering"), "strict");
@@ -67,19 +66,19 @@ TEST(UbxConfigurationFactory, FollowsTheOptionsItWasMadeWith) {
     options.factory.epochPeriod = 200ms;
     options.factory.setRate(Sentence::Zda, 1);
     const UbxConfiguration configuration(options);
-    EXPECT_EQ(configuration.baudRate(), 38400U);
+    EXPECT_EQ(configuration.baudRate(), 38400u);
     EXPECT_EQ(configuration.output().nmeaVersion, NmeaVersion::V41);
     EXPECT_EQ(configuration.output().enabled, options.factory.enabled);
     EXPECT_EQ(configuration.output().epochPeriod, 200ms);
     EXPECT_EQ(configuration.output().rateOf(Sentence::Zda), 1);
 }
 
-// --- CFG-PRT ---------------------------------------------------------------------------------------------
+// --- CFG-PRT --------------------------------------------------------------------------------------------
 
 TEST_F(UbxConfigurationTest, PrtChangesTheSpeedAndIsAcknowledgedAtTheNewOne) {
     EXPECT_EQ(configure(ubx::kCfgPrt, port(1, 115200)), only(ack(ubx::kCfgPrt)));
-    EXPECT_EQ(receiver.baudRate(), 115200U);
-    EXPECT_EQ(last.outgoing.at(0).baudRate, 0U) << "0 is the speed when the bytes leave";
+    EXPECT_EQ(receiver.baudRate(), 115200u);
+    EXPECT_EQ(last.outgoing.at(0).baudRate, 0u) << "0 is the speed when the bytes leave";
     EXPECT_GE(last.outgoing.at(0).delay, 100ms) << "the host's port must have time to follow";
 }
 
@@ -97,16 +96,15 @@ TEST_F(UbxConfigurationTest, PrtIsPolledForThisPortAndForANamedOne) {
 
 TEST_F(UbxConfigurationTest, PrtOfAnotherPortLeavesTheSpeedAlone) {
     EXPECT_EQ(configure(ubx::kCfgPrt, port(2, 57600)), only(ack(ubx::kCfgPrt)));
-    EXPECT_EQ(receiver.baudRate(), 9600U);
+    EXPECT_EQ(receiver.baudRate(), 9600u);
 }
 
 TEST_F(UbxConfigurationTest, PrtRefusesSpeedsFramingsPortsAndLengthsThatDoNotExist) {
     const std::vector<Bytes> wrong = {port(1, 12345), port(1, 9600, 7, 3, 0x0000), port(7, 9600),
                                       Bytes(19, 0), Bytes(21, 0)};
-    for (const Bytes& payload : wrong) {
+    for (const Bytes& payload : wrong)
         EXPECT_EQ(configure(ubx::kCfgPrt, payload), only(nak(ubx::kCfgPrt)));
-    }
-    EXPECT_EQ(receiver.baudRate(), 9600U);
+    EXPECT_EQ(receiver.baudRate(), 9600u);
 }
 
 TEST_F(UbxConfigurationTest, PrtKeepsOnlyProtocolsThatThisFirmwareHas) {
@@ -129,7 +127,7 @@ TEST_F(UbxConfigurationTest, PrtWithoutUbxInputMakesTheReceiverDeaf) {
     EXPECT_NE(last.log.at(0).find("ignored: UBX input is off"), std::string::npos);
 }
 
-// --- CFG-MSG ---------------------------------------------------------------------------------------------
+// --- CFG-MSG --------------------------------------------------------------------------------------------
 
 TEST_F(UbxConfigurationTest, MsgSwitchesSentencesOfThisPort) {
     EXPECT_EQ(configure(ubx::kCfgMsg, {0xF0, 0x00, 0}), only(ack(ubx::kCfgMsg)));
@@ -141,17 +139,16 @@ TEST_F(UbxConfigurationTest, MsgSwitchesSentencesOfThisPort) {
 TEST_F(UbxConfigurationTest, MsgSetsAllPortsAndIsPolled) {
     EXPECT_EQ(configure(ubx::kCfgMsg, {0x01, 0x07, 1, 2, 3, 4, 5, 6}), only(ack(ubx::kCfgMsg)));
     EXPECT_EQ(poll(ubx::kCfgMsg, {0x01, 0x07}), (Bytes{0x01, 0x07, 1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(receiver.configuration().rateOf(0x01, 0x07), 2U);
+    EXPECT_EQ(receiver.configuration().rateOf(0x01, 0x07), 2u);
 }
 
 TEST_F(UbxConfigurationTest, MsgRefusesMessagesThatTheReceiverDoesNotSendAndWrongLengths) {
     for (const Bytes& payload :
-         {Bytes{0x77, 0x01, 1}, Bytes{0x06, 0x00, 1}, Bytes{0x01}, Bytes{0x01, 7, 1, 1}}) {
+         {Bytes{0x77, 0x01, 1}, Bytes{0x06, 0x00, 1}, Bytes{0x01}, Bytes{0x01, 7, 1, 1}})
         EXPECT_EQ(configure(ubx::kCfgMsg, payload), only(nak(ubx::kCfgMsg)));
-    }
 }
 
-// --- CFG-NMEA --------------------------------------------------------------------------------------------
+// --- CFG-NMEA -------------------------------------------------------------------------------------------
 
 TEST_F(UbxConfigurationTest, NmeaSetsVersionNumberingAndTalkers) {
     Bytes wanted = nmea(0x41, 1);
@@ -178,19 +175,18 @@ TEST_F(UbxConfigurationTest, NmeaRefusesWhatDoesNotExist) {
     badTalker[9] = 6;
     Bytes badLayout = nmea(0x41);
     badLayout[11] = 2;
-    for (const Bytes& wrong : {nmea(0x50), nmea(0x41, 2), badTalker, badLayout, Bytes(19, 0)}) {
+    for (const Bytes& wrong : {nmea(0x50), nmea(0x41, 2), badTalker, badLayout, Bytes(19, 0)})
         EXPECT_EQ(configure(ubx::kCfgNmea, wrong), only(nak(ubx::kCfgNmea)));
-    }
     EXPECT_EQ(state("nmea_version"), "4.0");
 }
 
-// --- CFG-GNSS --------------------------------------------------------------------------------------------
+// --- CFG-GNSS -------------------------------------------------------------------------------------------
 
 TEST_F(UbxConfigurationTest, GnssSwitchesSystemsAndRestartsTheNavigation) {
     EXPECT_EQ(configure(ubx::kCfgGnss, gnss({{2, 8, 8, true}})), only(ack(ubx::kCfgGnss)));
     EXPECT_EQ(state("gnss"), "GPS+SBAS+Galileo+QZSS+GLONASS");
     EXPECT_TRUE(last.navigationRestarted);
-    EXPECT_EQ(poll(ubx::kCfgGnss).size(), 60U);
+    EXPECT_EQ(poll(ubx::kCfgGnss).size(), 60u);
 }
 
 TEST_F(UbxConfigurationTest, GnssThatChangesNothingDoesNotRestart) {
@@ -208,14 +204,12 @@ TEST_F(UbxConfigurationTest, GnssRefusesWhatFrontEndAndChannelsCannotDo) {
         gnss({{7, 8, 8, true}}),                                       // no such system
         Bytes(59, 0),
     };
-    for (const Bytes& payload : wrong) {
+    for (const Bytes& payload : wrong)
         EXPECT_EQ(configure(ubx::kCfgGnss, payload), only(nak(ubx::kCfgGnss)));
-    }
     EXPECT_EQ(state("gnss"), "GPS+SBAS+QZSS+GLONASS");
 }
 
-// --- CFG-NAVX5, CFG-NAV5, CFG-ANT, CFG-RATE, the rest
-// ---------------------------------------------------------
+// --- CFG-NAVX5, CFG-NAV5, CFG-ANT, CFG-RATE, the rest ---------------------------------------------------
 
 TEST_F(UbxConfigurationTest, Navx5AppliesOnlyWhatItsMaskNames) {
     Bytes wanted(40, 0);
@@ -263,13 +257,12 @@ TEST_F(UbxConfigurationTest, RateSetsTheEpochs) {
     EXPECT_EQ(configure(ubx::kCfgRate, rate(100, 2)), only(ack(ubx::kCfgRate)));
     EXPECT_EQ(receiver.output().epochPeriod, 200ms);
     EXPECT_EQ(poll(ubx::kCfgRate), rate(100, 2));
-    for (const Bytes& wrong : {rate(20), rate(1000, 0), rate(1000, 200), rate(1000, 1, 9), Bytes(5, 1)}) {
+    for (const Bytes& wrong : {rate(20), rate(1000, 0), rate(1000, 200), rate(1000, 1, 9), Bytes(5, 1)})
         EXPECT_EQ(configure(ubx::kCfgRate, wrong), only(nak(ubx::kCfgRate)));
-    }
 }
 
 TEST_F(UbxConfigurationTest, BlocksWithoutEffectAreKeptAndPolled) {
-    const std::vector<std::pair<std::uint8_t, std::size_t>> blocks = {
+    const std::vector<std::pair<uint8_t, std::size_t>> blocks = {
         {ubx::kCfgOdo, 20}, {ubx::kCfgItfm, 8}, {ubx::kCfgLogfilter, 12}};
     for (const auto& [id, length] : blocks) {
         const Bytes wanted(length, 0x15);
@@ -286,7 +279,7 @@ TEST_F(UbxConfigurationTest, SbasRxmTimePulseAndInfAreChecked) {
     EXPECT_EQ(configure(ubx::kCfgRxm, {8, 9}), only(nak(ubx::kCfgRxm)));
     EXPECT_EQ(poll(ubx::kCfgTp5, {1}).at(0), 1);
     EXPECT_EQ(configure(ubx::kCfgTp5, Bytes(32, 9)), only(nak(ubx::kCfgTp5))) << "no time pulse 9";
-    EXPECT_EQ(poll(ubx::kCfgInf, {1}).size(), 10U);
+    EXPECT_EQ(poll(ubx::kCfgInf, {1}).size(), 10u);
 }
 
 TEST_F(UbxConfigurationTest, AnUnknownCfgMessageIsRefused) {
@@ -294,10 +287,9 @@ TEST_F(UbxConfigurationTest, AnUnknownCfgMessageIsRefused) {
     EXPECT_EQ(configure(0x99, {}), only(nak(0x99)));
 }
 
-// --- CFG-CFG, CFG-RST
-// ---------------------------------------------------------------------------------------
+// --- CFG-CFG, CFG-RST -----------------------------------------------------------------------------------
 
-Bytes saveAndLoad(std::uint32_t clear, std::uint32_t save, std::uint32_t load) {
+Bytes saveAndLoad(uint32_t clear, uint32_t save, uint32_t load) {
     return PayloadWriter().u4(clear).u4(save).u4(load).bytes();
 }
 

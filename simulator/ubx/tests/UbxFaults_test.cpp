@@ -28,9 +28,8 @@ TEST_F(UbxFaultsTest, RefuseAnswersWithNakAndChangesNothing) {
 
 TEST_F(UbxFaultsTest, RefuseWithoutACountLastsUntilNormal) {
     command({"ubx-refuse"});
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 5; ++i)
         EXPECT_EQ(setAntenna(), only(nak(ubx::kCfgAnt)));
-    }
     command({"ubx-normal"});
     EXPECT_EQ(setAntenna(), only(ack(ubx::kCfgAnt)));
 }
@@ -59,37 +58,36 @@ TEST_F(UbxFaultsTest, LateDelaysEachAnswer) {
 TEST_F(UbxFaultsTest, OldSpeedAcknowledgesBeforeTheChange) {
     command({"ubx-old-speed"});
     configure(ubx::kCfgPrt, PayloadWriter().u1(1).zeros(3).u4(0x8C0).u4(115200).u2(7).u2(3).zeros(4).bytes());
-    EXPECT_EQ(last.outgoing.at(0).baudRate, 9600U);
-    EXPECT_EQ(receiver.baudRate(), 115200U);
+    EXPECT_EQ(last.outgoing.at(0).baudRate, 9600u);
+    EXPECT_EQ(receiver.baudRate(), 115200u);
 }
 
 TEST_F(UbxFaultsTest, SplitCutsAnAnswerInTwoWithAGap) {
     command({"ubx-split", "4", "300"});
     EXPECT_EQ(setAntenna(), only(ack(ubx::kCfgAnt)));
-    ASSERT_EQ(last.outgoing.size(), 2U);
-    EXPECT_EQ(last.outgoing[0].bytes.size(), 4U);
+    ASSERT_EQ(last.outgoing.size(), 2u);
+    EXPECT_EQ(last.outgoing[0].bytes.size(), 4u);
     EXPECT_EQ(last.outgoing[1].delay - last.outgoing[0].delay, 300ms);
 }
 
 TEST_F(UbxFaultsTest, DropLosesOneByteOfEachAnswer) {
     command({"ubx-drop", "3"});
     EXPECT_TRUE(setAntenna().empty());
-    EXPECT_EQ(last.outgoing.at(0).bytes.size(), 9U);
+    EXPECT_EQ(last.outgoing.at(0).bytes.size(), 9u);
 }
 
 TEST_F(UbxFaultsTest, FlipDamagesOneByteOfEachAnswer) {
     command({"ubx-flip", "7"});
     EXPECT_TRUE(setAntenna().empty());
-    EXPECT_EQ(last.outgoing.at(0).bytes.size(), 10U);
+    EXPECT_EQ(last.outgoing.at(0).bytes.size(), 10u);
 }
 
 TEST_F(UbxFaultsTest, EverySoManyDamagesOnlyThoseAnswers) {
     command({"ubx-flip", "7", "3"});
     std::size_t sound = 0;
-    for (int i = 0; i < 9; ++i) {
+    for (int i = 0; i < 9; ++i)
         sound += setAntenna().size();
-    }
-    EXPECT_EQ(sound, 6U);
+    EXPECT_EQ(sound, 6u);
 }
 
 TEST_F(UbxFaultsTest, MixedPutsForeignTrafficIntoADump) {
@@ -98,7 +96,7 @@ TEST_F(UbxFaultsTest, MixedPutsForeignTrafficIntoADump) {
     command({"ubx-mixed"});
     const auto frames = dump();
     EXPECT_EQ(std::count(frames.begin(), frames.end(), ack(ubx::kCfgMsg)), 5);
-    EXPECT_EQ(frames.size(), 10U + 5 + 1);
+    EXPECT_EQ(frames.size(), 10u + 5 + 1);
     EXPECT_EQ(last.outgoing.at(1).bytes, "$GNTXT,01,01,02,ANTSTATUS=OK*25\r\n");
 }
 
@@ -107,7 +105,7 @@ TEST_F(UbxFaultsTest, EarlyAckSendsTheAcknowledgementAheadOfTheFrames) {
     command({"database", "10"});
     command({"ubx-early-ack"});
     const auto frames = dump();
-    ASSERT_EQ(frames.size(), 11U);
+    ASSERT_EQ(frames.size(), 11u);
     EXPECT_EQ(frames.front().id, ubx::kMgaAckData0);
     EXPECT_EQ(frames.back().id, ubx::kMgaDbd);
 }
@@ -137,9 +135,8 @@ TEST_F(UbxFaultsTest, WrongArgumentsAreExplainedAndChangeNothing) {
     EXPECT_EQ(rejection({"ubx-late", "-1"}), "ubx-late takes milliseconds from 0 to 60000.");
     EXPECT_EQ(rejection({"ubx-mixed", "x"}), "ubx-mixed takes no arguments.");
     EXPECT_EQ(rejection({"database", "2001"}), "database takes a number of records from 0 to 2000, or lost.");
-    for (const char* name : {"ubx-split", "ubx-drop", "ubx-flip"}) {
+    for (const char* name : {"ubx-split", "ubx-drop", "ubx-flip"})
         EXPECT_NE(rejection({name, "0"}), "");
-    }
     EXPECT_EQ(state("ubx_faults"), "none");
 }
 

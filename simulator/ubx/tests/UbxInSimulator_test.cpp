@@ -29,10 +29,10 @@ protected:
         return bytes;
     }
     std::vector<UbxFrame> framesWithin(Duration duration) { return framesIn(listen(duration)); }
-    void tell(std::uint8_t messageClass, std::uint8_t id, const Bytes& payload) {
+    void tell(uint8_t messageClass, uint8_t id, const Bytes& payload) {
         simulator.fromHost(text(encodeUbx({messageClass, id, payload})) + "\n", portBaud, now);
     }
-    void setSpeed(std::uint32_t baud) {
+    void setSpeed(uint32_t baud) {
         tell(ubx::kCfg, ubx::kCfgPrt,
              PayloadWriter().u1(1).zeros(3).u4(0x8C0).u4(baud).u2(7).u2(3).zeros(4).bytes());
     }
@@ -52,21 +52,17 @@ protected:
     }
     Duration timeToFix() {
         const TimePoint from = now;
-        while (simulator.lastEpoch().fix == FixType::None && now < from + 60s) {
+        while (simulator.lastEpoch().fix == FixType::None && now < from + 60s)
             listen(1s);
-        }
         return now - from;
     }
     std::string state(const std::string& key) const {
-        for (const KeyValue& line : simulator.state(now)) {
-            if (line.key == key) {
+        for (const KeyValue& line : simulator.state(now))
+            if (line.key == key)
                 return line.value;
-            }
-        }
         return "(no such key)";
     }
-    static std::size_t count(const std::vector<UbxFrame>& frames, std::uint8_t messageClass,
-                             std::uint8_t id) {
+    static std::size_t count(const std::vector<UbxFrame>& frames, uint8_t messageClass, uint8_t id) {
         return static_cast<std::size_t>(
             std::count_if(frames.begin(), frames.end(), [&](const UbxFrame& frame) {
                 return frame.messageClass == messageClass && frame.id == id;
@@ -74,8 +70,8 @@ protected:
     }
 
     TimePoint now{};
-    unsigned portBaud = 9600;
-    unsigned speedOfLast = 0;
+    uint32_t portBaud = 9600;
+    uint32_t speedOfLast = 0;
     Simulator simulator;
 };
 
@@ -88,8 +84,8 @@ TEST_F(UbxInSimulatorTest, AHostAtTheWrongSpeedIsNotUnderstood) {
 
 TEST_F(UbxInSimulatorTest, AChangeOfSpeedIsAcknowledgedAtTheNewOne) {
     setSpeed(115200);
-    EXPECT_EQ(count(framesWithin(500ms), ubx::kAck, ubx::kAckAck), 1U);
-    EXPECT_EQ(speedOfLast, 115200U);
+    EXPECT_EQ(count(framesWithin(500ms), ubx::kAck, ubx::kAckAck), 1u);
+    EXPECT_EQ(speedOfLast, 115200u);
     EXPECT_EQ(state("baud"), "115200");
 }
 
@@ -97,8 +93,8 @@ TEST_F(UbxInSimulatorTest, TheFaultOldSpeedIsSeenOnTheLine) {
     listen(1600ms);
     EXPECT_EQ(simulator.command("ubx-old-speed", now), "");
     setSpeed(115200);
-    EXPECT_EQ(count(framesWithin(300ms), ubx::kAck, ubx::kAckAck), 1U);
-    EXPECT_EQ(speedOfLast, 9600U);
+    EXPECT_EQ(count(framesWithin(300ms), ubx::kAck, ubx::kAckAck), 1u);
+    EXPECT_EQ(speedOfLast, 9600u);
     EXPECT_EQ(state("baud"), "115200");
 }
 
@@ -107,14 +103,12 @@ TEST_F(UbxInSimulatorTest, ARestoredDatabaseShortensTheNextStart) {
     EXPECT_GE(timeToFix(), 20s);
     tell(ubx::kMga, ubx::kMgaDbd, {});
     const auto dump = framesWithin(3s);
-    EXPECT_GE(count(dump, ubx::kMga, ubx::kMgaDbd), 10U);
+    EXPECT_GE(count(dump, ubx::kMga, ubx::kMgaDbd), 10u);
     pulseReset();
     bringUp();
-    for (const UbxFrame& frame : dump) {
-        if (frame.id == ubx::kMgaDbd) {
+    for (const UbxFrame& frame : dump)
+        if (frame.id == ubx::kMgaDbd)
             tell(frame.messageClass, frame.id, frame.payload);
-        }
-    }
     EXPECT_LE(timeToFix(), 3s);
     EXPECT_EQ(state("mga_refused"), "0");
 }
@@ -133,9 +127,9 @@ TEST_F(UbxInSimulatorTest, ALongDumpArrivesWholeAmongTheSentences) {
     tell(ubx::kMga, ubx::kMgaDbd, {});
     const std::string bytes = listen(8s);
     const auto frames = framesIn(bytes);
-    EXPECT_EQ(count(frames, ubx::kMga, ubx::kMgaDbd), 300U);
+    EXPECT_EQ(count(frames, ubx::kMga, ubx::kMgaDbd), 300u);
     EXPECT_EQ(frames.back().id, ubx::kMgaAckData0);
-    EXPECT_EQ(PayloadReader(frames.back().payload).u4(4), 300U);
+    EXPECT_EQ(PayloadReader(frames.back().payload).u4(4), 300u);
     EXPECT_LT(bytes.find("RMC,"), bytes.rfind("\xb5\x62\x13\x80")) << "epochs go on meanwhile";
 }
 
@@ -152,14 +146,13 @@ TEST_F(UbxInSimulatorTest, TheSentencesFollowTheConfiguration) {
 
 TEST_F(UbxInSimulatorTest, ADaemonSwitchesFromSentencesToBinary) {
     bringUp();
-    for (const std::uint8_t id : Bytes{0, 1, 2, 3, 4, 5}) {
+    for (const uint8_t id : Bytes{0, 1, 2, 3, 4, 5})
         tell(ubx::kCfg, ubx::kCfgMsg, {ubx::kNmea, id, 0});
-    }
     tell(ubx::kCfg, ubx::kCfgMsg, {ubx::kNav, 0x07, 1});
     listen(1s);
     const std::string bytes = listen(5s);
     EXPECT_EQ(bytes.find("$G"), std::string::npos);
-    EXPECT_EQ(count(framesIn(bytes), ubx::kNav, 0x07), 5U);
+    EXPECT_EQ(count(framesIn(bytes), ubx::kNav, 0x07), 5u);
 }
 
 TEST_F(UbxInSimulatorTest, ASplitAnswerPausesOnTheLine) {
@@ -168,7 +161,7 @@ TEST_F(UbxInSimulatorTest, ASplitAnswerPausesOnTheLine) {
     EXPECT_EQ(simulator.command("ubx-split 4 300", now), "");
     tell(ubx::kCfg, ubx::kCfgAnt, {1, 0, 0, 0});
     EXPECT_EQ(listen(200ms), std::string("\xb5\x62\x05\x01", 4));
-    EXPECT_EQ(listen(200ms).size(), 6U);
+    EXPECT_EQ(listen(200ms).size(), 6u);
 }
 
 TEST_F(UbxInSimulatorTest, ALossOfPowerForgetsEverything) {
@@ -188,7 +181,7 @@ TEST_F(UbxInSimulatorTest, EachFrameFromTheHostIsALineOfTheLog) {
     std::vector<std::string> lines;
     simulator.setLog([&lines](const std::string& line) { lines.push_back(line); });
     setSpeed(115200);
-    ASSERT_EQ(lines.size(), 1U);
+    ASSERT_EQ(lines.size(), 1u);
     EXPECT_NE(lines[0].find("port=9600"), std::string::npos);
     EXPECT_NE(lines[0].find("CFG-PRT uart1 115200 in 0x07 out 0x03: ACK-ACK"), std::string::npos);
 }

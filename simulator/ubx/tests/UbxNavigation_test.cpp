@@ -6,24 +6,22 @@ namespace {
 
 class UbxNavigationTest : public UbxTest {
 protected:
-    Bytes message(std::uint8_t id, const Epoch& epoch) {
+    Bytes message(uint8_t id, const Epoch& epoch) {
         switchOn(id);
-        for (const UbxFrame& frame : pass(epoch)) {
-            if (frame.id == id) {
+        for (const UbxFrame& frame : pass(epoch))
+            if (frame.id == id)
                 return frame.payload;
-            }
-        }
         return {};
     }
 };
 
 // 2026-01-01T00:00:18.250 in GPS time is the Thursday of week 2399.
-constexpr std::uint32_t kTowMs = (4 * 24 * 3600 + 18) * 1000 + 250;
+constexpr uint32_t kTowMs = (4 * 24 * 3600 + 18) * 1000 + 250;
 
 TEST_F(UbxNavigationTest, PvtTellsTimePositionAndMotion) {
     const Bytes payload = message(0x07, goodEpoch());
     const PayloadReader pvt(payload);
-    ASSERT_EQ(payload.size(), 92U);
+    ASSERT_EQ(payload.size(), 92u);
     EXPECT_EQ(pvt.u4(0), kTowMs);
     EXPECT_EQ(pvt.u2(4), 2026);
     EXPECT_EQ(pvt.u1(11), 0x07);
@@ -40,13 +38,13 @@ TEST_F(UbxNavigationTest, PvtTellsTimePositionAndMotion) {
 TEST_F(UbxNavigationTest, PvtTellsAccuraciesInMillimetres) {
     const Bytes payload = message(0x07, goodEpoch());
     const PayloadReader pvt(payload);
-    EXPECT_EQ(pvt.u4(40), 2500U);
-    EXPECT_EQ(pvt.u4(44), 4000U);
+    EXPECT_EQ(pvt.u4(40), 2500u);
+    EXPECT_EQ(pvt.u4(44), 4000u);
     EXPECT_EQ(pvt.i4(48), 0) << "north";
     EXPECT_EQ(pvt.i4(52), 10000) << "east";
     EXPECT_EQ(pvt.i4(60), 10000);
     EXPECT_EQ(pvt.i4(64), 9000000);
-    EXPECT_EQ(pvt.u4(68), 300U);
+    EXPECT_EQ(pvt.u4(68), 300u);
     EXPECT_EQ(pvt.u2(76), 170);
 }
 
@@ -57,7 +55,7 @@ TEST_F(UbxNavigationTest, PvtWithoutFixClaimsNothing) {
     EXPECT_EQ(pvt.u1(20), 0);
     EXPECT_EQ(pvt.u1(21), 0);
     EXPECT_EQ(pvt.i4(24), 0);
-    EXPECT_EQ(pvt.u4(40), 0xFFFFFFFFU);
+    EXPECT_EQ(pvt.u4(40), 0xFFFFFFFFu);
 }
 
 TEST_F(UbxNavigationTest, PvtRoundsToTheNextSecondWithANegativeRest) {
@@ -70,7 +68,7 @@ TEST_F(UbxNavigationTest, PvtRoundsToTheNextSecondWithANegativeRest) {
 
 TEST_F(UbxNavigationTest, DopIsInHundredths) {
     const Bytes payload = message(0x04, goodEpoch());
-    ASSERT_EQ(payload.size(), 18U);
+    ASSERT_EQ(payload.size(), 18u);
     const PayloadReader dop(payload);
     EXPECT_EQ(dop.u2(4), 190);
     EXPECT_EQ(dop.u2(6), 170);
@@ -82,20 +80,20 @@ TEST_F(UbxNavigationTest, DopIsInHundredths) {
 TEST_F(UbxNavigationTest, SatListsEachSatelliteWithItsSystem) {
     const Bytes payload = message(0x35, goodEpoch());
     const PayloadReader sat(payload);
-    ASSERT_EQ(payload.size(), 8U + 12 * 12);
+    ASSERT_EQ(payload.size(), 8u + 12 * 12);
     EXPECT_EQ(sat.u1(4), 1);
     EXPECT_EQ(sat.u1(5), 12);
     EXPECT_EQ(sat.u1(8 + 12 * 8), 2) << "Galileo";
     EXPECT_EQ(sat.u1(9 + 12 * 8), 12);
-    EXPECT_EQ(sat.u4(16) & 0x08U, 0x08U) << "the first one is used";
-    EXPECT_EQ(sat.u4(16 + 12 * 11) & 0x0FU, 0x01U) << "the last one is searched for";
+    EXPECT_EQ(sat.u4(16) & 0x08u, 0x08u) << "the first one is used";
+    EXPECT_EQ(sat.u4(16 + 12 * 11) & 0x0Fu, 0x01u) << "the last one is searched for";
     EXPECT_EQ(sat.i2(12 + 12 * 11), 0) << "359.6 degrees are north";
 }
 
 TEST_F(UbxNavigationTest, SvInfoUsesTheSingleNumberSpace) {
     const Bytes payload = message(0x30, goodEpoch());
     const PayloadReader info(payload);
-    ASSERT_EQ(payload.size(), 8U + 12 * 12);
+    ASSERT_EQ(payload.size(), 8u + 12 * 12);
     EXPECT_EQ(info.u1(9 + 12 * 8), 222) << "Galileo 12";
     EXPECT_EQ(info.u1(9 + 12 * 9), 73) << "GLONASS 9";
     EXPECT_EQ(info.u1(9 + 12 * 10), 123) << "SBAS";
@@ -104,12 +102,11 @@ TEST_F(UbxNavigationTest, SvInfoUsesTheSingleNumberSpace) {
 TEST_F(UbxNavigationTest, SolAndEcefTellTheSamePlace) {
     const Bytes sol = message(0x06, goodEpoch());
     const Bytes position = message(0x01, goodEpoch());
-    ASSERT_EQ(sol.size(), 52U);
+    ASSERT_EQ(sol.size(), 52u);
     EXPECT_EQ(PayloadReader(sol).i2(8), 2399);
     EXPECT_EQ(PayloadReader(sol).u1(11), 0x0F);
-    for (const std::size_t axis : {0U, 4U, 8U}) {
+    for (const std::size_t axis : {0u, 4u, 8u})
         EXPECT_EQ(PayloadReader(sol).i4(12 + axis), PayloadReader(position).i4(4 + axis));
-    }
     EXPECT_NEAR(PayloadReader(position).i4(4), 378531000, 5000000) << "X of Berlin in centimetres";
 }
 
@@ -127,7 +124,7 @@ TEST_F(UbxNavigationTest, TimesTellLeapSecondsAndValidity) {
     EXPECT_EQ(PayloadReader(gps).u4(0), kTowMs);
     EXPECT_EQ(PayloadReader(gps).i1(10), 18);
     EXPECT_EQ(PayloadReader(gps).u1(11), 0x07);
-    EXPECT_EQ(PayloadReader(gps).u4(12), 30U);
+    EXPECT_EQ(PayloadReader(gps).u4(12), 30u);
     const Bytes utc = message(0x21, blindEpoch());
     EXPECT_EQ(PayloadReader(utc).u1(19), 0x00);
 }
@@ -137,31 +134,29 @@ TEST_F(UbxNavigationTest, SbasNamesTheSatelliteThatCorrects) {
     const PayloadReader sbas(payload);
     EXPECT_EQ(sbas.u1(4), 123);
     EXPECT_EQ(sbas.u1(8), 8) << "the GPS satellites used";
-    EXPECT_EQ(payload.size(), 12U + 12 * 8);
+    EXPECT_EQ(payload.size(), 12u + 12 * 8);
 }
 
 TEST_F(UbxNavigationTest, StatusTellsTheTimeToFirstFix) {
     pass(blindEpoch());
     const Bytes payload = message(0x03, goodEpoch());
-    EXPECT_EQ(PayloadReader(payload).u4(8), 2000U);
-    EXPECT_EQ(PayloadReader(payload).u4(12), 2000U);
+    EXPECT_EQ(PayloadReader(payload).u4(8), 2000u);
+    EXPECT_EQ(PayloadReader(payload).u4(12), 2000u);
 }
 
 TEST_F(UbxNavigationTest, EveryMessageHasItsLength) {
-    const std::vector<std::pair<std::uint8_t, std::size_t>> lengths = {
+    const std::vector<std::pair<uint8_t, std::size_t>> lengths = {
         {0x01, 20}, {0x02, 28}, {0x03, 16}, {0x04, 18}, {0x06, 52}, {0x07, 92}, {0x11, 20},
         {0x12, 36}, {0x20, 16}, {0x21, 20}, {0x22, 20}, {0x26, 24}, {0x61, 4}};
-    for (const auto& [id, length] : lengths) {
+    for (const auto& [id, length] : lengths)
         EXPECT_EQ(message(id, goodEpoch()).size(), length) << ubx::name(ubx::kNav, id);
-    }
 }
 
 TEST_F(UbxNavigationTest, TheSolutionComesFirstAndTheEndOfEpochLast) {
-    for (const std::uint8_t id : Bytes{0x61, 0x35, 0x01, 0x07}) {
+    for (const uint8_t id : Bytes{0x61, 0x35, 0x01, 0x07})
         switchOn(id);
-    }
     const auto frames = pass(goodEpoch());
-    ASSERT_EQ(frames.size(), 4U);
+    ASSERT_EQ(frames.size(), 4u);
     EXPECT_EQ(frames.front().id, 0x07);
     EXPECT_EQ(frames.back().id, 0x61);
 }
@@ -169,18 +164,17 @@ TEST_F(UbxNavigationTest, TheSolutionComesFirstAndTheEndOfEpochLast) {
 TEST_F(UbxNavigationTest, RatesCountEpochs) {
     configure(ubx::kCfgMsg, {ubx::kNav, 0x07, 3});
     std::size_t sent = 0;
-    for (int i = 0; i < 9; ++i) {
+    for (int i = 0; i < 9; ++i)
         sent += pass(goodEpoch()).size();
-    }
-    EXPECT_EQ(sent, 3U);
+    EXPECT_EQ(sent, 3u);
 }
 
 TEST_F(UbxNavigationTest, MessagesArePolledFromTheLastEpoch) {
     EXPECT_TRUE(tell(ubx::kNav, 0x07).empty()) << "before the first epoch";
     pass(goodEpoch());
     const auto answers = tell(ubx::kNav, 0x07);
-    ASSERT_EQ(answers.size(), 1U);
-    EXPECT_EQ(answers[0].payload.size(), 92U);
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(answers[0].payload.size(), 92u);
 }
 
 } // namespace

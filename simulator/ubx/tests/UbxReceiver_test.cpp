@@ -27,7 +27,7 @@ protected:
 
 TEST_F(UbxReceiverTest, TakesTheDriversPortFrame) {
     EXPECT_EQ(echo(kSetPort), only(ack(ubx::kCfgPrt)));
-    EXPECT_EQ(receiver.baudRate(), 115200U);
+    EXPECT_EQ(receiver.baudRate(), 115200u);
     EXPECT_EQ(last.log, (std::vector<std::string>{"CFG-PRT uart1 115200 in 0x07 out 0x03: ACK-ACK"}));
 }
 
@@ -57,7 +57,7 @@ TEST_F(UbxReceiverTest, TakesTheDriversAntennaFrame) {
 TEST_F(UbxReceiverTest, AnswersTheDriversDatabasePoll) {
     echo(kSetNavx5);
     command({"database", "3"});
-    EXPECT_EQ(echo(kPollDatabase).size(), 4U);
+    EXPECT_EQ(echo(kPollDatabase).size(), 4u);
     EXPECT_EQ(last.log.at(0), "MGA-DBD poll: 3 records");
 }
 
@@ -92,9 +92,9 @@ TEST_F(UbxReceiverTest, LineFeedsSentencesAndRubbishDoNoHarm) {
 
 TEST_F(UbxReceiverTest, SaysThatItIsAnM8) {
     const auto answers = tell(ubx::kMon, ubx::kMonVer);
-    ASSERT_EQ(answers.size(), 1U);
+    ASSERT_EQ(answers.size(), 1u);
     const std::string version = text(answers[0].payload);
-    EXPECT_EQ(version.size(), 40U + 4 * 30);
+    EXPECT_EQ(version.size(), 40u + 4 * 30);
     EXPECT_STREQ(version.data(), "ROM CORE 3.01 (107888)");
     EXPECT_STREQ(version.data() + 30, "00080000");
     EXPECT_NE(version.find("PROTVER=18.00"), std::string::npos);
@@ -103,7 +103,7 @@ TEST_F(UbxReceiverTest, SaysThatItIsAnM8) {
 
 TEST_F(UbxReceiverTest, AnswersMonGnssAndMonHw) {
     EXPECT_EQ(tell(ubx::kMon, ubx::kMonGnss).at(0).payload, (Bytes{1, 15, 3, 3, 3, 0, 0, 0}));
-    EXPECT_EQ(tell(ubx::kMon, ubx::kMonHw).at(0).payload.size(), 60U);
+    EXPECT_EQ(tell(ubx::kMon, ubx::kMonHw).at(0).payload.size(), 60u);
 }
 
 TEST_F(UbxReceiverTest, AnswersNothingToWhatItDoesNotKnow) {
@@ -113,12 +113,11 @@ TEST_F(UbxReceiverTest, AnswersNothingToWhatItDoesNotKnow) {
 }
 
 TEST_F(UbxReceiverTest, TheResetLineBringsFactoryConfigurationAndAnEmptyMemory) {
-    for (const std::string& frame : {kSetPort, kSetNmea, kSetGnss, kSetNavx5, kSetAntenna}) {
+    for (const std::string& frame : {kSetPort, kSetNmea, kSetGnss, kSetNavx5, kSetAntenna})
         echo(frame);
-    }
     pass(goodEpoch());
     receiver.reset(ResetCause::ResetLine, now);
-    EXPECT_EQ(receiver.baudRate(), 9600U);
+    EXPECT_EQ(receiver.baudRate(), 9600u);
     EXPECT_EQ(state("nmea_version"), "4.0");
     EXPECT_EQ(state("ack_aiding"), "off");
     EXPECT_EQ(state("database_frames"), "0");
@@ -156,43 +155,41 @@ TEST_F(UbxReceiverTest, AColdRestartForgetsEverything) {
 TEST_F(UbxReceiverTest, ARestartOfTheGnssPartKeepsTheConfiguration) {
     echo(kSetPort);
     configure(ubx::kCfgRst, {0, 0, 2, 0});
-    EXPECT_EQ(receiver.baudRate(), 115200U);
+    EXPECT_EQ(receiver.baudRate(), 115200u);
     configure(ubx::kCfgRst, {0, 0, 0, 0});
-    EXPECT_EQ(receiver.baudRate(), 9600U) << "nothing was saved";
+    EXPECT_EQ(receiver.baudRate(), 9600u) << "nothing was saved";
 }
 
 TEST_F(UbxReceiverTest, TakesAllThatADaemonSendsToSwitchToBinary) {
     const Bytes port = PayloadWriter().u1(1).zeros(3).u4(0x8D0).u4(9600).u2(0x27).u2(0x23).zeros(4).bytes();
     EXPECT_EQ(configure(ubx::kCfgPrt, port), only(ack(ubx::kCfgPrt)));
-    for (const std::uint8_t id : Bytes{0x04, 0x20, 0x06, 0x30, 0x01, 0x07, 0x11, 0x35, 0x61, 0x26}) {
+    for (const uint8_t id : Bytes{0x04, 0x20, 0x06, 0x30, 0x01, 0x07, 0x11, 0x35, 0x61, 0x26})
         EXPECT_EQ(configure(ubx::kCfgMsg, {ubx::kNav, id, 1}), only(ack(ubx::kCfgMsg)));
-    }
-    for (const std::uint8_t id : Bytes{0, 1, 2, 3, 4, 5, 7, 8, 9}) {
+    for (const uint8_t id : Bytes{0, 1, 2, 3, 4, 5, 7, 8, 9})
         EXPECT_EQ(configure(ubx::kCfgMsg, {ubx::kNmea, id, 0}), only(ack(ubx::kCfgMsg)));
-    }
-    EXPECT_EQ(pass(goodEpoch()).size(), 10U);
+    EXPECT_EQ(pass(goodEpoch()).size(), 10u);
 }
 
 TEST_F(UbxReceiverTest, EveryFrameWhateverItHoldsIsCountedAndLogged) {
     acknowledgeAiding();
-    unsigned frames = 1;
-    for (unsigned kind = 0; kind < 0x10000; kind += 3) {
-        const auto messageClass = static_cast<std::uint8_t>(kind >> 8U);
-        const auto id = static_cast<std::uint8_t>(kind & 0xFFU);
-        const auto filling = static_cast<std::uint8_t>(kind % 7);
+    uint32_t frames = 1;
+    for (uint32_t kind = 0; kind < 0x10000; kind += 3) {
+        const auto messageClass = static_cast<uint8_t>(kind >> 8u);
+        const auto id = static_cast<uint8_t>(kind & 0xFFu);
+        const auto filling = static_cast<uint8_t>(kind % 7);
         tell(messageClass, id, Bytes(kind % 97, filling));
         ++frames;
-        ASSERT_EQ(last.log.size(), 1U);
+        ASSERT_EQ(last.log.size(), 1u);
     }
     EXPECT_EQ(state("frames_received"), std::to_string(frames));
 }
 
 TEST_F(UbxReceiverTest, NoiseIsNeverTakenForAFrame) {
-    std::uint32_t noise = 1;
+    uint32_t noise = 1;
     std::string bytes(200000, ' ');
     for (char& byte : bytes) {
-        noise = noise * 1664525U + 1013904223U;
-        byte = static_cast<char>(noise >> 24U);
+        noise = noise * 1664525u + 1013904223u;
+        byte = static_cast<char>(noise >> 24u);
     }
     EXPECT_TRUE(tell(bytes).empty());
     EXPECT_EQ(state("frames_received"), "0");

@@ -1,5 +1,5 @@
-// The vocabulary of the UBX tests: a receiver on virtual time, what it is told and what it said.
-#pragma once
+#ifndef UBXTESTSUPPORT_H
+#define UBXTESTSUPPORT_H
 
 #include <gtest/gtest.h>
 
@@ -13,13 +13,15 @@
 #include "UbxPayload.h"
 #include "UbxReceiver.h"
 
+/// The vocabulary of the UBX tests: a receiver on virtual time, what it is told and what it said.
+
 namespace simulator {
 
 using namespace std::chrono_literals;
 
 inline std::string text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
-// "\\xb5\\x62" as a shell's echo -e reads it, one-digit escapes included.
+/// "\\xb5\\x62" as a shell's echo -e reads it, one-digit escapes included.
 inline std::string fromEscapes(const std::string& escaped) {
     std::string bytes;
     for (std::size_t at = escaped.find("\\x"); at != std::string::npos;) {
@@ -30,7 +32,7 @@ inline std::string fromEscapes(const std::string& escaped) {
     return bytes;
 }
 
-// 12 satellites in the sky over Berlin, a corrected 3D fix under way.
+/// 12 satellites in the sky over Berlin, a corrected 3D fix under way.
 inline Epoch goodEpoch() {
     Epoch epoch;
     epoch.utc = UtcTime(std::chrono::seconds(1767225600) + 250ms); // 2026-01-01T00:00:00.250Z
@@ -46,9 +48,8 @@ inline Epoch goodEpoch() {
     epoch.courseAccuracyDeg = 1;
     epoch.timeAccuracyS = 30e-9;
     epoch.dops = {1.9, 1.7, 1.0, 1.4, 0.9, 0.7, 0.71};
-    for (int number = 1; number <= 8; ++number) {
+    for (int number = 1; number <= 8; ++number)
         epoch.satellites.push_back({Constellation::Gps, number, 10.0 * number, 40.0 * number, 40, true});
-    }
     epoch.satellites.push_back({Constellation::Galileo, 12, 45, 100, 38, true});
     epoch.satellites.push_back({Constellation::Glonass, 9, 30, 200, 35, true});
     epoch.satellites.push_back({Constellation::Sbas, 123, 30, 180, 36, false});
@@ -66,20 +67,18 @@ class UbxTest : public ::testing::Test {
 protected:
     UbxTest() : receiver(EngineOptions{}) { receiver.reset(ResetCause::PowerUp, now); }
 
-    // Frames the receiver answered; what stood between them is in `last.outgoing`.
+    /// Frames the receiver answered; what stood between them is in `last.outgoing`.
     std::vector<UbxFrame> tell(const std::string& bytes) {
         last = receiver.receive(bytes, now);
         return answersOf(last);
     }
-    std::vector<UbxFrame> tell(std::uint8_t messageClass, std::uint8_t id, const Bytes& payload = {}) {
+    std::vector<UbxFrame> tell(uint8_t messageClass, uint8_t id, const Bytes& payload = {}) {
         return tell(text(encodeUbx({messageClass, id, payload})));
     }
-    std::vector<UbxFrame> configure(std::uint8_t id, const Bytes& payload) {
-        return tell(ubx::kCfg, id, payload);
-    }
-    Bytes poll(std::uint8_t id, const Bytes& selector = {}) {
+    std::vector<UbxFrame> configure(uint8_t id, const Bytes& payload) { return tell(ubx::kCfg, id, payload); }
+    Bytes poll(uint8_t id, const Bytes& selector = {}) {
         const auto answers = configure(id, selector);
-        EXPECT_EQ(answers.size(), 2U) << "a poll brings the block and an acknowledgement";
+        EXPECT_EQ(answers.size(), 2u) << "a poll brings the block and an acknowledgement";
         return answers.empty() ? Bytes{} : answers.front().payload;
     }
     std::vector<UbxFrame> pass(const Epoch& epoch) {
@@ -97,26 +96,23 @@ protected:
         payload[17] = 1;
         configure(ubx::kCfgNavx5, payload);
     }
-    void switchOn(std::uint8_t navId) { configure(ubx::kCfgMsg, {ubx::kNav, navId, 1}); }
+    void switchOn(uint8_t navId) { configure(ubx::kCfgMsg, {ubx::kNav, navId, 1}); }
 
     std::string state(const std::string& key) const {
-        for (const KeyValue& line : receiver.state()) {
-            if (line.key == key) {
+        for (const KeyValue& line : receiver.state())
+            if (line.key == key)
                 return line.value;
-            }
-        }
         return "(no such key)";
     }
 
     static std::vector<UbxFrame> answersOf(const Reaction& reaction) {
         std::string bytes;
-        for (const Outgoing& outgoing : reaction.outgoing) {
+        for (const Outgoing& outgoing : reaction.outgoing)
             bytes += outgoing.bytes;
-        }
         return framesIn(bytes);
     }
-    static UbxFrame ack(std::uint8_t id) { return {ubx::kAck, ubx::kAckAck, {ubx::kCfg, id}}; }
-    static UbxFrame nak(std::uint8_t id) { return {ubx::kAck, ubx::kAckNak, {ubx::kCfg, id}}; }
+    static UbxFrame ack(uint8_t id) { return {ubx::kAck, ubx::kAckAck, {ubx::kCfg, id}}; }
+    static UbxFrame nak(uint8_t id) { return {ubx::kAck, ubx::kAckNak, {ubx::kCfg, id}}; }
     static std::vector<UbxFrame> only(const UbxFrame& frame) { return {frame}; }
 
     TimePoint now{};
@@ -129,3 +125,5 @@ inline void PrintTo(const UbxFrame& frame, std::ostream* out) {
 }
 
 } // namespace simulator
+
+#endif
