@@ -11,7 +11,8 @@ constexpr char kInitialPositionNotSupported[] =
 
 } // namespace
 
-// Asked for while the library loads and never again.
+// KEEP: asked for while the library loads and never again, so a HAL that comes later is not used.
+// Pinned by FreshDriver.KeepsTheHalItWasGivenWhenTheLibraryWasLoaded
 RuxoHAL* ruxoHal = RuxoHAL::Instance();
 
 GPSHAL::GPSHAL(const char* name) : halName(name) {}

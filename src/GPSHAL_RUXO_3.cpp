@@ -19,15 +19,16 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
 
+#include "AntennaValues.h"
 #include "DatabaseFile.h"
 #include "GpsReport.h"
 #include "GpsdSession.h"
@@ -35,9 +36,11 @@
 #include "LibraryThread.h"
 #include "Log.h"
 #include "Pause.h"
+#include "ReaderCycle.h"
 #include "SatelliteTexts.h"
 #include "Saturate.h"
 #include "Shell.h"
+#include "Snapshot.h"
 
 namespace {
 
@@ -603,20 +606,11 @@ constexpr int kStartChecks = 9;
 constexpr uint32_t kGpsdStartUpSeconds = 3; // between Initialize and the first connection
 constexpr uint32_t kMillisecondsPerSecond = 1000;
 
-constexpr useconds_t kReaderPauseUs = 50000;
-constexpr unsigned int kEmptyCyclesAllowed = 10;
 constexpr unsigned int kPauseAfterReloadSeconds = 5;
 
-constexpr time_t kFreshSeconds = 10;
 constexpr double kSatelliteLogSeconds = 1800.0;
 
-constexpr double kMicrodegreesPerDegree = 1000000.0;
-constexpr double kThousandths = 1000.0;
-
 constexpr unsigned int kPositionAccuracyCentimetres = 1000;
-
-constexpr GPSAntennaState kAntennaInOrder = GPSAntennaState(1);
-constexpr GPSAntennaState kAntennaNotAsked = GPSAntennaState(2);
 
 // Shell commands.
 constexpr char kFindGpsd[] = "pidof gpsd";
@@ -631,8 +625,6 @@ constexpr char kNoRuxoHal[] = "GPSHAL_RUXO_3 Initialize: RuxoHAL instance not fo
 constexpr char kStartDelayed[] = "GPSD Start: requires additional start delay.";
 constexpr char kThreadFailed[] = "GPSD Start: Failed creating data thread!";
 constexpr char kConnectFailed[] = "Failed to connect to GPSD server (errno=%d)";
-constexpr char kCloseSocket[] = "Close GPS socket";
-constexpr char kCyclesWithoutData[] = "%d cycles without any data reception have been detected";
 constexpr char kRestarting[] = "GPSD does not provide any data - restarting GPSD";
 constexpr char kSatelliteSummary[] =
     "GPSD GetSatellites: visible satellites: %d, used satellites: %d, mode: %d, PDOP: %f";
@@ -640,62 +632,61 @@ constexpr char kSatelliteList[] = "GPSD GetSatellites: %s";
 
 // --- Driver: helpers ------------------------------------------------------------------------------------
 
-// KEEP: good reads don't reset it: it counts since the last restart. Pinned by
-// ReaderThread.CountsAcrossGoodReports
-unsigned int countEmptyCycle() { return ++GPSHAL_RUXO_3::noDataReadCounter; }
-
-void logEmptyCycles(unsigned int count) {
-    LOG(Logging::LevelError, kCyclesWithoutData, static_cast<int>(count));
-}
-
-/// A wait that brought nothing; enough of them end the thread.
-void endIfSilent(GpsdSession& session, ReaderBlock& block) {
-    const unsigned int count = countEmptyCycle();
-    if (count > kEmptyCyclesAllowed) {
-        LOG(Logging::LevelError, kCloseSocket);
-        session.close();
-        block.stopRequested = true;
-    }
-    logEmptyCycles(count);
-}
-
-void readOneReport(GpsdSession& session, ReaderBlock& block) {
-    const time_t cycleTime = time(nullptr); // taken before the wait: the age counts from here
-    if (!session.wait()) {
-        endIfSilent(session, block);
-        return;
-    }
-    // KEEP: counted, but only an empty wait tests the limit.
-    // Pinned by ReaderThread.EndsAtNoFailedReadButAtTheNextEmptyWait
-    if (!session.read())
-        logEmptyCycles(countEmptyCycle());
-    // KEEP: a failed read is copied all the same, with the mask that the record still holds, so old values
-    // stay fresh. Pinned by ReaderThread.RefreshesArrivalTimesAfterAFailedRead
-    sem_wait(&semaphore);
-    gpsreport::copy(session.record(), cycleTime, block);
-    sem_post(&semaphore);
-    usleep(kReaderPauseUs);
-}
-
-/// Mean signal-to-noise ratio of the satellites in use.
-unsigned int meanSnr(const ReaderBlock& reader, int32_t count, int32_t satellitesUsed) {
-    unsigned int sum = 0;
-    for (int32_t i = 0; i < count; ++i)
-        if (reader.used[i])
-            sum += saturate<uint32_t>(reader.ss[i]);
-    // KEEP: divided by gpsd's own count, not by the number of entries marked used.
-    // Pinned by GetSatellites.DividesByGpsdsOwnCountOfUsedSatellites
-    const auto divisor = static_cast<unsigned int>(satellitesUsed);
-    return divisor == 0 ? 0 : sum / divisor;
-}
-
-unsigned int horizontalErrorMetres(double epx, double epy) {
-    const float sumOfSquares = toSingle(epx * epx + epy * epy);
-    return saturate<uint32_t>(std::sqrt(static_cast<double>(sumOfSquares)));
-}
-
+/// The platform's answer; `state` stays as it was where it gives none.
 unsigned int queryAntenna(GPSAntennaState& state) {
-    return ruxoHal == nullptr ? GPS_ERR_NOT_AVAILABLE : ruxoHal->GetGNSSAntennaState(state);
+    if (ruxoHal == nullptr)
+        return GPS_ERR_NOT_AVAILABLE;
+    try {
+        return ruxoHal->GetGNSSAntennaState(state);
+    } catch (const std::bad_alloc&) {
+        return GPS_ERR_FAILED;
+    }
+}
+
+/// Checks once a second whether gpsd is `up`, or gone, until it is so or `checks` are over. `found` is the
+/// driver's finding.
+void waitForGpsd(GPSHAL_RUXO_3& driver, const bool& found, bool up, int checks) {
+    for (int i = 0; i < checks; ++i) {
+        driver.checkgpsd();
+        if (found == up)
+            return;
+        pauseSeconds(1);
+    }
+}
+
+void restartAfterSilence(GPSHAL& driver, UbxConfigHandler& receiver) {
+    LOG(Logging::LevelError, kRestarting);
+    driver.Stop();
+    driver.Finalize();
+    receiver.reloadConfig();
+    pauseSeconds(kPauseAfterReloadSeconds);
+    driver.Initialize();
+    driver.Start();
+    GPSHAL_RUXO_3::noDataReadCounter = 0;
+}
+
+/// Sets `data.valid`; returns the antenna query's result.
+unsigned int judgeValidity(const ReaderBlock& reader, time_t now, GPSData& data) {
+    // KEEP: a status that came lately makes a fix valid, whatever its value.
+    // Pinned by GetData.DoesNotDependOnTheValueOfTheStatus
+    if (!isFresh(reader.tsStatus, now))
+        return GPS_ERR_NO_CURRENT_DATA;
+    GPSAntennaState antenna = kAntennaNotInOrder;
+    const unsigned int rc = queryAntenna(antenna);
+    data.valid = rc == 0 && antenna == kAntennaInOrder;
+    return rc;
+}
+
+/// Without memory for its lists, only the first line.
+void logSatellites(const ReaderBlock& reader, int32_t count) {
+    LOG(Logging::LevelInfo, kSatelliteSummary, reader.satellitesVisible, reader.satellitesUsed, reader.mode,
+        reader.pdop);
+    try {
+        const SatelliteTexts texts = describeSatellites(reader, count);
+        for (const std::string* list : {&texts.prns, &texts.snrs, &texts.used})
+            LOG(Logging::LevelInfo, kSatelliteList, list->c_str());
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 } // namespace
@@ -723,6 +714,7 @@ unsigned int GPSHAL_RUXO_3::Initialize() {
     const unsigned int rc = startgpsd();
     initializeTick = ruxo_systemtick();
     active = true;
+    // KEEP: a HAL that is missing is only logged. Pinned by DriverInitialize.LogsAMissingHalAndSucceeds
     if (RuxoHAL::Instance() == nullptr)
         LOG(Logging::LevelCritical, kNoRuxoHal);
     return rc;
@@ -757,6 +749,7 @@ unsigned int GPSHAL_RUXO_3::Start() {
 }
 
 unsigned int GPSHAL_RUXO_3::Stop() {
+    // KEEP: asked of a driver that doesn't run too. Pinned by DriverStop.JoinsNothingWhenNotRunning
     reader.stopRequested = true;
     if (!running)
         return 0;
@@ -767,26 +760,7 @@ unsigned int GPSHAL_RUXO_3::Stop() {
     return 0;
 }
 
-void GPSHAL_RUXO_3::SetTimesToZero() {
-    static constexpr time_t ReaderBlock::*kArrivals[] = {
-        &ReaderBlock::tsStatus,
-        &ReaderBlock::tsTime,
-        &ReaderBlock::tsMode,
-        &ReaderBlock::tsLatLon,
-        &ReaderBlock::tsAltitude,
-        &ReaderBlock::tsTrack,
-        &ReaderBlock::tsSpeed,
-        &ReaderBlock::tsClimb,
-        &ReaderBlock::tsSatellites,
-        &ReaderBlock::tsTimeError,
-        &ReaderBlock::tsHorizontalError,
-        &ReaderBlock::tsVerticalError,
-        &ReaderBlock::tsSpeedError,
-        &ReaderBlock::tsDop,
-    };
-    for (time_t ReaderBlock::*arrival : kArrivals)
-        reader.*arrival = 0;
-}
+void GPSHAL_RUXO_3::SetTimesToZero() { gpsreport::makeStale<gps_data_t>(reader); }
 
 unsigned int GPSHAL_RUXO_3::getgnss() { return 0; }
 
@@ -808,8 +782,9 @@ unsigned int GPSHAL_RUXO_3::killgpsd() {
         const ShellCommand kill(kKillGpsd);
         if (!kill.started())
             LOG(Logging::LevelError, kKillFailed);
-        waitForGpsd(false, kKillChecks);
+        waitForGpsd(*this, gpsdRunning, false, kKillChecks);
     }
+    // KEEP: also when gpsd is still there. Pinned by GpsdControl.GivesUpOnAGpsdThatWillNotDieAfterTenSleeps
     Util::File::RemoveSingleFile(kPidFile);
     return 0;
 }
@@ -821,17 +796,8 @@ unsigned int GPSHAL_RUXO_3::startgpsd() {
     const ShellCommand start(kStartGpsd);
     if (!start.started())
         LOG(Logging::LevelError, kStartFailed);
-    waitForGpsd(true, kStartChecks);
+    waitForGpsd(*this, gpsdRunning, true, kStartChecks);
     return 0;
-}
-
-void GPSHAL_RUXO_3::waitForGpsd(bool up, int checks) {
-    for (int i = 0; i < checks; ++i) {
-        checkgpsd();
-        if (gpsdRunning == up)
-            return;
-        sleep(1);
-    }
 }
 
 // --- Reader ---------------------------------------------------------------------------------------------
@@ -839,8 +805,6 @@ void GPSHAL_RUXO_3::waitForGpsd(bool up, int checks) {
 void* GPSHAL_RUXO_3::ReadData(void* readerBlock) {
     ReaderBlock& block = *static_cast<ReaderBlock*>(readerBlock);
     GpsdSession session;
-    if (!session.exists())
-        return nullptr;
     const int rc = session.open();
     errno = rc;
     if (rc < 0)
@@ -853,59 +817,18 @@ void* GPSHAL_RUXO_3::ReadData(void* readerBlock) {
 
 // --- Queries --------------------------------------------------------------------------------------------
 
-bool GPSHAL_RUXO_3::isFresh(time_t arrival) const { return arrival >= lastQueryTime - kFreshSeconds; }
-
-void GPSHAL_RUXO_3::restartAfterSilence() {
-    LOG(Logging::LevelError, kRestarting);
-    Stop();
-    Finalize();
-    ubxConfig.reloadConfig();
-    sleep(kPauseAfterReloadSeconds);
-    Initialize();
-    Start();
-    noDataReadCounter = 0;
-}
-
-unsigned int GPSHAL_RUXO_3::judgeValidity(GPSData& data) const {
-    if (!isFresh(reader.tsStatus))
-        return GPS_ERR_NO_CURRENT_DATA;
-    GPSAntennaState antenna = kAntennaNotAsked;
-    const unsigned int rc = queryAntenna(antenna);
-    data.valid = rc == 0 && antenna == kAntennaInOrder;
-    return rc;
-}
-
 unsigned int GPSHAL_RUXO_3::GetData(GPSData& data) {
     lastQueryTime = time(nullptr);
     data.Clear();
+    // KEEP: the time is not taken again after the restart. Pinned by
+    // Watchdog.ReportsStaleDataMeasuredFromBeforeTheRestart
     if (noDataReadCounter > kEmptyCyclesAllowed)
-        restartAfterSilence();
+        restartAfterSilence(*this, ubxConfig);
     if (!running)
         return GPS_ERR_NOT_RUNNING;
-    const unsigned int rc = judgeValidity(data);
-    fillFreshFields(data);
+    const unsigned int rc = judgeValidity(reader, lastQueryTime, data);
+    fillFreshFields(reader, lastQueryTime, data);
     return rc;
-}
-
-void GPSHAL_RUXO_3::fillFreshFields(GPSData& data) const {
-    if (isFresh(reader.tsTime))
-        data.time = reader.fixTime;
-    if (isFresh(reader.tsLatLon)) {
-        data.latitude = saturate<int32_t>(reader.latitude * kMicrodegreesPerDegree);
-        data.longitude = saturate<int32_t>(reader.longitude * kMicrodegreesPerDegree);
-    }
-    if (isFresh(reader.tsAltitude))
-        data.altitude = saturate<int32_t>(reader.altitude * kThousandths);
-    if (isFresh(reader.tsTrack))
-        data.course = saturate<uint32_t>(reader.track * kThousandths);
-    if (isFresh(reader.tsSpeed))
-        data.speed = saturate<uint32_t>(reader.speed * kThousandths);
-    if (isFresh(reader.tsDop)) {
-        data.hdop = toSingle(reader.hdop);
-        data.tdop = toSingle(reader.tdop);
-        data.pdop = toSingle(reader.pdop);
-        data.gdop = toSingle(reader.gdop);
-    }
 }
 
 unsigned int GPSHAL_RUXO_3::GetCurrentTime(long& utcSeconds) {
@@ -913,7 +836,7 @@ unsigned int GPSHAL_RUXO_3::GetCurrentTime(long& utcSeconds) {
     utcSeconds = 0;
     if (!running)
         return GPS_ERR_NOT_RUNNING;
-    if (!isFresh(reader.tsTime))
+    if (!isFresh(reader.tsTime, lastQueryTime))
         return GPS_ERR_NO_CURRENT_DATA;
     utcSeconds = reader.fixTime;
     return 0;
@@ -921,6 +844,8 @@ unsigned int GPSHAL_RUXO_3::GetCurrentTime(long& utcSeconds) {
 
 unsigned int GPSHAL_RUXO_3::GetAntennaStatus(GPSAntennaState& state) {
     lastQueryTime = time(nullptr);
+    // KEEP: in order as long as nobody says otherwise, also of a driver that is stopped.
+    // Pinned by GetAntennaStatus.IsInOrderAndNotAskedWhenNotRunning
     state = kAntennaInOrder;
     return running ? queryAntenna(state) : GPS_ERR_NOT_RUNNING;
 }
@@ -930,7 +855,7 @@ unsigned int GPSHAL_RUXO_3::GetStatus(bool& receiving) {
     receiving = false;
     if (!running)
         return GPS_ERR_NOT_RUNNING;
-    receiving = isFresh(reader.tsStatus);
+    receiving = isFresh(reader.tsStatus, lastQueryTime);
     return 0;
 }
 
@@ -940,25 +865,20 @@ unsigned int GPSHAL_RUXO_3::GetSatellites(unsigned int& snr, unsigned int& visib
     visible = 0;
     if (!running)
         return GPS_ERR_NOT_RUNNING;
-    if (!isFresh(reader.tsSatellites))
+    if (!isFresh(reader.tsSatellites, lastQueryTime))
         return GPS_ERR_NO_CURRENT_DATA;
     const int32_t reported = reader.satellitesVisible;
     const int32_t count = std::clamp(reported, 0, static_cast<int32_t>(kSatelliteCapacity));
+    // KEEP: gpsd's own figure, also outside of what the snapshot holds. Pinned by
+    // GetSatellites.ReportsMoreThanItHasRoomForAsGpsdCountsThem and
+    // GetSatellites.ReportsANegativeCountAsItStandsAndCountsNothing
     visible = static_cast<unsigned int>(reported);
     snr = meanSnr(reader, count, reader.satellitesUsed);
-    if (difftime(lastQueryTime, lastSatelliteLog) >= kSatelliteLogSeconds)
-        logSatellites(count);
+    if (difftime(lastQueryTime, lastSatelliteLog) >= kSatelliteLogSeconds) {
+        lastSatelliteLog = time(nullptr);
+        logSatellites(reader, count);
+    }
     return 0;
-}
-
-void GPSHAL_RUXO_3::logSatellites(int32_t count) {
-    lastSatelliteLog = time(nullptr);
-    const SatelliteTexts texts = describeSatellites(reader, count);
-    LOG(Logging::LevelInfo, kSatelliteSummary, reader.satellitesVisible, reader.satellitesUsed, reader.mode,
-        reader.pdop);
-    LOG(Logging::LevelInfo, kSatelliteList, texts.prns.c_str());
-    LOG(Logging::LevelInfo, kSatelliteList, texts.snrs.c_str());
-    LOG(Logging::LevelInfo, kSatelliteList, texts.used.c_str());
 }
 
 unsigned int GPSHAL_RUXO_3::GetErrorEstimates(unsigned int& horizontalError, int& timeError) {
@@ -967,15 +887,17 @@ unsigned int GPSHAL_RUXO_3::GetErrorEstimates(unsigned int& horizontalError, int
     timeError = 0;
     if (!running)
         return GPS_ERR_NOT_RUNNING;
-    if (isFresh(reader.tsTimeError))
-        timeError = saturate<int32_t>(reader.ept * kThousandths);
-    if (isFresh(reader.tsHorizontalError))
+    if (isFresh(reader.tsTimeError, lastQueryTime))
+        timeError = saturate<int32_t>(reader.ept * kMillisecondsPerSecond);
+    if (isFresh(reader.tsHorizontalError, lastQueryTime))
         horizontalError = horizontalErrorMetres(reader.epx, reader.epy);
     return 0;
 }
 
 unsigned int GPSHAL_RUXO_3::setInitialPosition(unsigned int latitude, unsigned int longitude,
                                                unsigned int altitude) {
+    // KEEP: no position on the equator, on the zero meridian or at sea level can be handed over.
+    // Pinned by DriverWithoutPosition.ChangesNothing
     if (latitude == 0 || longitude == 0 || altitude == 0)
         return 0;
     Stop();

@@ -64,13 +64,6 @@ public:
     static unsigned int noDataReadCounter;
 
 private:
-    void waitForGpsd(bool up, int checks);
-    bool isFresh(time_t arrival) const;
-    void restartAfterSilence();
-    unsigned int judgeValidity(GPSData& data) const;
-    void fillFreshFields(GPSData& data) const;
-    void logSatellites(int32_t count);
-
     bool active;      ///< between Initialize and Finalize
     bool running;     ///< between Start and Stop
     bool gpsdRunning; ///< finding of the last checkgpsd

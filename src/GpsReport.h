@@ -20,20 +20,35 @@
 ///   - `fix.time` is a double (unit) or a timespec (from API 9);
 ///   - from API 9 the altitude is `fix.altMSL`, or `fix.altHAE` where that isn't known;
 ///   - `gps_read` takes the record alone (unit) or a message buffer too (from API 7).
+///
+/// What libgps's mask `set` says, which decides the copy (the same in all generations):
+///   - a TPV report (the fix) sets it anew: STATUS_SET with every one, fix or not; TIME_SET, MODE_SET,
+///     LATLON_SET, ALTITUDE_SET, TRACK_SET, SPEED_SET, CLIMB_SET and the bits of the error estimates for what
+///     gpsd knows; a fix without altitude doesn't carry ALTITUDE_SET;
+///   - a SKY report (satellites and dilutions) adds SATELLITE_SET and DOP_SET to what the fix before it left;
+///   - any other message, and a line that is no message, leaves it as it is.
+/// So the sky view behind a fix brings the fix's values once more, and old values count as fresh as long as
+/// anything comes.
+///
+/// A `Report` below is libgps's `gps_data_t`, or a stand-in of another generation's shape. Nothing here
+/// fails, throws, locks or blocks.
 namespace gpsreport {
 
 // --- Differences between generations --------------------------------------------------------------------
 
+/// Whether a report's fix status stands beside its `fix`.
 template <typename Report, typename = void>
 struct HasOuterStatus : std::false_type {};
 template <typename Report>
 struct HasOuterStatus<Report, std::void_t<decltype(Report::status)>> : std::true_type {};
 
+/// Whether a fix tells altitudes above the sea and above the ellipsoid apart.
 template <typename Fix, typename = void>
 struct HasAltMsl : std::false_type {};
 template <typename Fix>
 struct HasAltMsl<Fix, std::void_t<decltype(Fix::altMSL)>> : std::true_type {};
 
+/// gpsd's fix status. Its numbers differ between generations; nothing may depend on the value.
 template <typename Report>
 int32_t status(const Report& report) {
     if constexpr (HasOuterStatus<Report>::value)
@@ -42,6 +57,7 @@ int32_t status(const Report& report) {
         return report.fix.status;
 }
 
+/// Metres above mean sea level, or above the ellipsoid where that isn't known; NaN where neither is.
 template <typename Fix>
 double altitude(const Fix& fix) {
     if constexpr (HasAltMsl<Fix>::value)
@@ -50,17 +66,21 @@ double altitude(const Fix& fix) {
         return fix.altitude;
 }
 
-/// Whole seconds, truncated toward zero.
+/// A fix's time in whole seconds since the Unix epoch, truncated toward zero and limited to 32 bits; NaN is
+/// 0.
 inline int32_t seconds(double time) { return saturate<int32_t>(time); }
 inline int32_t seconds(const timespec& time) {
     const bool fractionBeforeEpoch = time.tv_sec < 0 && time.tv_nsec > 0;
     return saturateSeconds<int32_t>(static_cast<long long>(time.tv_sec) + (fractionBeforeEpoch ? 1 : 0));
 }
 
+/// Reads one report into `report` with libgps's `gpsRead`, and gives its result: the bytes that were read, 0
+/// for half a report, -1 when gpsd has gone. Only to be called for a session that is connected.
 template <typename Report>
 int read(int (*gpsRead)(Report*), Report* report) {
     return gpsRead(report);
 }
+/// The same from API 7 on. The text of the message is of no use here.
 template <typename Report>
 int read(int (*gpsRead)(Report*, char*, int), Report* report) {
     return gpsRead(report, nullptr, 0);
@@ -68,15 +88,16 @@ int read(int (*gpsRead)(Report*, char*, int), Report* report) {
 
 // --- The copy ---------------------------------------------------------------------------------------------
 
-/// One row of the copy: the values taken from a report that carries all bits of `mask`, and the arrival time
-/// that is stamped with them.
+/// One row of the copy: a group of values that come together.
 template <typename Report>
 struct CopyRow {
-    gps_mask_t mask;
-    void (*copy)(const Report& report, ReaderBlock& block);
-    time_t ReaderBlock::*arrival;
+    gps_mask_t mask;                                        ///< a report that carries all these bits has them
+    void (*copy)(const Report& report, ReaderBlock& block); ///< takes the values, and nothing else
+    time_t ReaderBlock::*arrival;                           ///< stamped with them; no two rows share one
 };
 
+/// Takes the sky view: both counts as they stand, and as many satellites as report and snapshot have room
+/// for. Entries behind them keep what they held. Angles that are no numbers are 0.
 template <typename Report>
 void copySatellites(const Report& report, ReaderBlock& block) {
     block.satellitesVisible = report.satellites_visible;
@@ -93,6 +114,7 @@ void copySatellites(const Report& report, ReaderBlock& block) {
     }
 }
 
+/// Takes the seven dilutions of precision.
 template <typename Report>
 void copyDop(const Report& report, ReaderBlock& block) {
     block.xdop = report.dop.xdop;
@@ -104,9 +126,9 @@ void copyDop(const Report& report, ReaderBlock& block) {
     block.gdop = report.dop.gdop;
 }
 
-/// Copies what `report` carries into `block`, stamped with `cycleTime`.
+/// The rows, in the order of the copy.
 template <typename Report>
-void copy(const Report& report, time_t cycleTime, ReaderBlock& block) {
+const auto& copyRows() {
     using R = const Report&;
     using B = ReaderBlock;
     // KEEP: the dilutions are taken from reports that carry time, position, altitude and sky view together;
@@ -129,12 +151,27 @@ void copy(const Report& report, time_t cycleTime, ReaderBlock& block) {
         {SPEEDERR_SET, [](R r, B& b) { b.eps = r.fix.eps; }, &B::tsSpeedError},
         {kDopMask, copyDop<Report>, &B::tsDop},
     };
-    for (const CopyRow<Report>& row : kRows) {
+    return kRows;
+}
+
+/// Copies what `report` carries into `block`, each value stamped with `cycleTime`, in seconds since the Unix
+/// epoch. What the report doesn't carry stays as it is. Called by the reader thread, with `semaphore` held.
+template <typename Report>
+void copy(const Report& report, time_t cycleTime, ReaderBlock& block) {
+    for (const CopyRow<Report>& row : copyRows<Report>()) {
         if ((report.set & row.mask) != row.mask)
             continue;
         row.copy(report, block);
         block.*row.arrival = cycleTime;
     }
+}
+
+/// Makes every value that the copy ever stamps count as stale: all arrival times are 0 afterwards, and
+/// nothing else is changed. Called before a reader is started.
+template <typename Report>
+void makeStale(ReaderBlock& block) {
+    for (const CopyRow<Report>& row : copyRows<Report>())
+        block.*row.arrival = 0;
 }
 
 } // namespace gpsreport

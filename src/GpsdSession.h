@@ -2,75 +2,57 @@
 #define GPSDSESSION_H
 
 #include <gps.h>
-#include <sys/select.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
+#include <memory>
 
-#include "GpsReport.h"
-
-/// A connection to gpsd through libgps: one session record, closed and released once.
+/// A connection to the gpsd of this machine through libgps: one session record, closed and released once,
+/// and safe where libgps is not.
+///
+/// One thread uses it from its construction to its end: the reader. Order of use: `open`, `watch`, then
+/// `wait` and `read` in turns, also when the opening failed (each wait is then over at once, and each read
+/// fails). Nothing here throws or logs.
 class GpsdSession {
 public:
-    GpsdSession() : record_(static_cast<gps_data_t*>(calloc(1, sizeof(gps_data_t)))) {}
-    ~GpsdSession() {
-        close();
-        free(record_);
-    }
+    /// Takes memory for the record, about 24 kB, all zeros. Without memory the session behaves like one whose
+    /// opening failed.
+    GpsdSession();
+    /// Closes what is still open and releases the record.
+    ~GpsdSession();
     GpsdSession(const GpsdSession&) = delete;
     GpsdSession& operator=(const GpsdSession&) = delete;
 
-    bool exists() const { return record_ != nullptr; }
-    const gps_data_t& record() const { return *record_; }
-
-    /// Connects to gpsd; returns libgps's result, negative when it failed.
+    /// Connects to gpsd on "localhost", port "2947". 0, or negative when it failed: libgps's own result,
+    /// `-EMFILE` when the connection's descriptor is one that libgps can't wait on (1024 and above),
+    /// `-ENOMEM` when there is no record to connect with.
+    ///
+    /// Blocks as long as the system tries to connect. Where somebody listens on the port and never accepts,
+    /// that is more than two minutes for each address of "localhost". To be called once.
     int open();
-    /// Asks for reports.
-    void watch() { gps_stream(record_, kWatchFlags, nullptr); }
-    /// Waits for a report; false when none came in time.
-    bool wait() const { return gps_waiting(record_, kReportTimeoutUs); }
-    /// Reads one report; true when it brought data.
+
+    /// Asks gpsd for reports as JSON. What it answers shows in the waits.
+    void watch();
+
+    /// Waits for a report for up to 5 s; false when none came, also when a signal interrupted the wait. True
+    /// at once when a read would not block: a report is there, gpsd has gone, or the session isn't connected.
+    bool wait() const;
+
+    /// Reads one report into the record; true when it brought data. False for half a report, for a gpsd that
+    /// has gone and for a session that isn't connected: the record then holds what it held before.
     bool read();
+
+    /// What the last report left, or null when there is no record. Its mask `set` collects: a report of a fix
+    /// sets it anew, a sky view adds its bit, others leave it. Valid until the session goes, also once
+    /// closed.
+    const gps_data_t* record() const { return record_.get(); }
+
+    /// Ends the connection; the record stays. The session then behaves like one that isn't connected. No
+    /// effect when it is closed already.
     void close();
 
 private:
-    static constexpr unsigned int kWatchFlags = WATCH_ENABLE | WATCH_JSON;
-    static constexpr int kReportTimeoutUs = 5000000;
-    static constexpr int kNoDescriptor = -6; // -1 and -2 would name libgps's shared memory and D-Bus
-
-    gps_data_t* record_;
-    bool open_ = false;
-    bool usable_ = false;
+    std::unique_ptr<gps_data_t> record_; ///< null without memory
+    bool open_ = false;                  ///< gps_open was called, gps_close not yet: a second one would crash
+    bool usable_ = false;                ///< gps_read may be called: without a connection it would crash
 };
-
-inline int GpsdSession::open() {
-    int rc = gps_open("localhost", "2947", record_);
-    open_ = true;
-    // libgps waits with select, which aborts the process on a descriptor beyond its set. Only the descriptor
-    // is closed here: after gps_close, libgps would wait on a released session and crash.
-    if (rc >= 0 && record_->gps_fd >= FD_SETSIZE) {
-        ::close(static_cast<int>(record_->gps_fd));
-        record_->gps_fd = kNoDescriptor;
-        rc = -EMFILE;
-    }
-    // A failed open may leave the number of another source, which gps_waiting would crash on.
-    if (rc < 0 && record_->gps_fd < 0)
-        record_->gps_fd = kNoDescriptor;
-    // After a failed open gps_read would crash; it counts as failed without being called.
-    usable_ = rc >= 0 || record_->gps_fd >= 0;
-    return rc;
-}
-
-inline bool GpsdSession::read() {
-    const int rc = usable_ ? gpsreport::read(gps_read, record_) : -1;
-    return rc != 0 && rc != -1;
-}
-
-inline void GpsdSession::close() {
-    if (open_)
-        gps_close(record_);
-    open_ = false;
-}
 
 #endif

@@ -2,37 +2,23 @@
 #define SATELLITETEXTS_H
 
 #include <cstdint>
-#include <locale>
-#include <sstream>
 #include <string>
 
 #include "ReaderBlock.h"
 
-/// What GetSatellites logs of each satellite, as three lists.
+/// What GetSatellites logs of each satellite once in half an hour: three lists, an entry a satellite, in the
+/// order of gpsd's sky view. Log readers take them apart, so every character of them counts.
 struct SatelliteTexts {
-    std::string prns;
-    std::string snrs;
-    std::string used;
+    std::string prns; ///< "PRNs: [5,12,29]; " with a blank at its end
+    std::string snrs; ///< "SNRs: [21,38,17.5]; " in dB-Hz, at most 6 digits each, with a blank at its end
+    std::string used; ///< "Used: [N,Y,N]" without one
 };
 
-template <typename Append>
-std::string satelliteList(const char* title, const char* end, int32_t count, Append append) {
-    std::ostringstream text;
-    text.imbue(std::locale::classic()); // an application's locale may group digits
-    text << title;
-    for (int32_t i = 0; i < count; ++i) {
-        append(text, i);
-        text << (i == count - 1 ? end : ",");
-    }
-    return text.str();
-}
-
-inline SatelliteTexts describeSatellites(const ReaderBlock& reader, int32_t count) {
-    const auto prn = [&](std::ostream& text, int32_t i) { text << reader.PRN[i]; };
-    const auto snr = [&](std::ostream& text, int32_t i) { text << reader.ss[i]; };
-    const auto used = [&](std::ostream& text, int32_t i) { text << (reader.used[i] ? 'Y' : 'N'); };
-    return {satelliteList("PRNs: [", "]; ", count, prn), satelliteList("SNRs: [", "]; ", count, snr),
-            satelliteList("Used: [", "]", count, used)};
-}
+/// The lists of the first `count` satellites in `reader`, 0 to kSatelliteCapacity; whoever calls limits the
+/// number that gpsd reported. Without satellites the brackets stay open: "PRNs: [".
+///
+/// Numbers look the same whatever locale the application has set. Takes no lock: called by a query, and may
+/// see a report half copied. Throws `std::bad_alloc` for want of memory, rather than give lists cut short.
+SatelliteTexts describeSatellites(const ReaderBlock& reader, int32_t count);
 
 #endif

@@ -5,8 +5,12 @@
 #include <limits>
 #include <type_traits>
 
-/// `value` truncated toward zero; NaN gives 0, a value beyond the type's range its limit. A plain conversion
-/// would be undefined there, and gpsd reports NaN for what it doesn't know.
+/// Every conversion of the library from floating point to a narrower type goes through here. A plain one is
+/// undefined for NaN and for values beyond the type's range, and gpsd reports NaN for whatever it doesn't
+/// know. Pure functions: from any thread, nothing fails.
+
+/// `value` truncated toward zero. NaN gives 0, a value beyond the type's range its limit; so anything
+/// negative gives 0 for an unsigned type. For integers of up to 32 bits: their limits are exact as a double.
 template <typename Integer>
 Integer saturate(double value) {
     static_assert(std::is_integral<Integer>::value && sizeof(Integer) <= 4, "limits must be exact as double");
@@ -20,7 +24,8 @@ Integer saturate(double value) {
     return static_cast<Integer>(value);
 }
 
-/// The same for a 64-bit or platform-sized count of seconds.
+/// A count of seconds in a smaller type, or the type's limit where it doesn't fit: `time_t` has 64 bits on
+/// many machines, while the records of the platform keep 32.
 template <typename Integer>
 Integer saturateSeconds(long long value) {
     using Limits = std::numeric_limits<Integer>;
@@ -29,7 +34,8 @@ Integer saturateSeconds(long long value) {
     return value > Limits::max() ? Limits::max() : static_cast<Integer>(value);
 }
 
-/// `value` rounded to single precision; beyond its range infinity, NaN stays.
+/// `value` rounded to single precision, to the nearest. Beyond its range it becomes infinity of the same
+/// sign; NaN stays NaN.
 inline float toSingle(double value) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     if (std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max()))

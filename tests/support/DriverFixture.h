@@ -4,25 +4,28 @@
 #include <memory>
 #include <vector>
 
+#include "Arrivals.h"
 #include "DriverMembers.h"
+#include "FailingMemory.h"
 #include "VirtualUnit.h"
 
-/// The snapshot's arrival times.
-using Arrival = time_t ReaderBlock::*;
-inline const std::vector<Arrival> kArrivals = {&ReaderBlock::tsStatus,
-                                               &ReaderBlock::tsTime,
-                                               &ReaderBlock::tsMode,
-                                               &ReaderBlock::tsLatLon,
-                                               &ReaderBlock::tsAltitude,
-                                               &ReaderBlock::tsTrack,
-                                               &ReaderBlock::tsSpeed,
-                                               &ReaderBlock::tsClimb,
-                                               &ReaderBlock::tsSatellites,
-                                               &ReaderBlock::tsTimeError,
-                                               &ReaderBlock::tsHorizontalError,
-                                               &ReaderBlock::tsVerticalError,
-                                               &ReaderBlock::tsSpeedError,
-                                               &ReaderBlock::tsDop};
+/// Tries `operation` without each of its allocations: first the n-th alone fails, then all from the n-th on,
+/// for every n. `before` and `after` each such run have their memory.
+template <typename Before, typename Operation, typename After>
+void withEachAllocationFailing(Before before, Operation operation, After after) {
+    for (const std::size_t count : {std::size_t{1}, FailingMemory::kForever}) {
+        bool hasFailed = true;
+        for (std::size_t n = 1; hasFailed; ++n) {
+            before();
+            {
+                const FailingMemory memory(n, count);
+                operation();
+                hasFailed = memory.hasFailed();
+            }
+            after();
+        }
+    }
+}
 
 /// A driver on a virtual unit, with what its construction did forgotten.
 template <typename Driver = GPSHAL_RUXO_3>
@@ -34,6 +37,7 @@ protected:
         unit.semaphores.journalAs(&reportSemaphore(), "semaphore");
         unit.forget();
     }
+    ~DriverFixtureOf() override { unit.clock.afterEachSleep = nullptr; } // the driver's end pauses too
 
     ReaderBlock& reader() { return (*driver).*memberOf(DriverReader()); }
 

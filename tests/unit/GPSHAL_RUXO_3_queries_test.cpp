@@ -3,8 +3,10 @@
 #include "GPSHAL_RUXO_3.h"
 
 #include <cmath>
+#include <csignal>
 #include <limits>
 #include <locale>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -380,6 +382,33 @@ TEST_F(Watchdog, BringsDataBackAfterTheReaderEndedByItself) {
     EXPECT_TRUE(data.valid);
 }
 
+TEST_F(Watchdog, BringsDataBackAfterAReaderThatGotNoMemory) {
+    {
+        unit.clock.afterEachSleep = [this](auto) { reader().stopRequested = noDataReadCounter() > 10; };
+        const FailingMemory none = FailingMemory::ofSize(sizeof(gps_data_t));
+        unit.threads.run();
+    }
+    unit.clock.afterEachSleep = nullptr;
+    getData();
+    EXPECT_LOGGED(3, "GPSD does not provide any data - restarting GPSD");
+    unit.gpsd.reports([](gps_data_t& r) { r.set = STATUS_SET; });
+    read();
+    EXPECT_EQ(getData(), 0u);
+    EXPECT_TRUE(data.valid);
+}
+
+TEST_F(Watchdog, PausesUndisturbedByTheApplicationsTimers) {
+    noDataReadCounter() = 11;
+    bool blocked = false;
+    unit.clock.afterEachSleep = [&](auto length) {
+        sigset_t mask;
+        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        blocked = blocked || (length == 5s && sigismember(&mask, SIGALRM) == 1);
+    };
+    getData();
+    EXPECT_TRUE(blocked);
+}
+
 TEST_F(Watchdog, ActsInNoOtherQuery) {
     noDataReadCounter() = 11;
     long seconds = 0;
@@ -495,6 +524,12 @@ TEST_F(GetAntennaStatus, HandsOnThePlatformsError) {
     EXPECT_EQ(state, 1u);
 }
 
+TEST_F(GetAntennaStatus, FailsWhenThePlatformHasNoMemoryForItsAnswer) {
+    unit.hal.atQuery = [] { throw std::bad_alloc(); };
+    EXPECT_EQ(get(), 0x17000001u);
+    EXPECT_EQ(state, 1u);
+}
+
 TEST_F(GetAntennaStatus, IsInOrderAndNotAskedWhenNotRunning) {
     stopped();
     EXPECT_EQ(get(), kNotRunning);
@@ -536,6 +571,11 @@ TEST_F(GetErrorEstimates, TruncatesMetres) {
 TEST_F(GetErrorEstimates, RoundsTheSumOfSquaresToSinglePrecision) {
     horizontalOf(4.99999999, 0); // its square is 25 in single precision
     EXPECT_EQ(horizontal, 5u);
+}
+
+TEST_F(GetErrorEstimates, TakesTheRootOfTheRoundedSumInDoublePrecision) {
+    horizontalOf(4.9999998, 0); // its square is 24.999998 in single precision, whose root rounds to 5 there
+    EXPECT_EQ(horizontal, 4u);
 }
 
 TEST_F(GetErrorEstimates, LimitsWhatIsNoNumber) {
@@ -764,6 +804,24 @@ TEST_F(GetSatellites, WritesNoDetailsOfAStaleSkyView) {
     get();
     EXPECT_THAT(unit.log.texts(), IsEmpty());
     EXPECT_EQ((*driver).*memberOf(DriverLastSatelliteLog()), 0);
+}
+
+TEST_F(GetSatellites, GivesItsFiguresAndOnlyWholeLinesWithoutMemory) {
+    sky({{5, 21, false}, {12, 38, true}, {29, 17.5, false}}, 1);
+    for (int16_t i = 3; i < 40; ++i)
+        reader().PRN[i] = i;
+    reader().satellitesVisible = 40;
+    const Lines whole = details();
+    withEachAllocationFailing(
+        [this] {
+            unit.forget();
+            (*driver).*memberOf(DriverLastSatelliteLog()) = kNow - 1800;
+        },
+        [this] { EXPECT_EQ(get(), 0u); },
+        [&] {
+            EXPECT_EQ(std::make_pair(snr, visible), std::make_pair(38u, 40u));
+            EXPECT_THAT(unit.log.texts(), ::testing::IsSubsetOf(whole));
+        });
 }
 
 /// An application's locale that groups digits and writes a decimal comma.

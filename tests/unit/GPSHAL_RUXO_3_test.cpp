@@ -213,6 +213,36 @@ TEST_F(GpsdControl, NeverRemovesThePidFileOfAStart) {
     EXPECT_EQ(unit.journal.count("remove"), 0u);
 }
 
+/// Whether a signal is blocked on this thread.
+bool isBlocked(int signal) {
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    return sigismember(&mask, signal) == 1;
+}
+
+TEST_F(GpsdControl, WaitsForGpsdUndisturbedByTheApplicationsTimers) {
+    daemon.running = true;
+    daemon.checksUntilGone = daemon.checksUntilUp = 2;
+    std::vector<std::pair<bool, bool>> seen;
+    unit.clock.afterEachSleep = [&](auto) { seen.emplace_back(isBlocked(SIGALRM), isBlocked(SIGTERM)); };
+    driver->killgpsd();
+    driver->startgpsd();
+    EXPECT_THAT(seen, ElementsAre(std::make_pair(true, false), std::make_pair(true, false)));
+    EXPECT_FALSE(isBlocked(SIGALRM));
+}
+
+TEST_F(GpsdControl, LosesOnlyLogLinesWithoutMemory) {
+    const auto allFail = [this] {
+        daemon = VirtualDaemon{};
+        for (const char* command : {"pidof gpsd", "gpsd -n -P /var/run/gpsd.pid /dev/ttymxc1"})
+            unit.shell.popenFails(command);
+        unit.forget();
+    };
+    withEachAllocationFailing(
+        allFail, [this] { EXPECT_EQ(driver->startgpsd(), 0u); },
+        [this] { EXPECT_EQ(unit.journal.count("sleep 1"), 9u); });
+}
+
 // --- Initialize and Finalize ----------------------------------------------------------------------------
 
 class DriverInitialize : public DriverFixture {};
@@ -427,6 +457,20 @@ TEST_F(DriverStart, SucceedsAndStaysRunningWhenTheThreadCanNotBeCreated) {
     EXPECT_EQ(sigismember(&after, SIGTERM), 0);
 }
 
+TEST_F(DriverStart, RunsAllItsLifeWithoutMemory) {
+    unit.hal.present = false; // so that there is something to log
+    withEachAllocationFailing([this] { unit.forget(); },
+                              [this] {
+                                  EXPECT_EQ(driver->GPSHAL_RUXO_3::Initialize(), 0u);
+                                  EXPECT_EQ(driver->GPSHAL_RUXO_3::Start(), 0u);
+                                  EXPECT_TRUE(driver->IsRunning());
+                                  EXPECT_EQ(driver->GPSHAL_RUXO_3::Stop(), 0u);
+                                  EXPECT_EQ(driver->GPSHAL_RUXO_3::Finalize(), 0u);
+                                  EXPECT_FALSE(driver->IsActive());
+                              },
+                              [this] { EXPECT_EQ(unit.journal.count("popen kill"), 1u); });
+}
+
 class DriverStop : public DriverFixture {};
 
 TEST_F(DriverStop, AsksTheThreadToStopAndJoinsIt) {
@@ -624,6 +668,71 @@ TEST_F(ReaderThread, ReadsFromTheLastDescriptorWithinSelectsReach) {
     read();
     EXPECT_EQ(reader().latitude, 48);
     EXPECT_EQ(unit.journal.count("close "), 0u);
+}
+
+// Without memory.
+
+class ReaderWithoutMemory : public ReaderThread {
+protected:
+    /// Runs the reader for so many cycles without memory for its session.
+    void readWithoutMemory(int cycles) {
+        unit.clock.afterEachSleep = [this, cycles](auto) mutable { reader().stopRequested = --cycles == 0; };
+        const FailingMemory none = FailingMemory::ofSize(sizeof(gps_data_t));
+        EXPECT_EQ(unit.threads.run(), nullptr);
+    }
+};
+
+TEST_F(ReaderWithoutMemory, IsLoggedAsAFailedConnectionAndCountsItsCycles) {
+    readWithoutMemory(3);
+    EXPECT_THAT(unit.log.texts(), ElementsAre("2 Failed to connect to GPSD server (errno=-12)", cycles(1),
+                                              cycles(2), cycles(3)));
+    EXPECT_EQ(noDataReadCounter(), 3u);
+    EXPECT_EQ(unit.journal.count("gps_"), 0u);
+    for (Arrival arrival : kArrivals)
+        EXPECT_EQ(reader().*arrival, 0);
+}
+
+TEST_F(ReaderWithoutMemory, GoesThroughItsCyclesAsAfterAFailedOpen) {
+    const auto cyclesSoFar = [this] { return unit.journal.only({"log 3", "sem_", "usleep"}); };
+    readWithoutMemory(2);
+    const Lines withoutMemory = cyclesSoFar();
+    unit.forget();
+    noDataReadCounter() = 0;
+    unit.clock.afterEachSleep = nullptr;
+    reader().stopRequested = false;
+    unit.gpsd.openGives(-6, -1);
+    unit.gpsd.readGives(-1);
+    unit.gpsd.readGives(-1);
+    read();
+    EXPECT_EQ(withoutMemory, cyclesSoFar());
+}
+
+TEST_F(ReaderWithoutMemory, EndsAtOnceWhenItIsToStop) {
+    reader().stopRequested = true;
+    const FailingMemory none = FailingMemory::ofSize(sizeof(gps_data_t));
+    EXPECT_EQ(unit.threads.run(), nullptr);
+    EXPECT_EQ(noDataReadCounter(), 0u);
+}
+
+TEST_F(ReaderWithoutMemory, ThrowsNothingAndGivesTheSemaphoreBackWhateverFails) {
+    const auto script = [this] {
+        noDataReadCounter() = 9;
+        reader().stopRequested = false;
+        unit.gpsd.reports(position(48));
+        unit.gpsd.readGives(-1);
+        unit.gpsd.isSilent();
+        unit.clock.afterEachSleep = [this, sleeps = 0](auto) mutable {
+            if (++sleeps == 9) // without a session nobody plays the script to its end
+                reader().stopRequested = true;
+        };
+    };
+    withEachAllocationFailing(
+        script, [this] { EXPECT_EQ(unit.threads.run(), nullptr); },
+        [this] {
+            EXPECT_FALSE(VirtualSemaphores::isTaken(reportSemaphore()));
+            EXPECT_GE(noDataReadCounter(), 11u);
+            EXPECT_EQ(unit.gpsd.closes(), unit.gpsd.opens());
+        });
 }
 
 // Cycles without data.

@@ -8,8 +8,11 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "Arrivals.h"
 
 namespace {
 
@@ -135,6 +138,18 @@ TEST(GpsReportCopy, TakesWhatEachBitStandsForAndNothingElse) {
             report.set = row.bit;
             EXPECT_TRUE(same(copied(report), blockWith(row.set))) << row.name;
         }
+    });
+}
+
+TEST(GpsReportCopy, CanMakeStaleWhateverItStamps) {
+    forEachShape([](auto& report) {
+        report.set = ~gps_mask_t{0};
+        ReaderBlock block = copied(report);
+        ReaderBlock expected = block;
+        for (time_t ReaderBlock::*arrival : kArrivals)
+            expected.*arrival = 0;
+        gpsreport::makeStale<std::decay_t<decltype(report)>>(block);
+        EXPECT_TRUE(same(block, expected));
     });
 }
 
