@@ -1,15 +1,17 @@
 #include "simulator/Port.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <dirent.h>
+#include <cstring>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
-#include <vector>
 
 namespace simulator {
 
@@ -19,11 +21,15 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+constexpr uint32_t kUsualBaudRate = 9600;
+
 struct Speed {
     speed_t code;
-    unsigned baudRate;
+    uint32_t baudRate;
 };
 constexpr std::array<Speed, 14> kSpeeds{{
+    {B300, 300},
+    {B600, 600},
     {B1200, 1200},
     {B2400, 2400},
     {B4800, 4800},
@@ -35,12 +41,10 @@ constexpr std::array<Speed, 14> kSpeeds{{
     {B230400, 230400},
     {B460800, 460800},
     {B921600, 921600},
-    {B300, 300},
-    {B600, 600},
     {B1000000, 1000000},
 }};
 
-speed_t codeOf(unsigned baudRate) {
+speed_t codeOf(uint32_t baudRate) {
     for (const Speed& speed : kSpeeds)
         if (speed.baudRate == baudRate)
             return speed.code;
@@ -49,7 +53,7 @@ speed_t codeOf(unsigned baudRate) {
 }
 
 // Raw, no modem lines: a port as the serial driver makes it, but for the line discipline's extras.
-void makeRaw(int descriptor, speed_t speed) {
+void makeRaw(int32_t descriptor, speed_t speed) {
     termios settings{};
     if (tcgetattr(descriptor, &settings) != 0)
         fail("can't read the port's settings");
@@ -61,52 +65,42 @@ void makeRaw(int descriptor, speed_t speed) {
         fail("can't set up the port");
 }
 
-// The numbered entries of a folder: processes, descriptors. `hidden` is set where it may not be read.
-std::vector<std::string> numberedEntries(const std::string& folder, bool& hidden) {
-    std::vector<std::string> entries;
-    DIR* directory = opendir(folder.c_str());
-    if (directory == nullptr) {
-        hidden = hidden || errno == EACCES;
-        return entries;
-    }
-    while (const dirent* entry = readdir(directory))
-        if (entry->d_name[0] >= '0' && entry->d_name[0] <= '9')
-            entries.push_back(folder + "/" + entry->d_name);
-    closedir(directory);
-    return entries;
-}
-
-bool isSameDevice(const std::string& descriptor, const struct stat& port) {
-    struct stat status {};
-    return ::stat(descriptor.c_str(), &status) == 0 && S_ISCHR(status.st_mode) &&
-           status.st_dev == port.st_dev && status.st_rdev == port.st_rdev;
+std::string slaveOf(int32_t master) {
+    std::array<char, 64> name{};
+    if (ptsname_r(master, name.data(), name.size()) != 0)
+        fail("can't name the pseudo terminal");
+    return name.data();
 }
 
 } // namespace
 
-Port::Port(unsigned baudRate) : master_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
-    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
-        fail("can't open a pseudo terminal");
-    std::array<char, 64> name{};
-    if (ptsname_r(master_, name.data(), name.size()) != 0)
-        fail("can't name the pseudo terminal");
-    path_ = name.data();
-    slave_ = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (slave_ < 0)
-        fail("can't open " + path_);
-    makeRaw(slave_, codeOf(baudRate));
-    static_cast<void>(chmod(path_.c_str(), 0666)); // a convenience for other users; the port works without
-}
+// --- Terminal -------------------------------------------------------------------------------------------
+
+Port::Port(uint32_t baudRate) { openTerminal(baudRate); }
 
 Port::~Port() {
     std::array<char, 64> target{};
     if (!link_.empty() && readlink(link_.c_str(), target.data(), target.size() - 1) > 0 &&
         path_ == target.data())
         unlink(link_.c_str());
-    if (slave_ >= 0)
-        close(slave_);
-    if (master_ >= 0)
-        close(master_);
+}
+
+void Port::openTerminal(uint32_t baudRate) {
+    const speed_t speed = codeOf(baudRate);
+    master_ = Descriptor(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    if (!master_.isOpen() || grantpt(master_.number()) != 0 || unlockpt(master_.number()) != 0)
+        fail("can't open a pseudo terminal");
+    path_ = slaveOf(master_.number());
+    if (!openSlave())
+        fail("can't open " + path_);
+    makeRaw(slave_.number(), speed);
+    static_cast<void>(chmod(path_.c_str(), 0666)); // a convenience for other users; the port works without
+    watchClients();
+}
+
+bool Port::openSlave() {
+    slave_ = Descriptor(open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    return slave_.isOpen();
 }
 
 void Port::linkTo(const std::string& link) {
@@ -118,56 +112,98 @@ void Port::linkTo(const std::string& link) {
     link_ = link;
 }
 
-unsigned Port::baudRate() const {
+// --- Traffic --------------------------------------------------------------------------------------------
+
+// The master's side tells the slave's settings.
+uint32_t Port::baudRate() const {
     termios settings{};
-    if (tcgetattr(slave_, &settings) != 0)
+    if (tcgetattr(master_.number(), &settings) != 0)
         return 0;
-    for (const Speed& speed : kSpeeds)
-        if (speed.code == cfgetospeed(&settings))
-            return speed.baudRate;
-    return 0;
+    const auto row = std::find_if(kSpeeds.begin(), kSpeeds.end(),
+                                  [&](const Speed& speed) { return speed.code == cfgetospeed(&settings); });
+    return row != kSpeeds.end() ? row->baudRate : 0;
 }
 
 std::string Port::read() {
     std::array<char, 4096> buffer{};
-    const ssize_t count = ::read(master_, buffer.data(), buffer.size());
+    const ssize_t count = ::read(master_.number(), buffer.data(), buffer.size());
     return count > 0 ? std::string(buffer.data(), static_cast<std::size_t>(count)) : "";
 }
 
 std::size_t Port::write(std::string_view bytes) {
-    const ssize_t count = ::write(master_, bytes.data(), bytes.size());
+    const ssize_t count = ::write(master_.number(), bytes.data(), bytes.size());
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-Port::Client Port::findClient() const {
-    struct stat port {};
-    bool hidden = fstat(slave_, &port) != 0;
-    const std::string self = "/proc/" + std::to_string(getpid());
-    for (const std::string& process : numberedEntries("/proc", hidden)) {
-        if (process == self)
-            continue;
-        for (const std::string& descriptor : numberedEntries(process + "/fd", hidden))
-            if (isSameDevice(descriptor, port))
-                return Client::Present;
-    }
-    return hidden ? Client::Unknown : Client::None;
+// --- Clients --------------------------------------------------------------------------------------------
+
+// Another user's opens and closes are reported too. Without a watch (the system limits them) each look is as
+// after a close, which is right as well.
+void Port::watchClients() {
+    watch_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    inotify_add_watch(watch_.number(), path_.c_str(), IN_OPEN | IN_CLOSE);
+    clientCame_ = false;
 }
 
-// Our own descriptor would keep unread bytes and a claim alive for ever. A process that may not be looked
-// into can be a reader: its bytes are left to it, but not the claim, which would lock out everybody if it had
-// ended.
+// Equal events in a row are merged, so they can't be counted. But where the last one is an open, that client
+// has not closed yet; after a close nothing is known.
+void Port::takeEvents() {
+    alignas(inotify_event) std::array<char, 4096> buffer{};
+    ssize_t count = 0;
+    while ((count = ::read(watch_.number(), buffer.data(), buffer.size())) > 0)
+        for (const char* at = buffer.data(); at < buffer.data() + count;) {
+            inotify_event event{};
+            std::memcpy(&event, at, sizeof event);
+            clientCame_ = (event.mask & IN_OPEN) != 0;
+            at += sizeof event + event.len;
+        }
+}
+
+// Nobody has the slave open.
+bool Port::isHungUp() const {
+    pollfd master{master_.number(), 0, 0};
+    return poll(&master, 1, 0) == 1 && (master.revents & POLLHUP) != 0;
+}
+
+// Whether anybody else has the port open: we let go of it for a moment, and the kernel tells the master's
+// side whether it hung up. A claim would keep ourselves out when we come back; it is given back to its
+// client.
+bool Port::hasClient(bool claimed) {
+    if (clientCame_)
+        return true;
+    if (claimed)
+        ioctl(slave_.number(), TIOCNXCL);
+    slave_.close();
+    const bool nobody = isHungUp();
+    if (!openSlave())
+        return true;
+    if (claimed && !nobody)
+        ioctl(slave_.number(), TIOCEXCL);
+    takeEvents(); // our own
+    clientCame_ = false;
+    return !nobody;
+}
+
+// Nothing but a new terminal helps against a claim that outlived its client while we were out.
+bool Port::regainSlave() {
+    if (!openSlave() && errno == EBUSY && isHungUp()) {
+        openTerminal(baudRate() != 0 ? baudRate() : kUsualBaudRate);
+        if (!link_.empty())
+            linkTo(link_);
+    }
+    return slave_.isOpen();
+}
+
 void Port::attend() {
-    int unread = 0;
-    int exclusive = 0;
-    ioctl(slave_, FIONREAD, &unread);
-    ioctl(slave_, TIOCGEXCL, &exclusive);
-    if (unread == 0 && exclusive == 0)
+    takeEvents();
+    if (!slave_.isOpen() && !regainSlave())
         return;
-    const Client client = findClient();
-    if (unread != 0 && client == Client::None)
-        tcflush(slave_, TCIFLUSH);
-    if (exclusive != 0 && client != Client::Present)
-        ioctl(slave_, TIOCNXCL);
+    int unread = 0;
+    int claimed = 0;
+    ioctl(slave_.number(), FIONREAD, &unread);
+    ioctl(slave_.number(), TIOCGEXCL, &claimed);
+    if ((unread != 0 || claimed != 0) && !hasClient(claimed != 0))
+        tcflush(slave_.number(), TCIFLUSH);
 }
 
 } // namespace simulator

@@ -1,24 +1,127 @@
 #include "simulator/Port.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace simulator;
+
+namespace {
+
+// What happens at the next look at a descriptor's state: the port looks while it has let go of its slave.
+std::function<void()> atNextPoll;
+
+} // namespace
+
+// In place of the C library's.
+extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
+    if (const auto action = std::exchange(atNextPoll, nullptr))
+        action();
+    timespec timeout{timeoutMs / 1000, timeoutMs % 1000 * 1'000'000L};
+    return static_cast<int>(
+        syscall(SYS_ppoll, descriptors, count, timeoutMs < 0 ? nullptr : &timeout, nullptr, 0));
+}
+
+// A client in a process of its own, which the port's process can't look into: another user's where we are
+// root, else one that says so itself.
+class ClientProcess {
+public:
+    explicit ClientProcess(const std::function<bool()>& open) {
+        int ready[2] = {};
+        EXPECT_EQ(0, pipe(ready));
+        child_ = fork();
+        if (child_ == 0) {
+            closeAsExecWould();
+            const bool opened = becomeSomebodyElse() && open();
+            _exit(write(ready[1], opened ? "+" : "-", 1) == 1 && pause() == 0);
+        }
+        char answer = '-';
+        EXPECT_EQ(1, read(ready[0], &answer, 1));
+        EXPECT_EQ('+', answer);
+        close(ready[0]);
+        close(ready[1]);
+    }
+    ~ClientProcess() { kill(); }
+    ClientProcess(const ClientProcess&) = delete;
+    ClientProcess& operator=(const ClientProcess&) = delete;
+
+    void kill() {
+        if (child_ > 0) {
+            ::kill(child_, SIGKILL);
+            waitpid(child_, nullptr, 0);
+        }
+        child_ = -1;
+    }
+
+private:
+    static void closeAsExecWould() {
+        constexpr int kMostDescriptors = 64;
+        for (int descriptor = 3; descriptor < kMostDescriptors; ++descriptor)
+            if ((fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0)
+                close(descriptor);
+    }
+    static bool becomeSomebodyElse() {
+        constexpr uid_t kNobody = 65534;
+        return geteuid() == 0 ? setuid(kNobody) == 0 : prctl(PR_SET_DUMPABLE, 0) == 0;
+    }
+
+    pid_t child_ = -1;
+};
 
 class PortTest : public ::testing::Test {
 protected:
     ~PortTest() override {
+        atNextPoll = nullptr;
         if (client >= 0)
             close(client);
     }
-    void openClient() { client = open(port.path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK); }
+    int openPort() const { return open(port.path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK); }
+    void openClient() { client = openPort(); }
+    void closeClient() {
+        close(client);
+        client = -1;
+    }
+    bool openAndClaim() const {
+        const int claimant = openPort();
+        return claimant >= 0 && ioctl(claimant, TIOCEXCL) == 0;
+    }
+    // Something for the client to read. Bytes travel through the kernel in their own time.
+    void sendSomething() {
+        port.write("bytes");
+        pollfd descriptor{openPort(), POLLIN, 0};
+        EXPECT_EQ(1, poll(&descriptor, 1, 5000));
+        close(descriptor.fd);
+    }
+    void attendForAWhile() {
+        for (int i = 0; i < 3; ++i)
+            port.attend();
+    }
+    // What is there for whoever opens the port now.
+    bool somethingIsUnread() const {
+        int unread = 0;
+        const int newcomer = openPort();
+        ioctl(newcomer, FIONREAD, &unread);
+        close(newcomer);
+        return unread != 0;
+    }
+    bool isClaimed() const {
+        int claimed = 0;
+        ioctl(client, TIOCGEXCL, &claimed);
+        return claimed != 0;
+    }
     void setClientSpeed(speed_t speed) const {
         termios settings{};
         tcgetattr(client, &settings);
@@ -82,6 +185,145 @@ TEST_F(PortTest, WhatComesWhileNobodyHasItOpenIsLost) {
     openClient();
     EXPECT_FALSE(somethingArrives(0));
 }
+
+// --- Who has it open ------------------------------------------------------------------------------------
+
+TEST_F(PortTest, ClientKeepsWhatItHasNotReadYet) {
+    openClient();
+    sendSomething();
+    attendForAWhile();
+    EXPECT_TRUE(somethingArrives(0));
+}
+
+TEST_F(PortTest, OtherUsersClientKeepsWhatItHasNotReadYet) {
+    const ClientProcess other([this] { return openPort() >= 0; });
+    sendSomething();
+    attendForAWhile();
+    EXPECT_TRUE(somethingIsUnread());
+}
+
+TEST_F(PortTest, WhatComesOnceAnotherUsersClientWasKilledIsLost) {
+    ClientProcess other([this] { return openPort() >= 0; });
+    sendSomething();
+    other.kill();
+    attendForAWhile();
+    EXPECT_FALSE(somethingIsUnread());
+}
+
+TEST_F(PortTest, LastOfSeveralClientsCounts) {
+    openClient();
+    const int second = openPort();
+    const int third = openPort();
+    sendSomething();
+    close(third);
+    closeClient();
+    attendForAWhile();
+    EXPECT_TRUE(somethingIsUnread());
+    close(second);
+    attendForAWhile();
+    EXPECT_FALSE(somethingIsUnread());
+}
+
+TEST_F(PortTest, InheritedDescriptorIsAClientToo) {
+    openClient();
+    ClientProcess heir([this] { return client >= 0; });
+    closeClient();
+    sendSomething();
+    attendForAWhile();
+    EXPECT_TRUE(somethingIsUnread());
+    heir.kill();
+    attendForAWhile();
+    EXPECT_FALSE(somethingIsUnread());
+}
+
+TEST_F(PortTest, ClaimEndsWithAKilledClient) {
+    const std::string path = port.path();
+    ClientProcess other([this] { return openAndClaim(); });
+    other.kill();
+    attendForAWhile();
+    client = open(path.c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_LE(0, client);
+    EXPECT_FALSE(isClaimed());
+}
+
+TEST_F(PortTest, ClaimOfAClientOutlastsOthersThatGo) {
+    openClient();
+    const int second = openPort();
+    ASSERT_EQ(0, ioctl(client, TIOCEXCL));
+    close(second);
+    attendForAWhile();
+    EXPECT_TRUE(isClaimed());
+}
+
+TEST_F(PortTest, SpeedAndClientsBytesOutlastTheLook) {
+    openClient();
+    setClientSpeed(B115200);
+    ASSERT_EQ(4, write(client, "kept", 4));
+    port.write("lost");
+    closeClient();
+    attendForAWhile();
+    EXPECT_EQ(115'200U, port.baudRate());
+    EXPECT_EQ("kept", port.read());
+}
+
+TEST_F(PortTest, ItDoesNotLookWhileTheLastToComeIsStillThere) {
+    sendSomething();
+    openClient();
+    bool looked = false;
+    atNextPoll = [&] { looked = true; };
+    attendForAWhile();
+    EXPECT_FALSE(looked);
+}
+
+TEST_F(PortTest, ItLooksAgainAtWhatComesNext) {
+    sendSomething();
+    port.attend();
+    bool looked = false;
+    atNextPoll = [&] { looked = true; };
+    port.write("more");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!looked && std::chrono::steady_clock::now() < deadline)
+        port.attend();
+    EXPECT_TRUE(looked);
+}
+
+// A claim in the moment in which the port has let go of its own descriptor.
+TEST_F(PortTest, ClientThatClaimsThePortWhileItLooksIsServed) {
+    sendSomething();
+    atNextPoll = [this] {
+        openClient();
+        setClientSpeed(B115200);
+        ASSERT_EQ(0, ioctl(client, TIOCEXCL));
+    };
+    attendForAWhile();
+    EXPECT_EQ(115'200U, port.baudRate());
+    EXPECT_TRUE(isClaimed());
+    EXPECT_TRUE(somethingArrives(0));
+    ASSERT_EQ(5, write(client, "hello", 5));
+    EXPECT_EQ("hello", port.read());
+}
+
+TEST_F(PortTest, PortIsFreeAgainAfterAClaimInTheMomentOfALook) {
+    const std::string link = ::testing::TempDir() + "/port_test_claimed_" + std::to_string(getpid());
+    port.linkTo(link);
+    sendSomething();
+    atNextPoll = [this] {
+        openClient();
+        setClientSpeed(B115200);
+        ASSERT_EQ(0, ioctl(client, TIOCEXCL));
+    };
+    port.attend();
+    closeClient();
+    attendForAWhile();
+    client = open(link.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    ASSERT_LE(0, client);
+    EXPECT_FALSE(isClaimed());
+    EXPECT_EQ(115'200U, port.baudRate());
+    port.write("bytes");
+    EXPECT_TRUE(somethingArrives(5000));
+}
+
+// --- Link -----------------------------------------------------------------------------------------------
 
 TEST_F(PortTest, LinkFollowsThePortAndGoesWithIt) {
     const std::string link = ::testing::TempDir() + "/port_test_link_" + std::to_string(getpid());
