@@ -18,7 +18,7 @@
 namespace {
 
 constexpr double kUsualSpeed = 10;
-constexpr char kTimeLimitSeconds[] = "100"; // of the host: less than the limit of ctest
+constexpr double kTimeLimitSeconds = 100; // of the host, at the usual speed: less than the limit of ctest
 
 std::vector<std::string> linesOf(const std::string& path) {
     std::vector<std::string> lines;
@@ -32,6 +32,20 @@ double toNumber(const std::string& text) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     return text.empty() || *end != '\0' ? std::nan("") : value;
+}
+
+double environmentNumber(const char* name, double otherwise) {
+    const char* const given = std::getenv(name);
+    return given != nullptr ? toNumber(given) : otherwise;
+}
+
+/// Below 1 where a run is repeated because the host fell behind.
+double slowdown() { return environmentNumber("RUXOGPS_UNIT_SPEED_FACTOR", 1); }
+
+std::string asText(double number) {
+    std::ostringstream text;
+    text << number;
+    return text.str();
 }
 
 std::string makeFolder() {
@@ -121,8 +135,7 @@ double ProbeLine::number(const std::string& field) const { return toNumber(text(
 // --- The run --------------------------------------------------------------------------------------------
 
 VirtualUnitRun::VirtualUnitRun() : folder_(makeFolder()) {
-    const char* const given = std::getenv("RUXOGPS_UNIT_SPEED");
-    speed_ = given != nullptr ? toNumber(given) : kUsualSpeed;
+    speed_ = environmentNumber("RUXOGPS_UNIT_SPEED", kUsualSpeed) * slowdown();
 }
 
 VirtualUnitRun::~VirtualUnitRun() {
@@ -145,6 +158,11 @@ VirtualUnitRun& VirtualUnitRun::speed(double factor) {
     return *this;
 }
 
+VirtualUnitRun& VirtualUnitRun::dataSize(int kib) {
+    dataKib_ = kib;
+    return *this;
+}
+
 std::string VirtualUnitRun::dataFolder() const { return folder_ + "/data"; }
 
 void VirtualUnitRun::probe(const std::vector<std::string>& steps) {
@@ -161,13 +179,15 @@ void VirtualUnitRun::run(const std::vector<std::string>& command) {
 }
 
 std::vector<std::string> VirtualUnitRun::commandLine(const std::vector<std::string>& command) const {
-    std::ostringstream factor;
-    factor << speed_;
-    std::vector<std::string> line{"timeout",    "--kill-after=15",   kTimeLimitSeconds, VIRTUAL_UNIT,
-                                  "--receiver", receiver_,           "--data",          dataFolder(),
-                                  "--control",  folder_ + "/control"};
+    std::vector<std::string> line{"timeout", "--kill-after=15", asText(kTimeLimitSeconds / slowdown()),
+                                  VIRTUAL_UNIT};
+    line.insert(line.end(), {"--receiver", receiver_, "--control", folder_ + "/control"});
+    if (dataKib_ != 0)
+        line.insert(line.end(), {"--data-size", std::to_string(dataKib_)});
+    else
+        line.insert(line.end(), {"--data", dataFolder()});
     if (speed_ != 1)
-        line.insert(line.end(), {"--speed", factor.str()});
+        line.insert(line.end(), {"--speed", asText(speed_)});
     line.insert(line.end(), options_.begin(), options_.end());
     line.emplace_back("--");
     line.insert(line.end(), command.begin(), command.end());
@@ -252,7 +272,7 @@ std::vector<VirtualUnitRun::Fields> VirtualUnitRun::receiverStates() const {
 std::string VirtualUnitRun::describe() const {
     std::ostringstream everything;
     everything << "exit status " << status_ << '\n';
-    for (const char* name : {"/output", "/errors", "/control/receiver.log"}) {
+    for (const char* name : {"/output", "/errors", "/control/receiver.log", "/control/lateness"}) {
         everything << "--- " << name + 1 << '\n';
         for (const std::string& line : linesOf(folder_ + name))
             everything << line.substr(0, 300) << '\n';

@@ -32,7 +32,8 @@ struct ReceiverLine {
 
 /// One run of the probe, or of a script with probes, on a virtual unit of its own, and what came of it.
 ///
-/// The unit's clock runs faster (RUXOGPS_UNIT_SPEED, 10 without it); all times are the unit's.
+/// The unit's clock runs faster (RUXOGPS_UNIT_SPEED, 10 without it; RUXOGPS_UNIT_SPEED_FACTOR slows it down
+/// for a repeated run); all times are the unit's.
 class VirtualUnitRun {
 public:
     using Fields = std::map<std::string, std::string>;
@@ -47,7 +48,8 @@ public:
     VirtualUnitRun& receiver(const std::string& arguments);
     VirtualUnitRun& option(const std::string& option); ///< of tools/virtual-unit
     VirtualUnitRun& speed(double factor);              ///< at most this much faster than usual
-    std::string dataFolder() const;                    ///< the unit's /data
+    VirtualUnitRun& dataSize(int kib);                 ///< an own /data with so little room, lost at the end
+    std::string dataFolder() const;                    ///< the unit's /data, unless `dataSize` is given
 
     // --- The run
 
@@ -81,6 +83,7 @@ private:
     std::string receiver_;
     std::vector<std::string> options_;
     double speed_;
+    int dataKib_ = 0; ///< 0: dataFolder() is used
     int status_ = -1;
     std::vector<ProbeLine> lines_;
     std::vector<std::string> outputLines_;

@@ -4,15 +4,26 @@
 #   virtual_unit_test.sh [NAME ...]     runs the named checks, or all of them
 #   virtual_unit_test.sh --list         prints their names
 #
-# RECEIVER_SIMULATOR names the simulator to use. As root the checks run a second time as an ordinary user.
+# RECEIVER_SIMULATOR names the simulator to use, UNIT_WAITS the program virtual_unit_waits. As root the checks run a
+# second time as an ordinary user. RUXOGPS_UNIT_SPEED_FACTOR slows the fast clocks down (repeat-when-late).
 # shellcheck disable=SC2016,SC2317  # text in single quotes is for the unit's shell; the checks are called by name
 set -u
 
 repository=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
 readonly repository
 readonly unit=$repository/tools/virtual-unit
+readonly waits=${UNIT_WAITS:-$repository/build/release/tests/unit_sandbox/virtual_unit_waits}
 readonly unit_test=$repository/tests/unit_sandbox/virtual_unit_test.sh
+readonly repeat_when_late=$repository/tests/unit_sandbox/repeat-when-late
 readonly ordinary_user=nobody
+
+# How much faster the checked clocks run, and how late they may be on a host that keeps up, in thousandths of a second
+# of the unit: what unit-ticks states as the bound, once for the wait and once for the process that looks.
+slowed_down() { awk -v speed="$1" -v factor="${RUXOGPS_UNIT_SPEED_FACTOR:-1}" 'BEGIN { print speed * factor }'; }
+speed=$(slowed_down 10)
+readonly speed
+readonly late_ms=500
+on_host() { awk -v unit_ms="$1" -v speed="$2" 'BEGIN { printf "%d", unit_ms / speed }'; }
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -87,6 +98,10 @@ wrong_option_is_one_line_and_status_2() {
 --speed 0 -- true
 --speed fast -- true
 --speed -1 -- true
+--speed 1000 -- true
+--data-size 3 -- true
+--data-size 0 -- true
+--data-size 4 --data /tmp -- true
 --antenna broken -- true
 --antenna
 --data
@@ -101,10 +116,21 @@ true
 LINES
 }
 
+wrong_speed_is_told_what_is_right() {
+    expect "status" equal "$(status_of "$unit" --speed=5000 -- true)" 2
+    expect "reason" contains "$(<"$errors")" "--speed needs a number above 0 and below 1000, not '5000'"
+}
+
+version_is_the_projects() {
+    expect "one line" equal "$("$unit" --version)" \
+        "virtual-unit (ruxogps) $(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' "$repository/CMakeLists.txt")"
+}
+
 help_names_every_option() {
     local option
     "$unit" --help >"$scratch/help"
-    for option in --receiver --no-receiver --antenna --speed --data --control --writable --verbose; do
+    for option in --receiver --no-receiver --antenna --speed --data --data-size --control --writable --verbose \
+        --version; do
         expect "$option is explained" grep -q -- "^  $option " "$scratch/help"
     done
 }
@@ -151,10 +177,10 @@ shell_writes_escapes_to_the_port() {
 }
 
 timeout_ends_a_program_that_hangs() {
-    local before
-    before=$(milliseconds)
-    expect "it fails" not on_bare_unit 'timeout -t 1 sleep 20'
-    expect "after a second" between $(($(milliseconds) - before)) 900 5000
+    local took
+    took=$(on_bare_unit 'before=${EPOCHREALTIME/[.,]/}; timeout -t 1 sleep 20 && echo 0
+        echo $(((${EPOCHREALTIME/[.,]/} - before) / 1000))')
+    expect "it fails after a second" between "$took" 1000 $((1000 + late_ms))
     expect "today's syntax works as well" equal "$(status_of on_bare_unit 'timeout 0.1 sleep 20')" 124
 }
 
@@ -204,35 +230,86 @@ data_is_kept_only_in_a_folder_of_the_host() {
     expect "kept with --data" equal "$("$unit" --no-receiver --data "$scratch/data" -- cat /data/file)" kept
 }
 
+data_may_have_little_room() {
+    local sizes
+    sizes=$("$unit" --no-receiver --data-size 8 -- bash -c 'head -c 8192 /dev/zero >/data/fits; head -c 1 /dev/zero >/data/more
+        stat -c %s /data/fits /data/more' 2>/dev/null | tr '\n' ' ')
+    expect "two pages and no byte more" equal "$sizes" "8192 0 "
+}
+
 clock_runs_faster_for_all_processes_alike() {
     local now
     # Each date is a process of its own. The uptime in /proc comes from the kernel and counts real time.
-    readarray -t now < <("$unit" --speed 10 -- bash -c '
+    readarray -t now < <("$unit" --speed "$speed" -- bash -c '
         sample() { date +%s%3N; sed "s/\([0-9]*\)[.]\([0-9]*\) .*/\1\20/" /proc/uptime; }
         sample; sleep 10; sample; sleep 10; sample
         sed -n "s/^utc_s=\([0-9]*\)[.]\([0-9]*\)/\1\2/p" /run/unit/receiver.state')
-    expect "the first 10 s" between $(((now[2] - now[0]) * 100 / (now[3] - now[1]))) 900 1100
-    expect "the second 10 s" between $(((now[4] - now[2]) * 100 / (now[5] - now[3]))) 900 1100
-    expect "sleep counts the same seconds" between $((now[4] - now[0])) 20000 30000
-    expect "the receiver agrees" between $((now[4] - now[6])) -5000 5000
+    expect "the first 10 s" between "$(on_host $(((now[2] - now[0]) * 1000 / (now[3] - now[1]))) "$speed")" 900 1100
+    expect "the second 10 s" between "$(on_host $(((now[4] - now[2]) * 1000 / (now[5] - now[3]))) "$speed")" 900 1100
+    expect "two sleeps count the same seconds" between $((now[4] - now[0])) 20000 $((20000 + 2 * late_ms))
+    expect "the receiver's last epoch is no older than one" between $((now[4] - now[6])) -$late_ms $((1000 + late_ms))
 }
 
 every_way_of_waiting_counts_the_units_time() {
     local wait unit_ms host_ms lines=0
-    c++ -std=c++17 -O1 -pthread "$repository/tests/unit_sandbox/virtual_unit_waits.cpp" -o "$scratch/waits"
     while read -r wait unit_ms host_ms; do
-        expect "$wait of 5 s" between "$unit_ms" 4990 8000
-        expect "$wait takes half a second" between "$host_ms" 480 1000
+        expect "$wait of 5 s" between "$unit_ms" 4990 $((5000 + late_ms))
+        expect "$wait takes its share of the host's" between "$host_ms" \
+            $(($(on_host 5000 "$speed") - 20)) $(($(on_host $((5000 + late_ms)) "$speed") + 20))
         lines=$((lines + 1))
-    done < <("$unit" --no-receiver --speed 10 -- timeout 60 "$scratch/waits")
+    done < <("$unit" --no-receiver --speed "$speed" -- timeout 60 "$waits")
     expect "all came back" equal "$lines" 6
 }
 
 clock_may_run_a_fraction_faster() {
-    local before
-    before=$(milliseconds)
-    "$unit" --no-receiver --speed 2.5 -- sleep 5
-    expect "5 s last about 2 s" between $(($(milliseconds) - before)) 1950 4500
+    local slow uptime
+    slow=$(slowed_down 2.5)
+    readarray -t uptime < <("$unit" --no-receiver --speed "$slow" -- bash -c \
+        'for pause in 0 5; do sleep $pause; sed "s/\([0-9]*\)[.]\([0-9]*\) .*/\1\20/" /proc/uptime; done')
+    expect "5 s last about 2 s" between $((uptime[1] - uptime[0])) \
+        $(($(on_host 5000 "$slow") - 20)) $(($(on_host $((5000 + late_ms)) "$slow") + 20))
+}
+
+# The watch itself is stopped: for it that is a host without time.
+clock_tells_how_late_it_was() {
+    local lateness
+    UNIT_LATENESS_LOG="" "$unit" --no-receiver --speed 10 --control "$scratch/control" -- bash -c \
+        'until pidof ticks >/dev/null; do sleep 0.1; done; sleep 2
+        kill -STOP $(pidof ticks); sleep 5; kill -CONT $(pidof ticks); sleep 2' 2>"$errors"
+    lateness=$(sed -n '$s/^lateness_s=\([0-9]*\)[.]\([0-9]*\) bound_s=0.25$/\1\2/p' "$scratch/control/lateness")
+    expect "the unit's seconds" between "$((10#${lateness:-0}))" 4800 8000
+}
+
+# late_run STATUS LATENESS ...: a test whose runs find the host as late as that, one after the other
+late_run() {
+    printf '%s\n' "${@:2}" >"$scratch/latenesses"
+    printf '#!/bin/bash\necho "$RUXOGPS_UNIT_SPEED_FACTOR" >>%s\nsed "s/.*/lateness_s=& bound_s=0.25/;q" %s >>"$UNIT_LATENESS_LOG"
+        sed -i 1d %s; exit %s\n' "$scratch/factors" "$scratch/latenesses" "$scratch/latenesses" "$1" >"$scratch/test"
+    chmod 755 "$scratch/test"
+    RUXOGPS_REPEATS_LOG=$scratch/repeats "$repeat_when_late" "$scratch/test" >"$scratch/output"
+}
+
+repeats_what_a_late_host_spoiled() {
+    late_run 0 0.31 0.20 0.9
+    expect "its status" equal $? 0
+    expect "once, at half the speed" equal "$(tr '\n' ' ' <"$scratch/factors")" "1 0.5 "
+    expect "said" grep -q '^repeat-when-late: test : the host fell 0.31 s' "$scratch/output"
+    expect "and counted" equal "$(wc -l <"$scratch/repeats")" 1
+}
+
+repeats_at_most_twice() {
+    late_run 3 0.31 12.0 0.26 0.1
+    expect "the third run counts" equal $? 3
+    expect "slower each time" equal "$(tr '\n' ' ' <"$scratch/factors")" "1 0.5 0.25 "
+    expect "two are counted" equal "$(wc -l <"$scratch/repeats")" 2
+    expect "what the third was is said" grep -q 'this run counts nevertheless' "$scratch/output"
+}
+
+takes_a_failure_in_time_as_it_is() {
+    late_run 1 0.25 0.1
+    expect "its status" equal $? 1
+    expect "one run" equal "$(<"$scratch/factors")" 1
+    expect "no word" not test -s "$scratch/output"
 }
 
 # --- Seclusion ------------------------------------------------------------------------------------------
@@ -335,7 +412,7 @@ writes_no_file_to_the_host() {
     local before
     before=$(ls -A /dev/shm)
     mkdir "$scratch/temporary"
-    (cd "$scratch/temporary" && TMPDIR=$scratch/temporary HOME=$scratch/temporary "$unit" --speed 10 -- \
+    (cd "$scratch/temporary" && TMPDIR=$scratch/temporary HOME=$scratch/temporary "$unit" --speed "$speed" -- \
         bash -c 'cd; touch /tmp/file /run/file /data/file /dev/shm/file')
     expect "nothing appeared" equal "$(ls -A "$scratch/temporary")" ""
     expect "nor in shared memory" equal "$(ls -A /dev/shm)" "$before"
@@ -345,13 +422,15 @@ writes_no_file_to_the_host() {
 
 readonly checks=(
     returns_the_commands_exit_status passes_input_and_output_through hands_the_arguments_on_as_they_are
-    wrong_option_is_one_line_and_status_2 help_names_every_option says_how_to_mend_a_kernel_that_forbids_it
+    wrong_option_is_one_line_and_status_2 wrong_speed_is_told_what_is_right version_is_the_projects
+    help_names_every_option says_how_to_mend_a_kernel_that_forbids_it
     says_when_the_receiver_does_not_come_up
     has_the_units_paths knows_the_librarys_commands shell_writes_escapes_to_the_port
     timeout_ends_a_program_that_hangs gpsd_starts_reports_dies_and_starts_again controls_reach_the_receiver
     receiver_arguments_may_be_quoted antenna_is_a_file control_folder_is_shared_with_the_host
-    data_is_kept_only_in_a_folder_of_the_host clock_runs_faster_for_all_processes_alike
+    data_is_kept_only_in_a_folder_of_the_host data_may_have_little_room clock_runs_faster_for_all_processes_alike
     every_way_of_waiting_counts_the_units_time clock_may_run_a_fraction_faster
+    clock_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice takes_a_failure_in_time_as_it_is
     hosts_processes_are_out_of_reach hosts_files_are_read_only network_is_the_units_own two_units_run_side_by_side
     leaves_no_process_behind sigterm_lets_the_command_end_by_itself second_signal_ends_a_command_that_will_not
     ctrl_c_in_a_terminal_ends_everything dies_with_its_caller writes_no_file_to_the_host)

@@ -1,5 +1,5 @@
 // Waits that libfaketime 0.9.10 leaves in the host's time or gets wrong, corrected for the unit's fast clock.
-// The unit compiles this file when it starts with --speed and preloads it in front of libfaketime.
+// The unit preloads this library in front of libfaketime when it starts with --speed.
 //
 // Each wait takes the time that is left on the unit's clock, divides it by the clock's speed, and waits that
 // long on the host's monotonic clock.
