@@ -1,21 +1,23 @@
 #!/bin/bash
 # Shows the service at work on a machine that has no GPS receiver: installs and builds what it needs, then runs the
 # example application on a virtual unit with a simulated receiver. Ends by itself and closes with a summary line.
+#
+# This file is the host's side: options, packages, build, the end on a signal. tools/demo-scenario tells the story.
+# shellcheck disable=SC2154,SC2317  # set by options.bash; the traps' functions are called by name
 set -u
 
-readonly exit_usage=2
-readonly build=build/release
+readonly build=build/demo-release
 readonly results=build/demo
 readonly application=$build/examples/drive
+readonly simulator=$build/simulator/receiver-simulator
 readonly route=examples/drive/route.txt
-readonly geofences=(--geofence "Victory Column,52.5145,13.3501,300,300"
-    --geofence "Ernst-Reuter-Platz,52.5128,13.3225,300,300")
 
-# Seconds of the unit's clock, which runs faster. The odometer needs about 180 s before it counts.
-readonly first_start_s=45
-readonly drive_s=320
-readonly learn_s=160
-readonly longest_recording_s=550
+readonly polls_until_kill=50 # an interrupted step gets five seconds to end by itself
+
+folder=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
+readonly folder
+# shellcheck source=tools/options.bash
+. "$folder/tools/options.bash"
 
 # --- Options --------------------------------------------------------------------------------------------
 
@@ -28,104 +30,124 @@ it, has its fix sooner, and drives a route through two geofences with the antenn
 
   --recording FILE  play a receiver's capture (NMEA or UBX bytes) instead: over and over, with the times of now; the
                     geofences are drawn on the track that its first minutes show
-  --speed X         how much faster the unit's clock runs (5)
+  --speed X         how much faster the unit's clock runs: above 0, below 100 (5)
   -h, --help        print this text
+  --version         print the version
 
-Exit status: 0 when each kind of event was really seen, 1 when one was not, 2 for a wrong option, 4 when a capture can't
-bring one (the demo says which and why).
+Exit status: 0 when each kind of event was really seen, 1 when one was not or something failed, 2 for a wrong option or
+a capture without a sentence or frame, 4 when a capture can't bring one (the demo says which and why), 130 after Ctrl-C,
+143 after SIGTERM. It ends at once then and leaves nothing running. Logs and the navigation database stay in build/demo.
 HELP
 }
 
-wrong_option() {
-    echo "run-demo.sh: $1 (--help lists the options)" >&2
-    exit "$exit_usage"
+take_options() {
+    read_options "recording:,speed:" "$@"
+    set -- "${options[@]}"
+    recording=
+    speed=5
+    while [[ $1 != -- ]]; do
+        case $1 in
+            --recording)
+                [[ -f $2 && -r $2 ]] || wrong_usage "--recording needs a file that can be read, not '$2'"
+                recording=$(readlink -f -- "$2"); shift 2 ;;
+            --speed) needs_number --speed "$2" 0 100; speed=$2; shift 2 ;;
+        esac
+    done
+    shift
+    (($# == 0)) || wrong_usage "unexpected argument '$1'"
 }
-
-recording=
-speed=5
-while (($# > 0)); do
-    case $1 in
-        -h | --help) usage; exit 0 ;;
-        --recording | --speed) (($# > 1)) || wrong_option "$1 needs a value" ;;&
-        --recording) recording=$2; shift 2 ;;
-        --speed) speed=$2; shift 2 ;;
-        *) wrong_option "unknown option '$1'" ;;
-    esac
-done
-[[ $speed =~ ^[0-9]{1,2}(\.[0-9]+)?$ && $speed =~ [1-9] ]] || wrong_option "--speed needs a number above 0, not '$speed'"
-if [[ -n $recording ]]; then
-    [[ -f $recording && -r $recording ]] || wrong_option "cannot read the recording '$recording'"
-    recording=$(readlink -f -- "$recording")
-fi
 
 # --- Steps ----------------------------------------------------------------------------------------------
 
 say() { echo "== $*"; }
 
 fail() {
-    echo "run-demo.sh: $*" >&2
+    echo "$tool: $*" >&2
     exit 1
+}
+
+# A step has a session of its own, out of the terminal's reach: a Ctrl-C comes to this script alone, which ends the
+# step as a whole. And a shell that waits for a background process, unlike a foreground one, hears signals at once.
+run_step() {
+    setsid "$@" </dev/null &
+    wait "$!"
+}
+
+# Those of a process group that still run; one that nobody has asked for its status yet is gone.
+runs() { pgrep --pgroup "$1" --runstates R,S,D,T >/dev/null; }
+
+# SIGTERM comes again until all is over: the virtual unit ends its command gently at the first one and at once at the
+# second; ninja takes its compilers along.
+end_step() {
+    local polls
+    for ((polls = 0; polls < polls_until_kill; polls++)); do
+        ((polls % 2)) || kill -TERM -- "$1" "-$1"
+        sleep 0.1
+        runs "$1" || return
+    done
+    kill -KILL -- "-$1"
+}
+
+interrupted() {
+    local step
+    trap '' INT TERM HUP
+    for step in $(jobs -p); do
+        { end_step "$step"; wait "$step"; } 2>/dev/null
+    done
+    echo "$tool: interrupted; nothing is left running" >&"$errors"
+    exit $((128 + $(kill -l "$1")))
+}
+
+# The lock goes with the last process that has inherited it.
+wait_for_turn() {
+    mkdir -p build || exit
+    exec {turn}>build/demo.lock || exit
+    flock --nonblock "$turn" && return
+    say "another demo runs in this folder: waiting for its end"
+    run_step flock "$turn"
 }
 
 # Quiet unless something is amiss.
 quietly() {
-    "$@" >"$results/build.log" 2>&1 && return
+    run_step "$@" >"$results/build.log" 2>&1 && return
     tail -n 40 "$results/build.log" >&2
     fail "'$*' failed"
 }
 
+# In the foreground, as sudo may have to ask for a password; what apt starts must not keep the lock.
 build_all() {
     say "installing what is missing, then building (the words of compiler and CMake go to $results/build.log)"
-    tools/install-dependencies run || fail "the packages could not be installed"
-    quietly cmake --preset release -DRUXOGPS_TESTS=OFF
-    quietly cmake --build --preset release --target drive receiver-simulator
-}
-
-# on_the_unit RECEIVER-ARGUMENTS LOG-FILE ARGUMENTS-OF-THE-APPLICATION...
-on_the_unit() {
-    local receiver=$1 log=$2
-    shift 2
-    : >"$log"
-    RECEIVER_SIMULATOR=$build/simulator/receiver-simulator tools/virtual-unit --speed "$speed" --antenna 1 \
-        --receiver "$receiver" --data "$results/data" --writable "$results" -- \
-        tools/demo-scenario "$log" "$application" "$@"
-}
-
-first_start() {
-    say "first start: a receiver that knows nothing, and no navigation database"
-    on_the_unit "--hold --route $route" "$results/first-start.log" --for "$first_start_s" --no-summary \
-        --expect fix --first-fix-file /data/seconds-to-first-fix || fail "the first start found no fix"
-    local database=$results/data/NavigationDatabaseDump
-    [[ -s $database ]] || fail "the stop saved no navigation database"
-    say "the stop saved the navigation database: $(stat -c %s "$database") bytes"
-}
-
-second_start() {
-    local cold_s
-    cold_s=$(<"$results/data/seconds-to-first-fix")
-    say "second start: the database is restored, the fix should come sooner than after $cold_s s; then the drive"
-    on_the_unit "--hold --route $route" "$results/second-start.log" --for "$drive_s" \
-        --first-fix-before "$cold_s" "${geofences[@]}"
-}
-
-play_recording() {
-    say "playing $(basename "$recording"), again and again: the application watches its track for $learn_s s," \
-        "draws two geofences on it and waits until everything was seen"
-    on_the_unit "--hold --repeat --restamp --recording '$recording'" "$results/recording.log" \
-        --for "$longest_recording_s" --until-seen --learn "$learn_s" --tracking 10 \
-        --allow-excuses
+    tools/install-dependencies run {turn}>&- || fail "the packages could not be installed"
+    quietly cmake --preset demo
+    quietly cmake --build --preset demo
 }
 
 # --- The whole ------------------------------------------------------------------------------------------
 
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" || exit
-rm -rf "$results"
-mkdir -p "$results/data"
-build_all
-say "the unit's clock runs $speed times as fast as yours; the library's log goes to $results"
-if [[ -n $recording ]]; then
-    play_recording
-else
-    first_start
-    second_start
-fi
+show() {
+    local receiver="--hold --route $route" story=()
+    if [[ -n $recording ]]; then
+        receiver="--hold --repeat --restamp --recording '$recording'"
+        story=(--recording "$(basename -- "$recording")")
+    fi
+    say "the unit's clock runs $speed times as fast as yours; the library's log goes to $results"
+    RECEIVER_SIMULATOR=$simulator run_step tools/virtual-unit --speed "$speed" --antenna 1 --receiver "$receiver" \
+        --data "$results/data" --writable "$results" -- tools/demo-scenario "${story[@]}" "$results" "$application"
+}
+
+main() {
+    take_options "$@"
+    cd "$folder" || exit
+    exec {errors}>&2 # a signal may come while a step's words go to a file
+    trap 'interrupted INT' INT
+    trap 'interrupted TERM' TERM
+    trap 'interrupted HUP' HUP
+    wait_for_turn
+    rm -rf "$results"
+    mkdir -p "$results/data"
+    build_all
+    show
+}
+
+# In one line: bash reads on in this file only later, when somebody may have changed it.
+main "$@"; exit

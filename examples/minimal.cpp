@@ -3,8 +3,11 @@
 #include <cstdio>
 
 #include "GPSAdapter.h"
+#include "OnAUnit.h"
 
 int main() {
+    if (!isOnAUnit("minimal"))
+        return 1;
     GPSAdapter gps(nullptr); // or your own IGPSCallback
     if (gps.Initialize() != 0 || gps.Start() != 0)
         return 1;

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <fstream>
 
 #include "Expectations.h"
+#include "Format.h"
 #include "Microdegrees.h"
 
 namespace {
@@ -13,15 +13,9 @@ namespace {
 constexpr uint32_t kPollMilliseconds = 200;
 constexpr uint32_t kOdometerReportM = 250;
 constexpr double kShortestStretchM = 15;
+constexpr uint32_t kStandingMmPerS = 500; // a receiver that stands wanders more slowly
 constexpr double kMicrodegreesPerDegree = 1e6;
 constexpr double kThousandths = 1000.0;
-
-template <typename... Values>
-std::string format(const char* text, Values... values) {
-    char line[256];
-    std::snprintf(line, sizeof line, text, values...);
-    return line;
-}
 
 std::string timeText(std::time_t utc) {
     std::tm parts = {};
@@ -189,17 +183,17 @@ void Drive::reportPosition(std::time_t utc) {
     ++tally_.positionUpdates;
     const GPSData& data = readings_.data;
     sayAt(utc, data,
-          format(
-              "position update: within %u m, altitude %.0f m, %.1f m/s, course %.0f, %u satellites, %u dB-Hz",
-              readings_.horizontalError, data.altitude / kThousandths, data.speed / kThousandths,
-              data.course / kThousandths, readings_.satelliteCount, readings_.snr));
+          format("position update: within %2u m, altitude %3.0f m, %4.1f m/s, course %3.0f, %2u satellites, "
+                 "%2u dB-Hz",
+                 readings_.horizontalError, data.altitude / kThousandths, data.speed / kThousandths,
+                 data.course / kThousandths, readings_.satelliteCount, readings_.snr));
 }
 
 void Drive::reportTracking(const Event& event) {
     tally_.trackingReports += event.data.valid ? 1 : 0;
     sayAt(event.utc, event.data,
-          event.data.valid ? format("tracking report: %.1f m/s, course %.0f", event.data.speed / kThousandths,
-                                    event.data.course / kThousandths)
+          event.data.valid ? format("tracking report: %4.1f m/s, course %3.0f",
+                                    event.data.speed / kThousandths, event.data.course / kThousandths)
                            : "tracking report without a fix (not counted)");
 }
 
@@ -211,6 +205,9 @@ void Drive::noticeFix(const GPSReadings& before) {
     const GPSData& fix = readings_.data;
     if (++tally_.fixes == 1)
         noticeFirstFix();
+    else if (fix.speed > kStandingMmPerS)
+        tally_.drivenM +=
+            metresBetween(before.data.latitude, before.data.longitude, fix.latitude, fix.longitude);
     tally_.extentM = std::max(
         tally_.extentM, metresBetween(firstFix_.latitude, firstFix_.longitude, fix.latitude, fix.longitude));
     // The service measures stretches just above 15 m, a second's way at most, and drops those within twice
@@ -248,7 +245,9 @@ void Drive::noticeOdometer() {
     if (!firstMetres && readings_.odometer < reportedMetres_ + kOdometerReportM)
         return;
     reportedMetres_ = readings_.odometer;
-    sayAt(std::time(nullptr), readings_.data, format("odometer: %u m", readings_.odometer));
+    sayAt(std::time(nullptr), readings_.data,
+          format("odometer: %4u m", readings_.odometer) +
+              (firstMetres ? format(" (it counts nothing in its first %d s)", kOdometerWarmupS) : ""));
 }
 
 void Drive::learnGeofences() {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Format.h"
+
 namespace {
 
 constexpr double kStandingM = 100;            ///< positions of a receiver that stands stay closer together
@@ -41,22 +43,25 @@ bool allCrossed(const Tally& tally) {
 struct Expectation {
     const char* name;
     bool (*isMet)(const Tally& tally);
+    const char* met;
     const char* unmet;
     const char* (*excuse)(const Tally& tally);
 };
 
 constexpr Expectation kExpectations[] = {
-    {"fix", [](const Tally& t) { return t.fixes > 0; }, "no fix was accepted", poorFixes},
-    {"availability", [](const Tally& t) { return t.becameAvailable; }, "fixes never became available",
-     noExcuse},
-    {"position", [](const Tally& t) { return t.positionUpdates > 0; }, "no position update came", poorFixes},
-    {"tracking", [](const Tally& t) { return t.trackingReports > 0; }, "no tracking report with a fix came",
-     poorFixes},
-    {"geofence", allCrossed, "not every geofence was both entered and left", noArea},
-    {"antenna", [](const Tally& t) { return t.antennaCameBack; }, "the antenna was not lost and back again",
-     noExcuse},
-    {"odometer", [](const Tally& t) { return t.odometerM > 0; }, "the odometer counted nothing",
-     nothingToCount},
+    {"fix", [](const Tally& t) { return t.fixes > 0; }, "fixes", "no fix was accepted", poorFixes},
+    {"availability", [](const Tally& t) { return t.becameAvailable; }, "word that they are available",
+     "fixes never became available", noExcuse},
+    {"position", [](const Tally& t) { return t.positionUpdates > 0; }, "position updates",
+     "no position update came", poorFixes},
+    {"tracking", [](const Tally& t) { return t.trackingReports > 0; }, "tracking reports",
+     "no tracking report with a fix came", poorFixes},
+    {"geofence", allCrossed, "each geofence entered and left", "not every geofence was both entered and left",
+     noArea},
+    {"antenna", [](const Tally& t) { return t.antennaCameBack; }, "the antenna lost and back again",
+     "the antenna was not lost and back again", noExcuse},
+    {"odometer", [](const Tally& t) { return t.odometerM > 0; }, "metres on the odometer",
+     "the odometer counted nothing", nothingToCount},
 };
 
 const Expectation* find(const std::string& name) {
@@ -70,6 +75,13 @@ bool isLate(const Options& options, const Tally& tally) {
 }
 
 } // namespace
+
+std::vector<std::string> knownExpectations() {
+    std::vector<std::string> names;
+    for (const Expectation& expectation : kExpectations)
+        names.emplace_back(expectation.name);
+    return names;
+}
 
 bool isExpectationName(const std::string& name) { return find(name) != nullptr; }
 
@@ -88,4 +100,56 @@ Verdict judge(const Options& options, const Tally& tally) {
     if (isLate(options, tally))
         verdict.unmet.push_back("fix: the first one did not come sooner than asked for");
     return verdict;
+}
+
+// --- In words -------------------------------------------------------------------------------------------
+
+namespace {
+
+/// What of the expected was seen: "a, b and c".
+std::string seen(const Options& options, const Tally& tally) {
+    std::string text;
+    std::string last;
+    for (const std::string& name : options.expected)
+        if (find(name)->isMet(tally)) {
+            text += (text.empty() || last.empty() ? "" : ", ") + last;
+            last = find(name)->met;
+        }
+    return text.empty() ? last : text + " and " + last;
+}
+
+std::string judgement(const Options& options, const Tally& tally, const Verdict& verdict) {
+    const std::string found = seen(options, tally);
+    const std::string end = found.empty() ? "nothing was seen" : "seen: " + found;
+    if (!verdict.unmet.empty())
+        return "verdict: not as it should be, see above; " + end;
+    if (!verdict.excused.empty())
+        return "verdict: as good as what the receiver sends allows; " + end;
+    return "verdict: all is well; " + end;
+}
+
+std::string firstFixInWords(const Options& options, const Tally& tally) {
+    if (options.firstFixBeforeS <= 0 || tally.firstFixS < 0)
+        return "";
+    return format("first fix: after %.1f s; %.1f s was the time to beat", tally.firstFixS,
+                  options.firstFixBeforeS);
+}
+
+std::string odometerInWords(const Tally& tally) {
+    if (tally.odometerM == 0 || tally.drivenM <= tally.odometerM)
+        return "";
+    return format("odometer: %u m of about %.0f m driven; it counts nothing in its first %d s, and stretches "
+                  "within twice "
+                  "the error estimate don't count",
+                  tally.odometerM, tally.drivenM, kOdometerWarmupS);
+}
+
+} // namespace
+
+std::vector<std::string> inWords(const Options& options, const Tally& tally, const Verdict& verdict) {
+    std::vector<std::string> sentences = {judgement(options, tally, verdict)};
+    for (const std::string& sentence : {firstFixInWords(options, tally), odometerInWords(tally)})
+        if (!sentence.empty())
+            sentences.push_back(sentence);
+    return sentences;
 }

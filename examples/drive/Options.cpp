@@ -1,10 +1,11 @@
 #include "Options.h"
 
+#include <getopt.h>
+
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
-#include <limits>
 #include <sstream>
 
 #include "Expectations.h"
@@ -14,7 +15,31 @@
 namespace {
 
 constexpr double kLongestDurationS = 1e6;
-constexpr char kKinds[] = "fix,availability,position,tracking,geofence,antenna,odometer";
+
+constexpr char kUsage[] = R"(Usage: drive [OPTIONS]
+
+Runs the GPS service on a unit and prints each event as one line. All times are seconds of the unit's clock. On
+a machine that is no unit, tools/virtual-unit makes one.
+
+  --for SECONDS               ends after this time, counted from the service's start (600)
+  --until-seen                ends as soon as everything expected was seen
+  --geofence NAME,LATITUDE,LONGITUDE,WIDTH,HEIGHT
+                              watches an area: its centre in degrees, its size in metres (up to 12 times)
+  --learn SECONDS             watches the track for this time, then draws two geofences on it
+  --tracking SECONDS          period of the tracking reports (30; 0: none)
+  --expect KINDS              what must be seen for exit status 0, separated by commas; of
+                              fix,availability,position,tracking,geofence,antenna,odometer (all)
+  --allow-excuses             nothing is due that the receiver's data can't bring: metres while it stands, a
+                              fix while all of them are too poor for the service
+  --first-fix-before SECONDS  the first fix must come sooner than this (0: doesn't matter)
+  --first-fix-file FILE       writes the seconds to the first fix to FILE
+  --no-summary                leaves the verdict and the summary line out
+  -h, --help                  prints this text
+  --version                   prints the version
+
+Exit status: 0 when everything expected was seen, 1 when something was not, 2 for a wrong option, 3 when this is
+no unit or the service doesn't start, 4 when something was not seen but excused.
+)";
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
@@ -35,6 +60,13 @@ double parseNumber(const std::string& option, const std::string& text, double lo
     return value;
 }
 
+int32_t parseWholeNumber(const std::string& option, const std::string& text, int32_t low, int32_t high) {
+    const double value = parseNumber(option, text, low, high);
+    if (value != std::floor(value))
+        throw OptionError(option + " needs a whole number, not '" + text + "'");
+    return static_cast<int32_t>(value);
+}
+
 GPSGeofence parseGeofence(const std::string& text) {
     const std::string option = "--geofence";
     const std::vector<std::string> parts = split(text, ',');
@@ -52,64 +84,80 @@ GPSGeofence parseGeofence(const std::string& text) {
     return geofence;
 }
 
+std::string joined(const std::vector<std::string>& parts, const char* separator) {
+    std::string text;
+    for (const std::string& part : parts)
+        text += (text.empty() ? "" : separator) + part;
+    return text;
+}
+
 std::vector<std::string> parseExpected(const std::string& text) {
-    std::vector<std::string> names = split(text, ',');
+    std::vector<std::string> names = split(text + ",", ',');
+    std::vector<std::string> unknown;
     for (const std::string& name : names)
         if (!isExpectationName(name))
-            throw OptionError("--expect knows " + std::string(kKinds) + ", but not '" + name + "'");
+            unknown.push_back("'" + name + "'");
+    if (!unknown.empty())
+        throw OptionError("--expect knows " + joined(knownExpectations(), ",") + ", but not " +
+                          joined(unknown, " and "));
     return names;
+}
+
+std::string parseFile(const std::string& text) {
+    if (text.empty())
+        throw OptionError("--first-fix-file needs the name of a file");
+    return text;
 }
 
 struct OptionRow {
     const char* name;
-    std::function<void(Options&, const std::string&)> take;
+    bool hasValue;
+    std::function<void(Options&, const std::string& value)> take;
 };
 
-const OptionRow kOptionsWithValue[] = {
-    {"--for",
+const OptionRow kOptions[] = {
+    {"for", true,
      [](Options& o, const std::string& v) { o.durationS = parseNumber("--for", v, 1, kLongestDurationS); }},
-    {"--geofence", [](Options& o, const std::string& v) { o.geofences.push_back(parseGeofence(v)); }},
-    {"--learn",
+    {"until-seen", false, [](Options& o, const std::string&) { o.untilSeen = true; }},
+    {"geofence", true, [](Options& o, const std::string& v) { o.geofences.push_back(parseGeofence(v)); }},
+    {"learn", true,
      [](Options& o, const std::string& v) { o.learnS = parseNumber("--learn", v, 1, kLongestDurationS); }},
-    {"--tracking",
+    {"tracking", true,
      [](Options& o, const std::string& v) {
-         o.trackingPeriodS = static_cast<int32_t>(parseNumber("--tracking", v, 0, 86400));
+         o.trackingPeriodS = parseWholeNumber("--tracking", v, 0, 86400);
      }},
-    {"--expect", [](Options& o, const std::string& v) { o.expected = parseExpected(v); }},
-    {"--first-fix-before",
+    {"expect", true, [](Options& o, const std::string& v) { o.expected = parseExpected(v); }},
+    {"allow-excuses", false, [](Options& o, const std::string&) { o.allowExcuses = true; }},
+    {"first-fix-before", true,
      [](Options& o, const std::string& v) {
          o.firstFixBeforeS = parseNumber("--first-fix-before", v, 0, kLongestDurationS);
      }},
-    {"--first-fix-file", [](Options& o, const std::string& v) { o.firstFixFile = v; }},
+    {"first-fix-file", true, [](Options& o, const std::string& v) { o.firstFixFile = parseFile(v); }},
+    {"no-summary", false, [](Options& o, const std::string&) { o.summary = false; }},
+    {"help", false, [](Options& o, const std::string&) { o.help = true; }},
+    {"version", false, [](Options& o, const std::string&) { o.version = true; }},
 };
 
-struct FlagRow {
-    const char* name;
-    bool Options::*member;
-    bool value;
-};
+/// What getopt_long returns for a row: its place in the table, above all characters.
+constexpr int kFirstRow = 256;
 
-constexpr FlagRow kFlags[] = {
-    {"--until-seen", &Options::untilSeen, true},
-    {"--allow-excuses", &Options::allowExcuses, true},
-    {"--no-summary", &Options::summary, false},
-    {"--help", &Options::help, true},
-    {"-h", &Options::help, true},
-};
-
-bool takeFlag(Options& options, const std::string& name) {
-    for (const FlagRow& row : kFlags)
-        if (name == row.name) {
-            options.*row.member = row.value;
-            return true;
-        }
-    return false;
+std::vector<option> longOptions() {
+    std::vector<option> rows;
+    int code = kFirstRow;
+    for (const OptionRow& row : kOptions)
+        rows.push_back({row.name, row.hasValue ? required_argument : no_argument, nullptr, code++});
+    rows.push_back({});
+    return rows;
 }
 
-const OptionRow& rowOf(const std::string& name) {
-    for (const OptionRow& row : kOptionsWithValue)
-        if (name == row.name)
-            return row;
+/// Why getopt_long has stopped: `code` is ':' for a missing value and '?' for everything else, `argument` the
+/// text that it looked at last.
+[[noreturn]] void complain(int code, const std::string& argument) {
+    const std::string name = argument.substr(0, argument.find('='));
+    if (code == ':')
+        throw OptionError(name + " needs a value");
+    if (optopt >= kFirstRow)
+        throw OptionError(name + " takes no value");
     throw OptionError("unknown option '" + name + "'");
 }
 
@@ -123,45 +171,26 @@ void check(const Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
-    options.expected = split(kKinds, ',');
-    for (int i = 1; i < argc; ++i) {
-        const std::string name = argv[i];
-        if (takeFlag(options, name))
-            continue;
-        const OptionRow& row = rowOf(name);
-        if (++i == argc)
-            throw OptionError(name + " needs a value");
-        row.take(options, argv[i]);
+    options.expected = knownExpectations();
+    std::vector<char*> arguments(argc + 1, nullptr);
+    std::transform(argv, argv + argc, arguments.begin(), [](const char* a) { return const_cast<char*>(a); });
+    const std::vector<option> rows = longOptions();
+    optind = 0; // from the beginning, also the second time
+    int code = 0;
+    while ((code = getopt_long(argc, arguments.data(), "+:h", rows.data(), nullptr)) != -1) {
+        if (code == ':' || code == '?')
+            complain(code, arguments[static_cast<std::size_t>(optind - 1)]);
+        if (code == 'h')
+            options.help = true;
+        else
+            kOptions[code - kFirstRow].take(options, optarg != nullptr ? optarg : "");
+        if (options.help || options.version)
+            return options;
     }
+    if (optind < argc)
+        throw OptionError("unexpected argument '" + std::string(argv[optind]) + "'");
     check(options);
     return options;
 }
 
-const char* usage() {
-    return "Usage: drive [OPTIONS]\n"
-           "\n"
-           "Runs the GPS service and prints each event as one line. All times are seconds of the unit's "
-           "clock.\n"
-           "\n"
-           "  --for SECONDS               ends after this time, counted from the service's start (600)\n"
-           "  --until-seen                ends as soon as everything expected was seen\n"
-           "  --geofence NAME,LATITUDE,LONGITUDE,WIDTH,HEIGHT\n"
-           "                              watches an area: its centre in degrees, its size in metres\n"
-           "                              (up to 12 times)\n"
-           "  --learn SECONDS             watches the track for this time, then draws two geofences on it\n"
-           "  --tracking SECONDS          period of the tracking reports (30; 0: none)\n"
-           "  --expect KINDS              what must be seen for exit status 0, separated by commas; of\n"
-           "                              fix,availability,position,tracking,geofence,antenna,odometer "
-           "(all)\n"
-           "  --allow-excuses             nothing is due that the receiver's data can't bring: metres while "
-           "it\n"
-           "                              stands, a fix while all of them are too poor for the service\n"
-           "  --first-fix-before SECONDS  the first fix must come sooner than this\n"
-           "  --first-fix-file FILE       writes the seconds to the first fix to FILE\n"
-           "  --no-summary                leaves the closing line out\n"
-           "  --help                      prints this text\n"
-           "\n"
-           "Exit status: 0 when everything expected was seen, 1 when something was not, 2 for a wrong "
-           "option,\n"
-           "3 when the service doesn't start, 4 when something was not seen but excused.\n";
-}
+const char* usage() { return kUsage; }

@@ -16,7 +16,8 @@ public:
 
 /// What the command line asks for. Times are seconds of the unit's clock.
 struct Options {
-    bool help = false;
+    bool help = false;                  ///< prints usage() and ends; nothing behind it was looked at
+    bool version = false;               ///< prints the version and ends; nothing behind it was looked at
     double durationS = 600;             ///< ends after this, counted from the service's start
     bool untilSeen = false;             ///< ends as soon as everything expected was seen
     std::vector<GPSGeofence> geofences; ///< watched from the start
@@ -26,10 +27,10 @@ struct Options {
     bool allowExcuses = false;         ///< nothing is due that the receiver's data can't bring
     double firstFixBeforeS = 0;        ///< the first fix must come sooner than this; 0: doesn't matter
     std::string firstFixFile;          ///< gets the seconds to the first fix; empty: none
-    bool summary = true;               ///< closes with the summary line
+    bool summary = true;               ///< closes with the verdict in words and the summary line
 };
 
-/// Throws OptionError.
+/// Takes `--opt VALUE` and `--opt=VALUE`. Throws OptionError for the first thing that is wrong.
 Options parseOptions(int argc, const char* const* argv);
 
 const char* usage();

@@ -21,6 +21,7 @@ struct Tally {
     unsigned int geofenceEvents = 0;
     unsigned int antennaChanges = 0;
     uint32_t odometerM = 0;
+    double drivenM = 0; ///< from fix to fix, while it moves
     double extentM = 0; ///< the farthest fix's distance from the first
     double countableM =
         -1; ///< the best fix's chance to be counted: see noticeFix(); not above 0: none had one

@@ -14,6 +14,7 @@
 
 #include "Drive.h"
 #include "Expectations.h"
+#include "OnAUnit.h"
 
 namespace {
 
@@ -36,6 +37,25 @@ void stopOnSignal() {
         sigaction(number, &action, nullptr);
 }
 
+/// The closing lines; the summary line is the last one.
+void close(const Options& options, const Tally& tally, const Verdict& verdict) {
+    for (const std::string& sentence : verdict.excused)
+        std::printf("not due: %s\n", sentence.c_str());
+    for (const std::string& sentence : verdict.unmet)
+        std::printf("not seen: %s\n", sentence.c_str());
+    if (!options.summary)
+        return;
+    for (const std::string& sentence : inWords(options, tally, verdict))
+        std::printf("%s\n", sentence.c_str());
+    std::printf("%s\n", summary(tally).c_str());
+}
+
+ExitStatus statusOf(const Verdict& verdict) {
+    if (!verdict.unmet.empty())
+        return kSomethingMissing;
+    return verdict.excused.empty() ? kAllSeen : kAllThatCouldBeSeen;
+}
+
 ExitStatus drive(const Options& options) {
     Drive drive(options);
     if (!drive.start())
@@ -43,15 +63,15 @@ ExitStatus drive(const Options& options) {
     drive.run(stopRequested);
     drive.finish();
     const Verdict verdict = judge(options, drive.tally());
-    for (const std::string& sentence : verdict.excused)
-        std::printf("not due: %s\n", sentence.c_str());
-    for (const std::string& sentence : verdict.unmet)
-        std::printf("not seen: %s\n", sentence.c_str());
-    if (options.summary)
-        std::printf("%s\n", summary(drive.tally()).c_str());
-    if (!verdict.unmet.empty())
-        return kSomethingMissing;
-    return verdict.excused.empty() ? kAllSeen : kAllThatCouldBeSeen;
+    close(options, drive.tally(), verdict);
+    return statusOf(verdict);
+}
+
+void print(const Options& options) {
+    if (options.help)
+        std::fputs(usage(), stdout);
+    else
+        std::puts("drive (ruxogps) " RUXOGPS_VERSION);
 }
 
 } // namespace
@@ -59,12 +79,14 @@ ExitStatus drive(const Options& options) {
 int main(int argc, char** argv) {
     try {
         const Options options = parseOptions(argc, argv);
-        if (!options.help) {
-            stopOnSignal();
-            return drive(options);
+        if (options.help || options.version) {
+            print(options);
+            return kAllSeen;
         }
-        std::fputs(usage(), stdout);
-        return kAllSeen;
+        if (!isOnAUnit("drive"))
+            return kNoService;
+        stopOnSignal();
+        return drive(options);
     } catch (const OptionError& error) {
         std::fprintf(stderr, "drive: %s (--help lists the options)\n", error.what());
         return kWrongOption;

@@ -1,4 +1,5 @@
-// The example application's own arithmetic: geofences drawn on a track, the verdict, the command line.
+// The example application's own arithmetic: geofences drawn on a track, the verdict and its words, the
+// command line.
 
 #include <gtest/gtest.h>
 
@@ -65,6 +66,14 @@ Options parse(std::vector<const char*> arguments) {
 }
 
 std::vector<std::string> unmet(const Tally& tally) { return judge(parse({}), tally).unmet; }
+
+/// The verdict in words, line by line.
+std::string words(const Options& options, const Tally& tally) {
+    std::string text;
+    for (const std::string& sentence : inWords(options, tally, judge(options, tally)))
+        text += sentence + "\n";
+    return text;
+}
 
 std::string complaint(const std::vector<const char*>& arguments) {
     try {
@@ -165,6 +174,50 @@ TEST(Verdict, ComplainsOfAFirstFixThatIsNotSooner) {
     EXPECT_EQ(judge(parse({"--first-fix-before", "20"}), never).unmet.size(), 1u);
 }
 
+// --- In words -------------------------------------------------------------------------------------------
+
+TEST(Words, NameEverythingThatWasSeen) {
+    EXPECT_EQ(words(parse({}), goodTally()),
+              "verdict: all is well; seen: fixes, word that they are available, position updates, tracking "
+              "reports, each geofence entered and left, the antenna lost and back again and metres on the "
+              "odometer\n");
+}
+
+TEST(Words, NameWhatWasAskedForAlone) {
+    EXPECT_EQ(words(parse({"--expect", "antenna"}), goodTally()),
+              "verdict: all is well; seen: the antenna lost and back again\n");
+}
+
+TEST(Words, DoNotPraiseWhatIsMissingOrExcused) {
+    Tally tally = goodTally();
+    tally.odometerM = 0;
+    tally.extentM = 12;
+    const char* const good = "all is well";
+    EXPECT_EQ(words(parse({}), tally).rfind("verdict: not as it should be, see above; seen: fixes, ", 0), 0u);
+    EXPECT_EQ(words(parse({"--allow-excuses"}), tally)
+                  .rfind("verdict: as good as what the receiver sends allows; seen: fixes, ", 0),
+              0u);
+    EXPECT_EQ(words(parse({}), Tally()).find(good), std::string::npos);
+    EXPECT_EQ(words(parse({"--expect", "fix"}), Tally()),
+              "verdict: not as it should be, see above; nothing was seen\n");
+}
+
+TEST(Words, ExplainAnOdometerThatShowsLessThanWasDriven) {
+    Tally tally = goodTally();
+    tally.drivenM = 4190.4;
+    EXPECT_NE(words(parse({}), tally)
+                  .find("\nodometer: 1234 m of about 4190 m driven; it counts nothing in its "
+                        "first 180 s, and stretches within twice the error estimate don't "
+                        "count\n"),
+              std::string::npos);
+}
+
+TEST(Words, CompareTheFirstFixWithTheTimeToBeat) {
+    EXPECT_NE(words(parse({"--first-fix-before", "29.4"}), goodTally())
+                  .find("\nfirst fix: after 20.0 s; 29.4 s was the time to beat\n"),
+              std::string::npos);
+}
+
 TEST(Summary, IsTheDemosLastLine) {
     EXPECT_EQ(summary(goodTally()), "demo: 300 fixes, 27 position updates, 10 tracking reports, "
                                     "6 geofence events, 3 antenna changes, odometer 1234 m");
@@ -196,6 +249,38 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
     EXPECT_NE(complaint({"--geofence", "a,95,0,1,1"}), "");
     EXPECT_NE(complaint({"--geofence", "a,1,2,3"}), "");
     EXPECT_NE(complaint({"--expect", "snow"}), "");
+}
+
+TEST(CommandLine, TakesValuesBehindAnEqualsSign) {
+    const Options options = parse({"--for=12", "--expect=fix,antenna", "--until-seen", "--tracking=0"});
+    EXPECT_EQ(options.durationS, 12);
+    EXPECT_EQ(options.expected, (std::vector<std::string>{"fix", "antenna"}));
+    EXPECT_TRUE(options.untilSeen);
+    EXPECT_EQ(options.trackingPeriodS, 0);
+}
+
+TEST(CommandLine, AnswersHelpAndVersionWhateverFollows) {
+    EXPECT_TRUE(parse({"-h"}).help);
+    EXPECT_TRUE(parse({"--help", "--fast"}).help);
+    EXPECT_TRUE(parse({"--version"}).version);
+}
+
+TEST(CommandLine, SaysWhatIsWrongWithAnExpectation) {
+    const std::string known =
+        "--expect knows fix,availability,position,tracking,geofence,antenna,odometer, but not ";
+    EXPECT_EQ(complaint({"--expect", ""}), known + "''");
+    EXPECT_EQ(complaint({"--expect", "fix,"}), known + "''");
+    EXPECT_EQ(complaint({"--expect=snow,fix,rain"}), known + "'snow' and 'rain'");
+}
+
+TEST(CommandLine, SaysWhatIsWrongWithAnArgument) {
+    EXPECT_EQ(complaint({"fast"}), "unexpected argument 'fast'");
+    EXPECT_EQ(complaint({"-x"}), "unknown option '-x'");
+    EXPECT_EQ(complaint({"--until-seen=1"}), "--until-seen takes no value");
+    EXPECT_EQ(complaint({"--fast=1"}), "unknown option '--fast'");
+    EXPECT_EQ(complaint({"--tracking", "1.5"}), "--tracking needs a whole number, not '1.5'");
+    EXPECT_EQ(complaint({"--first-fix-file="}), "--first-fix-file needs the name of a file");
+    EXPECT_EQ(complaint({"--for", "2000000"}), "--for needs a number from 1 to 1e+06, not '2000000'");
 }
 
 TEST(CommandLine, RefusesMoreGeofencesThanTheServiceWatches) {

@@ -1,5 +1,6 @@
 #!/bin/bash
-# Each command answers a wrong option with one line on standard error, nothing on standard output, and status 2.
+# Each command answers a wrong option with one line on standard error, nothing on standard output, and status 2; and
+# the demo's commands take options as all the others do.
 #
 #   wrong_options.sh REPOSITORY DRIVE-PROGRAM RECEIVER-SIMULATOR
 set -u
@@ -20,6 +21,27 @@ refuses() {
     rm -f "$errors"
 }
 
+# says_wrong TEXT COMMAND ...: it also says what is wrong.
+says_wrong() {
+    local text=$1 words
+    shift
+    refuses "$@"
+    words=$("$@" 2>&1 </dev/null)
+    if [[ $words != *"$text"* ]]; then
+        echo "'$*' says '$words', not '$text'" >&2
+        failures=$((failures + 1))
+    fi
+}
+
+answers() {
+    local text=$1 words
+    shift
+    if ! words=$("$@" </dev/null) || [[ $words != *"$text"* ]]; then
+        echo "'$*' says '$words', not '$text'" >&2
+        failures=$((failures + 1))
+    fi
+}
+
 for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository/tools/virtual-unit" \
     "$repository/tools/install-dependencies" "$repository/tools/demo-scenario" "$2" "$3"; do
     refuses "$command" --no-such-option
@@ -29,5 +51,15 @@ refuses "$repository/run-demo.sh" --recording /no/such/file
 refuses "$repository/run-demo.sh" --speed fast
 refuses "$repository/run-tests.sh" --preset fastest
 refuses "$2" --geofence here
+says_wrong "--speed needs a number above 0 and below 100, not '100'" "$repository/run-demo.sh" --speed 100
+says_wrong "below 100, not '0'" "$repository/run-demo.sh" --speed=0
+says_wrong "unexpected argument 'README.md'" "$repository/run-demo.sh" README.md
+says_wrong "a file that can be read, not '/no/such/file'" "$repository/run-demo.sh" --recording=/no/such/file
+says_wrong "RESULTS and DRIVE" "$repository/tools/demo-scenario" build/demo
+for command in "$repository/run-demo.sh" "$repository/tools/demo-scenario" "$2"; do
+    answers Usage: "$command" -h
+    answers Usage: "$command" --help
+    answers "${command##*/} (ruxogps) " "$command" --version
+done
 refuses "$3" --baud 5
 exit "$((failures > 0))"

@@ -1,0 +1,294 @@
+#!/bin/bash
+# The demo as its user meets it: Ctrl-C and signals in each phase, two demos in one folder, captures that are none, the
+# story's words, a machine that is no unit. Runs in a copy of what the demo needs, with programs that are built already.
+#
+#   demo_test.sh DRIVE-PROGRAM RECEIVER-SIMULATOR BUILD-FOLDER [NAME ...]   runs the named checks, or all of them
+#   demo_test.sh --list                                                     prints their names
+# shellcheck disable=SC2154,SC2317  # the checks are called by name, some with settings in front
+set -u
+
+repository=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
+readonly repository
+readonly soonest_s=3  # host seconds within which an interrupted demo must have ended
+
+# --- Vocabulary -----------------------------------------------------------------------------------------
+
+expect() {
+    local what=$1
+    shift
+    "$@" || { echo "    not so: $what" && failed=1; }
+}
+
+equal() { [[ $1 == "$2" ]] || { echo "    got '$1', not '$2'" && return 1; }; }
+contains() { [[ $1 == *"$2"* ]] || { echo "    '$1' lacks '$2'" && return 1; }; }
+at_most() { (($1 <= $2)) || { echo "    $1 is more than $2" && return 1; }; }
+
+# Everything that the demo needs, in a folder of its own. The packages are there; `cmake` puts the programs in place.
+make_checkout() {
+    scratch=$(mktemp -d)
+    checkout=$scratch/checkout
+    output=$scratch/output
+    mkdir -p "$checkout/examples" "$scratch/bin" "$scratch/tmp"
+    cp -r "$repository/run-demo.sh" "$repository/CMakeLists.txt" "$repository/tools" "$checkout"
+    cp -r "$repository/examples/drive" "$checkout/examples"
+    printf '#!/bin/sh\n' >"$checkout/tools/install-dependencies"
+    cat >"$scratch/bin/cmake" <<STUB
+#!/bin/bash
+[[ \$1 == --build ]] || exit 0
+mkdir -p build/demo-release/{examples,simulator,tools/unit}
+cp '$drive' build/demo-release/examples/drive
+cp '$simulator' build/demo-release/simulator/receiver-simulator
+for file in '$build'/tools/unit/*.so; do [[ ! -e \$file ]] || cp "\$file" build/demo-release/tools/unit; done
+STUB
+    chmod 755 "$scratch/bin/cmake"
+}
+
+# A build that lasts: cmake, ninja, and a compiler in a process group of its own, as ninja starts them.
+make_build_last() {
+    printf 'rule cc\n command = sleep 300 # %s\nbuild program: cc\n' "$checkout" >"$scratch/build.ninja"
+    printf '#!/bin/bash\n[[ $1 == --build ]] || exit 0\nninja -f %s -C %s\n' "$scratch/build.ninja" "$scratch" \
+        >"$scratch/bin/cmake"
+}
+
+# As a terminal does it: a process group of its own, in which Ctrl-C reaches every process.
+start_demo() {
+    TMPDIR=$scratch/tmp PATH=$scratch/bin:$PATH setsid env --default-signal=INT,TERM,HUP \
+        "$checkout/run-demo.sh" "$@" >"$output" 2>&1 </dev/null &
+    demo=$!
+}
+
+await() {
+    local tries
+    for ((tries = 0; tries < 600; tries++)); do
+        grep -qs -- "$1" "$output" && return
+        sleep 0.1
+    done
+    echo "    waited for a minute in vain: $1"
+    cat "$output"
+    return 1
+}
+
+# Sends a signal to the demo alone, or with a minus sign before its number to all of its group; notes how it ended.
+end_demo_by() {
+    local began=$EPOCHSECONDS
+    kill -s "$1" -- "$2"
+    wait "$demo" 2>/dev/null
+    status=$?
+    took_s=$((EPOCHSECONDS - began))
+}
+
+processes_left() {
+    local tries left
+    for ((tries = 0; tries < 10; tries++)); do
+        left=$(pgrep -r R,S,D,T -fa -- "$scratch/" | grep -v "^$$ ")
+        [[ -n $left ]] || return
+        sleep 0.1
+    done
+    echo "$left"
+}
+
+# A failed check may leave processes of its own.
+end_what_is_left() {
+    local process rest
+    while read -r process rest; do
+        [[ -z $process ]] || kill -KILL "$process" 2>/dev/null
+    done <<<"$(processes_left)"
+}
+
+expect_a_clean_end() {
+    expect "the exit status" equal "$status" "$1"
+    expect "it ends at once" at_most "$took_s" "$soonest_s"
+    expect "it says so" contains "$(<"$output")" "run-demo.sh: interrupted"
+    expect "no process is left" equal "$(processes_left)" ""
+    expect "no mount is left" equal "$(grep -F "$scratch" /proc/mounts)" ""
+    expect "no temporary file is left" equal "$(ls -A "$scratch/tmp")" ""
+}
+
+interrupt_once() {
+    start_demo "${@:2}"
+    await "$1" || failed=1
+    end_demo_by INT "-$demo"
+    expect_a_clean_end 130
+}
+
+# --- Ctrl-C and signals ---------------------------------------------------------------------------------
+
+ctrl_c_ends_the_build() {
+    make_build_last
+    start_demo
+    expect "it builds" soon pgrep -f "sleep 300 # $checkout"
+    end_demo_by INT "-$demo"
+    expect_a_clean_end 130
+}
+
+soon() {
+    local tries
+    for ((tries = 0; tries < 100; tries++)); do
+        "$@" >/dev/null && return
+        sleep 0.1
+    done
+    return 1
+}
+
+ctrl_c_ends_the_configuration_of_the_receiver() { interrupt_once "coming up: the driver"; }
+
+ctrl_c_ends_the_first_start() {
+    interrupt_once "waiting for the first fix"
+    expect "there is no second start" equal "$(grep -c "== second start" "$output")" 0
+}
+
+ctrl_c_ends_the_second_start() { interrupt_once "== second start" --speed 10; }
+
+ctrl_c_ends_a_recording() {
+    make_capture
+    interrupt_once "the service is up" --recording "$scratch/capture"
+}
+
+sigterm_ends_the_demo_alone_as_well() {
+    start_demo
+    await "waiting for the first fix" || failed=1
+    end_demo_by TERM "$demo"
+    expect_a_clean_end 143
+}
+
+# --- Two demos ------------------------------------------------------------------------------------------
+
+the_second_demo_waits_for_the_first() {
+    local first
+    start_demo
+    first=$demo
+    await "waiting for the first fix" || failed=1
+    mv "$output" "$output.first"
+    start_demo
+    await "another demo runs in this folder" || failed=1
+    expect "the first one's results stay" test -s "$checkout/build/demo/first-start.log"
+    kill -INT -- "-$first"
+    await "== first start" || failed=1
+    end_demo_by INT "-$demo"
+    expect_a_clean_end 130
+}
+
+a_demo_that_waits_can_be_interrupted() {
+    mkdir -p "$checkout/build"
+    exec {held}>"$checkout/build/demo.lock"
+    flock "$held"
+    start_demo {held}>&-
+    await "another demo runs in this folder" || failed=1
+    end_demo_by TERM "$demo"
+    exec {held}>&-
+    expect_a_clean_end 143
+}
+
+# --- Captures -------------------------------------------------------------------------------------------
+
+# What a receiver that stands sends within two seconds.
+make_capture() {
+    timeout 20 "$simulator" --capture "$scratch/capture" --ttff 0 --baud 115200 >/dev/null &
+    soon eval '[[ -s $scratch/capture && $(grep -ac GGA "$scratch/capture") -ge 2 ]]'
+    kill "$!"
+    wait "$!" 2>/dev/null
+}
+
+# --- The story as a person reads it ---------------------------------------------------------------------
+
+# tell LINE ...: the story with an application that says these lines at each start and saves a database at its end.
+tell() {
+    mkdir -p "$scratch/data" "$scratch/results"
+    { echo '#!/bin/bash'; printf 'echo %q\n' "$@"
+        echo "echo 31.5 >'$scratch/results/seconds-to-first-fix'; echo frames >'$scratch/data/NavigationDatabaseDump'"
+    } >"$scratch/application"
+    chmod 755 "$scratch/application"
+    UNIT_CONTROLS=$scratch UNIT_DATA=$scratch/data "$checkout/tools/demo-scenario" "$scratch/results" \
+        "$scratch/application" >"$output" 2>&1
+}
+
+log_line() { echo "2026-05-04T10:11:12.345Z <6> src/GPSHAL_RUXO_3.cpp:1 $1"; }
+
+a_missing_database_is_explained_at_the_first_start_only() {
+    tell "$(log_line "Failed to open navigation database dump file")"
+    expect "the first start" contains "$(sed '/second start/,$d' "$output")" "(no database yet, as on every first start)"
+    expect "the second" equal "$(sed '1,/== second start/d' "$output" | grep -c "no database yet")" 0
+    expect "which shows the line itself" contains "$(sed '1,/== second start/d' "$output")" "Failed to open navigation"
+}
+
+a_restart_of_gpsd_is_explained() {
+    tell "$(log_line "Failed to connect to GPSD server (errno=-6)")" \
+        "$(log_line "GPSD does not provide any data - restarting GPSD")"
+    expect "the failed connection is shown" contains "$(<"$output")" "(errno=-6) (gpsd took no connection;"
+    expect "and what the restart means" contains "$(<"$output")" "restarting GPSD (more than ten looks"
+}
+
+the_logs_lines_stand_in_the_applications_columns() {
+    local line="2026-05-04 10:11:12            no position  coming up"
+    tell "$line" "$(log_line "UBXConfig: Polling navigation database")"
+    local column=${line%%coming up}
+    expect "the text's column" contains "$(<"$output")" \
+        "$(printf '2026-05-04 10:11:12%*sUBXConfig' $((${#column} - 19)) "  the library's log  ")"
+}
+
+the_vehicle_departs_at_the_second_start() {
+    tell "the service is up"
+    expect "one departure" equal "$(cat "$scratch/receiver.control")" go
+    expect "not at the first start" contains "$(<"$output")" "the vehicle stands"
+}
+
+# --- No unit --------------------------------------------------------------------------------------------
+
+# On a unit that lacks something, where nothing of the host is in danger.
+expect_no_unit() {
+    local status=0
+    "$@" >"$output" 2>&1 || status=$?
+    expect "the exit status" equal "$status" "$no_unit_status"
+    expect "one line" equal "$(wc -l <"$output")" 1
+    expect "it names what is missing" contains "$(<"$output")" "this is no unit, as $missing is missing"
+    expect "and the way out" contains "$(<"$output")" tools/virtual-unit
+}
+
+without_the_port_drive_says_that_this_is_no_unit() {
+    no_unit_status=3 missing=/dev/ttymxc1 expect_no_unit "$repository/tools/virtual-unit" --no-receiver -- "$drive"
+}
+
+without_the_reset_line_drive_says_that_this_is_no_unit() {
+    # shellcheck disable=SC2016  # for the unit's shell
+    RECEIVER_SIMULATOR=$simulator no_unit_status=3 missing=/sys/class/gpio/gpio93/value expect_no_unit \
+        "$repository/tools/virtual-unit" -- bash -c 'rm /sys/class/gpio/gpio93/value; "$0"' "$drive"
+}
+
+the_shortest_example_says_that_this_is_no_unit() {
+    no_unit_status=1 missing=/dev/ttymxc1 expect_no_unit "$repository/tools/virtual-unit" --no-receiver -- \
+        "${drive%/drive}/minimal"
+}
+
+# --- Running --------------------------------------------------------------------------------------------
+
+readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_receiver ctrl_c_ends_the_first_start
+    ctrl_c_ends_the_second_start ctrl_c_ends_a_recording sigterm_ends_the_demo_alone_as_well
+    the_second_demo_waits_for_the_first a_demo_that_waits_can_be_interrupted
+    a_missing_database_is_explained_at_the_first_start_only a_restart_of_gpsd_is_explained
+    the_logs_lines_stand_in_the_applications_columns the_vehicle_departs_at_the_second_start
+    without_the_port_drive_says_that_this_is_no_unit without_the_reset_line_drive_says_that_this_is_no_unit
+    the_shortest_example_says_that_this_is_no_unit)
+
+run_check() {
+    failed=
+    make_checkout
+    echo "$1"
+    "$1"
+    end_what_is_left
+    rm -rf "$scratch"
+    [[ -z $failed ]]
+}
+
+if [[ ${1-} == --list ]]; then
+    printf '%s\n' "${checks[@]}"
+    exit
+fi
+drive=$1
+simulator=$2
+build=$3
+shift 3
+failures=0
+for check in "${@:-${checks[@]}}"; do
+    run_check "$check" || failures=$((failures + 1))
+done
+exit "$((failures > 0))"
