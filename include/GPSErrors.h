@@ -5,8 +5,9 @@
 /// these. Codes of the platform (from the antenna query) are handed on unchanged, and so are the codes that
 /// an application's `IGPSCallback` returns.
 
-/// The receiver failed to initialise, is not active after it, or is not running after a start; the system
-/// time could not be read.
+/// The receiver failed to initialise, is not active after it, or is not running after a start; the adapter's
+/// lock could not be taken or given back; the system time could not be read; the platform had no memory for
+/// its answer to the antenna query.
 const unsigned int GPS_ERR_FAILED = 0x17000001u;
 
 /// The object is not in the state that the call needs: a start before initialisation, or a query while the
