@@ -2,7 +2,6 @@
 
 #include <getopt.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -172,8 +171,10 @@ void check(const Options& options) {
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
     options.expected = knownExpectations();
-    std::vector<char*> arguments(argc + 1, nullptr);
-    std::transform(argv, argv + argc, arguments.begin(), [](const char* a) { return const_cast<char*>(a); });
+    std::vector<char*> arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.push_back(const_cast<char*>(argv[i]));
+    arguments.push_back(nullptr);
     const std::vector<option> rows = longOptions();
     optind = 0; // from the beginning, also the second time
     int code = 0;
