@@ -38,7 +38,7 @@ make_checkout() {
 mkdir -p build/demo-release/{examples,simulator,tools/unit}
 cp '$drive' build/demo-release/examples/drive
 cp '$simulator' build/demo-release/simulator/receiver-simulator
-for file in '$build'/tools/unit/*.so; do [[ ! -e \$file ]] || cp "\$file" build/demo-release/tools/unit; done
+cp '$build'/tools/unit/unit-* build/demo-release/tools/unit
 STUB
     chmod 755 "$scratch/bin/cmake"
 }
