@@ -144,14 +144,20 @@ public:
 
 private:
     // Steps of the operations above; those that touch guarded members are called with the lock held.
+    void createDriverAndWorker();
     void resetSettings();
     void resetReadings();
+    void resetOdometer(int32_t warmup); // meets what the worker touches without the lock
     unsigned int acceptFix(GPSData& d);
+    unsigned int checkGeofences(); // takes the lock itself
     unsigned int checkGeofence(const GPSGeofence& geofence, GPSGeofenceState& state);
     void warmUpOdometer();               // takes the lock itself
     void trackOdometer();                // takes the lock itself
+    void smoothPosition();               // takes the lock itself
     void restartOdometer();              // takes the lock itself
     void countDistance(double distance); // takes the lock itself
+    void logStatus();
+    void logFix();
 
     // Owners. Constant after construction.
     IGPSCallback* callback; ///< the application's; may be null

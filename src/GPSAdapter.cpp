@@ -12,6 +12,8 @@
 #include <cmath>
 #include <ctime>
 #include <exception>
+#include <new>
+#include <optional>
 
 #include "AntennaValues.h"
 #include "GPSTimedWorker.h"
@@ -37,7 +39,9 @@ constexpr int32_t kClockWasSetSeconds = 631152000; // 1990-01-01 00:00:00 UTC
 
 constexpr uint32_t kWarmupSeconds = 180;
 constexpr double kKeepFactor = 0.9;
-constexpr double kTakeFactor = 1.0 - kKeepFactor; // 0.09999999999999998, not the literal 0.1
+// KEEP: 0.09999999999999998, not the literal 0.1.
+// Pinned by UpdateOdometer.WeighsTheNewByOneMinusNineTenthsNotByATenth
+constexpr double kTakeFactor = 1.0 - kKeepFactor;
 constexpr double kMetresPerMicrodegree = 0.11113286273635781;
 constexpr double kPi = 3.141592653589793;
 constexpr double kJumpMetres = 1000.0;
@@ -94,7 +98,9 @@ void copyPoint(GPSData& to, const GPSData& from) {
 
 // --- Geofence arithmetic --------------------------------------------------------------------------------
 
-/// Whether `position` lies within `half` of `centre`. The sums wrap at 32 bits and are compared signed.
+/// Whether `position` lies within `half` of `centre`.
+// KEEP: the sums wrap at 32 bits and are compared signed, so an extent of nearly 2^32 encloses nothing.
+// Pinned by GPSGeofenceRectangle.EnclosesNothingWhenItsSumsWrap
 bool isWithin(int32_t position, int32_t centre, uint32_t half) {
     const auto low = static_cast<int32_t>(static_cast<uint32_t>(centre) - half);
     const auto high = static_cast<int32_t>(static_cast<uint32_t>(centre) + half);
@@ -122,13 +128,53 @@ State nextState(State state, bool inside) {
     return inside ? State::Entered : State::Outside;
 }
 
-/// `ctime` of a 32-bit time, whatever the width of `time_t`.
+/// `ctime` of a 32-bit time, whatever the width of `time_t`, in a buffer of its own.
+// KEEP: with its line feed, which stands before the closing quote of the log line.
+// Pinned by LogDetails.SaysTheFixWithItsDateAndThatDatesLineFeed
 struct CtimeText {
     explicit CtimeText(time_t time) {
+        tzset(); // `ctime` follows a change of TZ, `ctime_r` alone need not
         if (ctime_r(&time, text) == nullptr)
             text[0] = '\0';
     }
     char text[32];
+};
+
+/// An empty text, unless there is no memory for it.
+bool makeEmpty(std::optional<RuxoString>& text) {
+    try {
+        text.emplace();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+// --- Lock guard -----------------------------------------------------------------------------------------
+
+/// Holds the adapter's lock while it lives. An exception and a cancelled thread give it back as well.
+class LockGuard {
+public:
+    explicit LockGuard(GPSAdapter& owner) : adapter(owner) { adapter.lock(); }
+    /// Not `noexcept`: a thread may be cancelled in the log line of a lock that can't be given back.
+    ~LockGuard() noexcept(false) {
+        // KEEP: given back also when it could not be taken; the operation went on without it. Pinned by
+        // AdapterLocking.IsGivenBackEvenWhenItCouldNotBeTaken
+        if (held)
+            adapter.unlock();
+    }
+    LockGuard(const LockGuard&) = delete;
+    LockGuard& operator=(const LockGuard&) = delete;
+
+    /// Gives the lock back before its time and returns the result.
+    unsigned int giveBack() {
+        held = false;
+        return adapter.unlock();
+    }
+
+private:
+    GPSAdapter& adapter;
+    bool held = true;
 };
 
 } // namespace
@@ -145,9 +191,12 @@ GPSGeofence::GPSGeofence(const GPSGeofence& other)
 GPSGeofence::~GPSGeofence() = default;
 
 GPSGeofence& GPSGeofence::operator=(const GPSGeofence& other) {
-    if (this == &other)
-        return *this;
-    name.setStr(other.name.getStr());
+    try {
+        if (!name.equals(other.name)) // an equal one needs no memory
+            name.setStr(other.name.getStr());
+    } catch (const std::bad_alloc&) {
+        return *this; // whole, as it was
+    }
     longitude = other.longitude;
     latitude = other.latitude;
     width = other.width;
@@ -157,6 +206,8 @@ GPSGeofence& GPSGeofence::operator=(const GPSGeofence& other) {
 }
 
 void GPSGeofence::Clear() {
+    // KEEP: the margin becomes 0, not the 1500 of a new geofence, and the name stays.
+    // Pinned by GPSGeofenceRecord.ClearsItsFiveNumbersMarginIncludedAndKeepsItsName
     longitude = 0;
     latitude = 0;
     width = 0;
@@ -188,14 +239,7 @@ GPSAdapter::GPSAdapter(IGPSCallback* applicationCallback)
       satelliteCount(0), snr(0), fixTick(0), odometer(0), geofenceStates{}, timeDeviationValid(false),
       timeDelta(0), horizontalError(0), timeError(0), maxGeofences(kGPSMaxGeofences),
       ntpServiceAvailable(false), antennaCallbackFlag(false), validFixCounter(0) {
-    try {
-        hal = GPSHAL::GetNewInstance();
-        worker = new GPSTimedWorker(*this);
-    } catch (...) {
-        LOG(Logging::LevelCritical, kCreateFailed);
-        delete hal;
-        throw;
-    }
+    createDriverAndWorker();
     if (sem_init(&lockSemaphore, 0, 1) != 0) {
         LOG(Logging::LevelCritical, kSemInitFailed, errno);
         // KEEP: nothing is in flight, so this ends the process: without a lock there is no service.
@@ -205,6 +249,17 @@ GPSAdapter::GPSAdapter(IGPSCallback* applicationCallback)
     ResetParams();
 }
 
+void GPSAdapter::createDriverAndWorker() {
+    try {
+        hal = GPSHAL::GetNewInstance();
+        worker = new GPSTimedWorker(*this);
+    } catch (...) {
+        LOG(Logging::LevelCritical, kCreateFailed);
+        delete hal;
+        throw;
+    }
+}
+
 GPSAdapter::~GPSAdapter() {
     const unsigned int stopped = Stop();
     if (stopped != 0)
@@ -212,7 +267,7 @@ GPSAdapter::~GPSAdapter() {
     const unsigned int finalized = Finalize();
     if (finalized != 0)
         LOG(Logging::LevelError, kFinalizeFailed, finalized);
-    lock(); // never given back
+    lock(); // without a guard: never given back
     delete worker;
     delete hal;
     callback = nullptr;
@@ -242,13 +297,12 @@ unsigned int GPSAdapter::unlock() {
 // --- Settings and readings ------------------------------------------------------------------------------
 
 unsigned int GPSAdapter::ResetParams() {
-    lock();
+    const LockGuard guard(*this);
+    // KEEP: not everything: `resetTimeDeviation`, the antenna's state before, the two flags and the count of
+    // fixes stay. Pinned by AdapterDefaults.AreNotWhatResetParamsLeavesAlone
     resetSettings();
     resetReadings();
-    odometerFiltered.Clear();
-    odometerReference.Clear();
-    odometerWarmup = warmupCycles(params.positionInterval);
-    unlock();
+    resetOdometer(warmupCycles(params.positionInterval));
     return 0;
 }
 
@@ -284,8 +338,14 @@ void GPSAdapter::resetReadings() {
     timeError = 0;
 }
 
+void GPSAdapter::resetOdometer(int32_t warmup) {
+    odometerFiltered.Clear();
+    odometerReference.Clear();
+    odometerWarmup = warmup;
+}
+
 unsigned int GPSAdapter::SetParams(const GPSParams& p) {
-    lock();
+    const LockGuard guard(*this);
     for (uint32_t i = 0; i < maxGeofences; ++i)
         if (differs(p.geofences[i], params.geofences[i]))
             geofenceStates[i] = State::Unknown;
@@ -297,20 +357,18 @@ unsigned int GPSAdapter::SetParams(const GPSParams& p) {
         LOG(Logging::LevelInfo, kSetOdometer, static_cast<int>(odometer), static_cast<int>(p.odometerValue));
         odometer = p.odometerValue;
     }
-    params = p;
-    unlock();
+    params = p; // numbers and flags always; a geofence stays as it was where its name finds no memory
     return 0;
 }
 
 unsigned int GPSAdapter::GetParams(GPSParams& p) {
-    lock();
+    const LockGuard guard(*this);
     p = params;
-    unlock();
     return 0;
 }
 
 unsigned int GPSAdapter::GetReadings(GPSReadings& r) {
-    lock();
+    const LockGuard guard(*this);
     r.available = available;
     r.antennaState = antennaState;
     r.satelliteCount = satelliteCount;
@@ -324,7 +382,6 @@ unsigned int GPSAdapter::GetReadings(GPSReadings& r) {
     r.timeDelta = timeDelta;
     r.horizontalError = horizontalError;
     r.timeError = timeError;
-    unlock();
     return 0;
 }
 
@@ -368,6 +425,8 @@ unsigned int GPSAdapter::Stop() {
 
 unsigned int GPSAdapter::Finalize() {
     const unsigned int stopRc = Stop();
+    // KEEP: `Stop` has logged the driver's error already.
+    // Pinned by AdapterLifeCycle.FinalizeReturnsTheErrorOfTheStopAndLogsItOnceMore
     if (stopRc != 0)
         LOG(Logging::LevelError, kStopFailed, stopRc);
     const unsigned int halRc = hal->Finalize();
@@ -384,10 +443,8 @@ unsigned int GPSAdapter::UpdateCurrentPosition() {
     const unsigned int rc = hal->GetData(d);
     if (rc != 0)
         return rc;
-    lock();
-    const unsigned int result = acceptFix(d);
-    unlock();
-    return result;
+    const LockGuard guard(*this);
+    return acceptFix(d);
 }
 
 unsigned int GPSAdapter::acceptFix(GPSData& d) {
@@ -416,18 +473,17 @@ unsigned int GPSAdapter::acceptFix(GPSData& d) {
 unsigned int GPSAdapter::UpdateSatelliteCount() {
     unsigned int count = 0;
     const unsigned int rc = hal->GetSatCount(count);
-    lock();
+    const LockGuard guard(*this);
+    // KEEP: stored whatever the result, here and below. Pinned by UpdateSatellites.StoresWhatAFailedQueryLeft
     satelliteCount = count;
-    unlock();
     return rc;
 }
 
 unsigned int GPSAdapter::UpdateSNR() {
     unsigned int ratio = 0;
     const unsigned int rc = hal->GetSNR(ratio);
-    lock();
+    const LockGuard guard(*this);
     snr = ratio;
-    unlock();
     return rc;
 }
 
@@ -437,29 +493,35 @@ unsigned int GPSAdapter::UpdateErrorEstimates() {
     const unsigned int rc = hal->GetErrorEstimates(horizontal, time);
     if (rc != 0)
         return rc;
-    lock();
+    const LockGuard guard(*this);
     horizontalError = horizontal;
     timeError = time;
-    unlock();
     return 0;
 }
 
 unsigned int GPSAdapter::UpdateAntennaStatus() {
     GPSAntennaState state = kAntennaNotFilledIn;
     const unsigned int rc = hal->GetAntennaStatus(state);
-    lock();
-    previousAntennaState = antennaState;
-    antennaState = state;
-    if (state != kAntennaInOrder)
-        available = false;
-    const bool changed = previousAntennaState != state;
-    unlock();
+    bool changed = false;
+    std::optional<RuxoString> text;
+    {
+        const LockGuard guard(*this);
+        // KEEP: a failed query counts as well, and nobody is told of the availability. Pinned by
+        // UpdateAntennaStatus.StoresZeroWhenTheQueryFilledInNothing and
+        // UpdateAntennaStatus.NeverTellsAvailability
+        if (state != kAntennaInOrder)
+            available = false;
+        changed = state != antennaState;
+        if (changed && callback != nullptr && !makeEmpty(text))
+            return GPS_ERR_FAILED; // not stored, so the next update finds and tells it
+        previousAntennaState = antennaState;
+        antennaState = state;
+    }
     if (!changed)
         return rc;
     if (callback == nullptr)
         return GPS_ERR_NOT_AVAILABLE;
-    RuxoString text;
-    return callback->OnAntennaStateChanged(state, text, antennaCallbackFlag);
+    return callback->OnAntennaStateChanged(state, *text, antennaCallbackFlag);
 }
 
 unsigned int GPSAdapter::UpdateSystemTimeDeviation() {
@@ -478,10 +540,9 @@ unsigned int GPSAdapter::UpdateSystemTimeDeviation() {
     const bool plausible = -kMaxDeviationSeconds <= delta && delta <= kMaxDeviationSeconds;
     if (!plausible && system.tv_sec >= kClockWasSetSeconds)
         return 0;
-    lock();
+    const LockGuard guard(*this);
     timeDelta = delta;
     timeDeviationValid = true;
-    unlock();
     return 0;
 }
 
@@ -498,19 +559,17 @@ void GPSAdapter::warmUpOdometer() {
         --odometerWarmup;
         return;
     }
-    lock();
+    const LockGuard guard(*this);
+    // KEEP: taken even before the first fix; the jump to that one starts the warm-up anew.
+    // Pinned by UpdateOdometer.StartsAnewWhenTheFirstFixComesAfterAReferenceWithoutOne
     odometerFiltered.valid = true;
     copyPoint(odometerFiltered, currentData);
     copyPoint(odometerReference, currentData);
     odometerReference.valid = true;
-    unlock();
 }
 
 void GPSAdapter::trackOdometer() {
-    lock();
-    odometerFiltered.latitude = smooth(currentData.latitude, odometerFiltered.latitude);
-    odometerFiltered.longitude = smooth(currentData.longitude, odometerFiltered.longitude);
-    unlock();
+    smoothPosition();
     const double distance = distanceMetres(odometerReference, odometerFiltered);
     if (distance > kJumpMetres)
         restartOdometer();
@@ -518,66 +577,87 @@ void GPSAdapter::trackOdometer() {
         countDistance(distance);
 }
 
+void GPSAdapter::smoothPosition() {
+    const LockGuard guard(*this);
+    odometerFiltered.latitude = smooth(currentData.latitude, odometerFiltered.latitude);
+    odometerFiltered.longitude = smooth(currentData.longitude, odometerFiltered.longitude);
+}
+
 void GPSAdapter::restartOdometer() {
     odometerReference.valid = false;
     odometerFiltered.valid = false;
-    lock();
+    const LockGuard guard(*this);
     odometerWarmup = warmupCycles(params.positionInterval);
-    unlock();
 }
 
 void GPSAdapter::countDistance(double distance) {
-    lock();
-    if (distance > 2.0 * horizontalError)
-        odometer += saturate<uint32_t>(std::round(distance));
-    unlock();
+    {
+        const LockGuard guard(*this);
+        if (distance > 2.0 * horizontalError)
+            odometer += saturate<uint32_t>(std::round(distance));
+    }
     // KEEP: the reference moves even when the step was not counted: it is dropped, not carried over.
     // Pinned by UpdateOdometer.DropsAStepWithinTwiceTheErrorEstimate
     copyPoint(odometerReference, odometerFiltered);
 }
 
 unsigned int GPSAdapter::UpdateGeofence() {
-    lock();
-    unsigned int rc = 0;
-    // KEEP: overwritten with each geofence, so only the last one's result is logged and returned.
-    // Pinned by UpdateGeofence.ReturnsTheResultOfTheLastGeofenceAlone
-    for (uint32_t i = 0; i < maxGeofences; ++i)
-        rc = checkGeofence(params.geofences[i], geofenceStates[i]);
-    unlock();
+    const unsigned int rc = checkGeofences();
     if (rc != 0)
         LOG(Logging::LevelError, kGeofenceFailed, rc);
     return rc;
 }
 
-unsigned int GPSAdapter::checkGeofence(const GPSGeofence& geofence, GPSGeofenceState& state) {
-    const unsigned int rc = geofence.CheckGeofence(currentData, state);
-    if (rc != 0 || (state != State::Entered && state != State::Left))
-        return rc;
-    if (callback == nullptr)
-        return GPS_ERR_NOT_AVAILABLE;
-    return state == State::Entered ? callback->OnGeofenceEntered(geofence)
-                                   : callback->OnGeofenceLeft(geofence);
-}
-
-unsigned int GPSAdapter::SendTracking() {
-    lock();
-    const unsigned int rc = callback != nullptr ? callback->OnTracking(currentData) : GPS_ERR_NOT_AVAILABLE;
-    unlock();
+unsigned int GPSAdapter::checkGeofences() {
+    const LockGuard guard(*this);
+    unsigned int rc = 0;
+    // KEEP: overwritten with each geofence, so only the last one's result is logged and returned.
+    // Pinned by UpdateGeofence.ReturnsTheResultOfTheLastGeofenceAlone
+    for (uint32_t i = 0; i < maxGeofences; ++i)
+        rc = checkGeofence(params.geofences[i], geofenceStates[i]);
     return rc;
 }
 
+unsigned int GPSAdapter::checkGeofence(const GPSGeofence& geofence, GPSGeofenceState& state) {
+    const unsigned int checked = geofence.CheckGeofence(currentData, state);
+    if (checked != 0)
+        return checked;
+    unsigned int rc = 0;
+    if (state == State::Entered)
+        rc = callback != nullptr ? callback->OnGeofenceEntered(geofence) : GPS_ERR_NOT_AVAILABLE;
+    // KEEP: not an "else": the state is read anew, and may have become Left in the call above.
+    // Pinned by UpdateGeofence.ReadsTheStateAnewAfterTheEnteredCall
+    if (state == State::Left)
+        rc = callback != nullptr ? callback->OnGeofenceLeft(geofence) : GPS_ERR_NOT_AVAILABLE;
+    return rc;
+}
+
+unsigned int GPSAdapter::SendTracking() {
+    const LockGuard guard(*this);
+    return callback != nullptr ? callback->OnTracking(currentData) : GPS_ERR_NOT_AVAILABLE;
+}
+
 unsigned int GPSAdapter::LogDetails() {
-    lock();
+    LockGuard guard(*this);
+    logStatus();
+    logFix();
+    return guard.giveBack();
+}
+
+void GPSAdapter::logStatus() {
     const int age = fixTick != 0 ? static_cast<int>(ruxo_systemtick() - fixTick) : -1;
     LOG(Logging::LevelInfo, kStatus, available ? "available" : "down", static_cast<int>(antennaState),
         static_cast<int>(satelliteCount), static_cast<int>(snr), timeDeviationValid ? "valid" : "invalid",
         timeDelta, age, static_cast<long>(odometer));
-    if (currentData.valid)
-        LOG(Logging::LevelInfo, kCurrentData, currentData.longitude / kMicrodegreesPerDegree,
-            currentData.latitude / kMicrodegreesPerDegree, currentData.altitude / kThousandths,
-            currentData.speed / kThousandths, currentData.course / kThousandths,
-            CtimeText(currentData.time).text);
-    else
+}
+
+void GPSAdapter::logFix() {
+    if (!currentData.valid) {
         LOG(Logging::LevelInfo, kNoCurrentData);
-    return unlock();
+        return;
+    }
+    LOG(Logging::LevelInfo, kCurrentData, currentData.longitude / kMicrodegreesPerDegree,
+        currentData.latitude / kMicrodegreesPerDegree, currentData.altitude / kThousandths,
+        currentData.speed / kThousandths, currentData.course / kThousandths,
+        CtimeText(currentData.time).text);
 }

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
+#include <new>
+#include <optional>
 
 #include "GPSAdapter.h"
 #include "LibraryThread.h"
@@ -26,11 +28,13 @@ constexpr time_t kTokenWaitSeconds = 1;
 constexpr long kTokenWaitNanoseconds = 250;
 constexpr uint32_t kMicrosPerSecond = 1000000;
 constexpr uint32_t kCyclesPerInterval = 4;
+constexpr useconds_t kNoMemoryPauseMicros = 250000;
 constexpr uint32_t kTrackingLockoutSeconds = 5;
-constexpr uint32_t kLogIntervalMask = 0xFFF; // only the low 12 bits count
+constexpr uint32_t kLogIntervalMask = 0xFFF;
 
 // Log texts.
 constexpr char kSemInitFailed[] = "GPSTimedWorker failed to create semaphore (errno %d)";
+// KEEP: "semaphoire". Pinned by WorkerDestruction.LogsATokenThatCanNotBeDestroyed
 constexpr char kSemDestroyFailed[] = "GPSTimedWorker failed to destroy semaphoire (errno is %d)";
 constexpr char kStopFailed[] = "GPSTimedWorker failed to stop worker thread (error code 0x%08X)";
 constexpr char kAlreadyRunning[] = "GPSTimedWorker already running";
@@ -46,7 +50,20 @@ constexpr char kStopped[] = "GPS worker stopped.";
 
 // --- Schedule -------------------------------------------------------------------------------------------
 
+// KEEP: the sum may wrap; a block then runs in every cycle until the tick wraps as well.
+// Pinned by WorkerSchedule.ComparesUnsignedWhereTheTickWraps
 bool isDue(uint32_t now, uint32_t last, uint32_t interval) { return now >= last + interval; }
+
+/// Settings to be filled in. They hold names, so there may be no memory for them; that is logged.
+bool makeParams(std::optional<GPSParams>& params) {
+    try {
+        params.emplace();
+    } catch (const std::bad_alloc&) {
+        LOG(Logging::LevelError, kParamsFailed, GPS_ERR_FAILED);
+        return false;
+    }
+    return true;
+}
 
 /// Whether the shifted UTC time is within a second of a multiple of the tracking period.
 bool isTrackingBoundary(long utc, const GPSParams& params) {
@@ -101,6 +118,8 @@ GPSTimedWorker::~GPSTimedWorker() {
 uint32_t GPSTimedWorker::Start() {
     if (running) {
         LOG(Logging::LevelInfo, kAlreadyRunning);
+        // KEEP: a thread that was told to stop carries on.
+        // Pinned by WorkerStart.OnlyTakesBackAStopWhileTheThreadRuns
         stopRequested = false;
         return 0;
     }
@@ -160,23 +179,35 @@ bool GPSTimedWorker::IsActive() const { return running; }
 
 void GPSTimedWorker::Run() {
     running = true;
-    GPSParams params;
+    std::optional<GPSParams> params;
+    while (!makeParams(params) && !stopRequested)
+        usleep(kNoMemoryPauseMicros);
+    if (params)
+        runLoop(*params);
+    LOG(Logging::LevelInfo, kStopped);
+    running = false;
+}
+
+void GPSTimedWorker::runLoop(GPSParams& params) {
     adapter.GetParams(params);
-    // Fixed for the life of the thread; the product wraps.
+    // KEEP: fixed for the life of the thread, and the product wraps. Pinned by
+    // WorkerSchedule.KeepsItsSleepForTheLifeOfTheThread and
+    // WorkerSleep.IsAQuarterOfThePositionIntervalIn32Bits
     const uint32_t sleepMicros = params.positionInterval * kMicrosPerSecond / kCyclesPerInterval;
     LOG(Logging::LevelInfo, kStarts, stopRequested ? "exit" : "not exit", static_cast<int>(sleepMicros));
     TimeStamps last;
     while (!stopRequested && fetchParams(params)) {
         runCycle(params, last);
+        // KEEP: no "break": the thread sleeps once more before it ends.
+        // Pinned by WorkerLoop.SleepsOnceMoreAndEndsWhenDisabled
         if (!params.enabled)
             stopRequested = true;
         usleep(sleepMicros);
     }
-    LOG(Logging::LevelInfo, kStopped);
-    running = false;
 }
 
 bool GPSTimedWorker::fetchParams(GPSParams& params) {
+    // KEEP: asked again at once, without a sleep. Pinned by WorkerSettings.AreReadAgainAtOnceUntilItSucceeds
     for (;;) {
         const unsigned int rc = adapter.GetParams(params);
         if (rc == 0)
@@ -197,8 +228,11 @@ void GPSTimedWorker::runCycle(const GPSParams& params, TimeStamps& last) {
         runTrackingBlock(params, now, last.tracking);
     if (isDue(now, last.status, params.statusInterval)) {
         runStatusBlock();
-        last.status = ruxo_systemtick(); // taken anew: the block may have taken its time
+        // KEEP: taken anew, not `now`: the interval counts from the block's end.
+        // Pinned by WorkerSchedule.CountsTheStatusFromTheEndOfItsBlock
+        last.status = ruxo_systemtick();
     }
+    // KEEP: only the low 12 bits count. Pinned by WorkerLogInterval.CountsOnlyItsLowTwelveBits
     const uint32_t logInterval = params.logInterval & kLogIntervalMask;
     if (logInterval != 0 && isDue(now, last.log, logInterval)) {
         adapter.LogDetails();
@@ -221,6 +255,8 @@ void GPSTimedWorker::runTrackingBlock(const GPSParams& params, uint32_t now, uin
     // TrackingBlock.HasNoLockOutInTheFirstFiveTicks
     if (lastTracking > now - kTrackingLockoutSeconds || !isTrackingBoundary(utc, params))
         return;
+    // KEEP: the lock-out counts from a report that failed as well.
+    // Pinned by TrackingBlock.CountsTheLockOutFromAReportThatFailed
     adapter.SendTracking();
     lastTracking = now;
 }

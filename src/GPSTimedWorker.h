@@ -47,6 +47,7 @@ private:
     uint32_t cancelThread();
     void joinEndedThread();
 
+    void runLoop(GPSParams& params);
     bool fetchParams(GPSParams& params);
     void runCycle(const GPSParams& params, TimeStamps& last);
     void runPositionBlock(const GPSParams& params);

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "FailingMemory.h"
 #include "IGPSCallback.h"
 #include "VirtualUnit.h"
 
@@ -28,24 +29,32 @@ public:
     bool* antennaFlag = nullptr;
 
     unsigned int OnGeofenceLeft(const GPSGeofence& left) override {
+        const GroundMemory memory;
         geofence = &left;
         return called(std::string("OnGeofenceLeft ") + left.name.getStr());
     }
     unsigned int OnGeofenceEntered(const GPSGeofence& entered) override {
+        const GroundMemory memory;
         geofence = &entered;
         return called(std::string("OnGeofenceEntered ") + entered.name.getStr());
     }
     unsigned int OnAntennaStateChanged(GPSAntennaState state, RuxoString& text, bool& flag) override {
+        const GroundMemory memory;
         antennaText = text.getStr();
         antennaFlag = &flag;
         text.setStr("the application's");
         return called("OnAntennaStateChanged " + std::to_string(state), false);
     }
     unsigned int OnAvailabilityChanged(bool available) override {
+        const GroundMemory memory;
         return called("OnAvailabilityChanged " + std::to_string(available));
     }
-    unsigned int OnPositionUpdate() override { return called("OnPositionUpdate"); }
+    unsigned int OnPositionUpdate() override {
+        const GroundMemory memory;
+        return called("OnPositionUpdate");
+    }
     unsigned int OnTracking(const GPSData& tracked) override {
+        const GroundMemory memory;
         data = &tracked;
         return called("OnTracking " + std::to_string(tracked.latitude) + " " +
                       std::to_string(tracked.longitude));

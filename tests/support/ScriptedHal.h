@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "FailingMemory.h"
 #include "GPSHAL.h"
 #include "VirtualUnit.h"
 
@@ -88,13 +89,18 @@ public:
     }
     unsigned int setInitialPosition(unsigned int latitude, unsigned int longitude,
                                     unsigned int altitude) override {
-        called("setInitialPosition " + std::to_string(latitude) + " " + std::to_string(longitude) + " " +
-               std::to_string(altitude));
+        const GroundMemory memory;
+        call("setInitialPosition " + std::to_string(latitude) + " " + std::to_string(longitude) + " " +
+             std::to_string(altitude));
         return initialPositionResult;
     }
 
 private:
-    void called(const std::string& name) {
+    void called(const char* name) {
+        const GroundMemory memory;
+        call(name);
+    }
+    void call(const std::string& name) {
         VirtualUnit::current()->journal.add("hal " + name);
         if (lock != nullptr && name != "destroyed") {
             EXPECT_FALSE(VirtualSemaphores::isTaken(*lock)) << name << " with the adapter's lock held";

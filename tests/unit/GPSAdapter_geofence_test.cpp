@@ -107,6 +107,26 @@ TEST_F(UpdateGeofence, ReturnsTheResultOfAnEnteredCallToo) {
     EXPECT_THAT(told(), ElementsAre("callback OnGeofenceEntered last"));
 }
 
+TEST_F(UpdateGeofence, ReadsTheStateAnewAfterTheEnteredCall) {
+    place(11, "last");
+    state(11) = State::Outside;
+    callback.atCall = [&](const std::string& call) {
+        callback.result = call == "OnGeofenceEntered last" ? 0x42 : 0x43;
+        state(11) = State::Left;
+    };
+    EXPECT_EQ(adapter->UpdateGeofence(), 0x43u);
+    EXPECT_THAT(told(), ElementsAre("callback OnGeofenceEntered last", "callback OnGeofenceLeft last"));
+}
+
+TEST_F(UpdateGeofence, TellsALeftOneWhateverTheEnteredCallReturned) {
+    place(11, "last");
+    state(11) = State::Outside;
+    callback.result = 0x42;
+    callback.atCall = [&](const std::string&) { state(11) = State::Left; };
+    adapter->UpdateGeofence();
+    EXPECT_EQ(unit.journal.count("callback OnGeofenceLeft last"), 1u);
+}
+
 TEST_F(UpdateGeofence, LogsAfterTheLockWasGivenBack) {
     callback.result = 0x43;
     place(11, "last", 11000000);

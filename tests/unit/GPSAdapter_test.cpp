@@ -3,6 +3,8 @@
 
 #include "GPSAdapter.h"
 
+#include <dlfcn.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +14,7 @@
 #include "AdapterFixture.h"
 #include "FailingMemory.h"
 #include "GPSHAL_RUXO_3.h"
+#include "PlatformHooks.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -234,6 +237,15 @@ TEST_F(AdapterLocking, IsGoneWithoutWhenItCanNotBeTaken) {
     EXPECT_EQ(member(AdapterOdometer()), 77u);
 }
 
+TEST_F(AdapterLocking, IsGivenBackEvenWhenItCouldNotBeTaken) {
+    unit.semaphores.fail(VirtualSemaphores::Wait, EINVAL);
+    EXPECT_EQ(adapter->SetParams(GPSParams()), 0u);
+    EXPECT_THAT(unit.journal.lines(),
+                ElementsAre("sem_wait lock",
+                            "log 2 src/GPSAdapter.cpp GPSAdapter failed to get semaphore (errno=22)",
+                            "sem_post lock"));
+}
+
 TEST_F(AdapterLocking, GuardsSettingsAndReadings) {
     GPSParams p;
     GPSReadings r;
@@ -256,6 +268,70 @@ TEST_F(AdapterLocking, DoesNotGuardWhatNeedsNone) {
     adapter->setInitialPosition(1, 2, 3);
     EXPECT_EQ(unit.journal.count("sem_"), 0u);
 }
+
+// --- The lock, when its operation doesn't come to its end ------------------------------------------------
+
+using Operation = unsigned int (GPSAdapter::*)();
+
+/// The operations that call the application with the lock held, each with something to tell.
+class AdapterLockAtTheEnd : public AdapterFixture, public ::testing::WithParamInterface<Operation> {
+protected:
+    AdapterLockAtTheEnd() {
+        hal->fix = member(AdapterCurrentData()) = fixAt(48137154, 11576124);
+        GPSGeofence& far = member(AdapterParams()).geofences[5];
+        far.width = far.height = 10;
+    }
+    void run() { (*adapter.*GetParam())(); }
+
+    /// On a thread of the host's own, which the ground doesn't capture. True when it was cancelled.
+    bool isCancelledOnAThread() {
+        const auto create = reinterpret_cast<decltype(&::pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+        pthread_t thread{};
+        void* result = nullptr;
+        EXPECT_EQ(create(&thread, nullptr, runOnThread, this), 0);
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        return result == PTHREAD_CANCELED;
+    }
+
+private:
+    static void* runOnThread(void* test) {
+        static_cast<AdapterLockAtTheEnd*>(test)->run();
+        return nullptr;
+    }
+};
+
+void cancelThisThread() {
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+}
+
+TEST_P(AdapterLockAtTheEnd, IsFreeAfterACallbackThatThrows) {
+    callback.atCall = [](const std::string& call) { throw call; };
+    EXPECT_THROW(run(), std::string);
+    EXPECT_FALSE(VirtualSemaphores::isTaken(lock()));
+}
+
+TEST_P(AdapterLockAtTheEnd, IsFreeAfterACallbackInWhichTheThreadIsCancelled) {
+    callback.atCall = [](const std::string&) { cancelThisThread(); };
+    EXPECT_TRUE(isCancelledOnAThread());
+    EXPECT_FALSE(VirtualSemaphores::isTaken(lock()));
+    EXPECT_EQ(unit.journal.count("callback "), 1u);
+}
+
+TEST_P(AdapterLockAtTheEnd, MayBeCancelledInTheLogLineOfALockThatCanNotBeGivenBack) {
+    const PlatformHooks* const usual = platformHooks();
+    PlatformHooks cancelling = *usual;
+    cancelling.logLine = [](int, const char*, int, const char*) { cancelThisThread(); };
+    unit.semaphores.fail(VirtualSemaphores::Post, EOVERFLOW);
+    setPlatformHooks(&cancelling);
+    EXPECT_TRUE(isCancelledOnAThread()) << "and the process goes on";
+    setPlatformHooks(usual);
+    adapter->unlock();
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEachOperation, AdapterLockAtTheEnd,
+                         ::testing::Values(&GPSAdapter::UpdateCurrentPosition, &GPSAdapter::UpdateGeofence,
+                                           &GPSAdapter::SendTracking));
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 

@@ -619,6 +619,16 @@ TEST_F(LogDetails, SaysTheFixWithItsDateAndThatDatesLineFeed) {
                            "course=271.5 date='Tue Nov 14 22:13:20 2023\n'");
 }
 
+TEST_F(LogDetails, SaysTheDateInTheTimeZoneOfTheMoment) {
+    member(AdapterCurrentData()) = fixAt(48137154, 11576124);
+    member(AdapterCurrentData()).time = 1700000000;
+    adapter->LogDetails();
+    EXPECT_THAT(logged().back(), ::testing::HasSubstr("date='Tue Nov 14 22:13:20 2023\n'"));
+    setenv("TZ", "EAST-5", 1); // and no tzset
+    adapter->LogDetails();
+    EXPECT_THAT(logged().back(), ::testing::HasSubstr("date='Wed Nov 15 03:13:20 2023\n'"));
+}
+
 TEST_F(LogDetails, TakesAltitudeSignedAndSpeedAndCourseUnsigned) {
     GPSData& fix = member(AdapterCurrentData());
     fix = fixAt(-33856784, -151215297);

@@ -6,6 +6,7 @@
 
 #include <limits>
 
+#include "FailingMemory.h"
 #include "GPSErrors.h"
 
 namespace {
@@ -98,6 +99,34 @@ TEST(GPSGeofenceRecord, CopiesAllFieldsWhenConstructedFromAnother) {
     const GPSGeofence original = yard();
     const GPSGeofence copy(original);
     expectYard(copy);
+}
+
+TEST(GPSGeofenceRecord, StaysWholeWhenThereIsNoMemoryForAnotherName) {
+    GPSGeofence geofence = yard();
+    const GPSGeofence unnamed;
+    {
+        const FailingMemory memory(1);
+        EXPECT_EQ(&(geofence = unnamed), &geofence);
+        EXPECT_TRUE(memory.hasFailed());
+    }
+    expectYard(geofence);
+}
+
+TEST(GPSGeofenceRecord, NeedsNoMemoryForTheNameThatItHas) {
+    GPSGeofence geofence = yard();
+    geofence.Clear();
+    const GPSGeofence other = yard();
+    const FailingMemory memory(1);
+    geofence = other;
+    EXPECT_FALSE(memory.hasFailed());
+    expectYard(geofence);
+}
+
+TEST(GPSGeofenceRecord, CanNotBeMadeWithoutMemoryForItsName) {
+    const GPSGeofence original = yard();
+    const FailingMemory memory(1);
+    EXPECT_THROW(GPSGeofence(), std::bad_alloc);
+    EXPECT_THROW(GPSGeofence copy(original), std::bad_alloc);
 }
 
 // --- checkInside ----------------------------------------------------------------------------------------
