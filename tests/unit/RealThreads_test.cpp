@@ -110,6 +110,49 @@ TEST_F(RealThreads, ShareSettingsAndReadingsWithTwoThreadsOfTheApplication) {
     EXPECT_GT(callback.trackings, 0);
 }
 
+/// An application thread that takes the service's clock for kept and not kept in turn, as its NTP client may.
+void* changeTheNtpFlag(void* argument) {
+    GPSAdapter& adapter = *static_cast<GPSAdapter*>(argument);
+    for (int i = 0; i < 100; ++i) {
+        adapter.SetNTPServiceAvailable(i % 2 == 0);
+        usleep(100000);
+    }
+    return nullptr;
+}
+
+TEST_F(RealThreads, MeasureTheTimeWhileTheApplicationChangesTheNtpFlag) {
+    unit.gpsd.reportsEvery(1s, fillReport);
+    startService();
+    changeTheNtpFlag(&adapter);
+    EXPECT_EQ(adapter.Stop(), 0u);
+    EXPECT_FALSE(adapter.GetNTPServiceAvailable());
+}
+
+TEST_F(RealThreads, StartWhileAnotherThreadOfTheApplicationChangesTheSettings) {
+    unit.gpsd.reportsEvery(1s, fillReport);
+    ASSERT_EQ(adapter.Initialize(), 0u);
+    pthread_t other{};
+    pthread_create(&other, nullptr, useTheAdapter, &adapter);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(adapter.Start(), 0u);
+        usleep(100000);
+    }
+    pthread_join(other, nullptr);
+    EXPECT_EQ(adapter.Stop(), 0u);
+}
+
+TEST_F(RealThreads, RunTheOdometerWhileTheApplicationResetsIt) {
+    unit.gpsd.reportsEvery(200ms, fillReport);
+    startService();
+    // In its warm-up and while it counts, each time at another moment between two of the worker's cycles.
+    for (const auto counting : {0s, 300s, 0s, 300s}) {
+        unit.clock.advance(counting + 1100ms);
+        EXPECT_EQ(adapter.ResetParams(), 0u);
+    }
+    EXPECT_EQ(adapter.Stop(), 0u);
+    EXPECT_EQ(readings().odometer, 0u);
+}
+
 TEST_F(RealThreads, StopAndStartAgain) {
     unit.gpsd.reportsEvery(1s, fillReport);
     for (int round = 0; round < 5; ++round) {
@@ -129,6 +172,15 @@ TEST_F(RealThreads, RestartGpsdAfterItsSilence) {
     EXPECT_EQ(unit.log.count(3, "GPSD does not provide any data - restarting GPSD"), 1);
     EXPECT_EQ(unit.gpsd.opens(), 2);
     EXPECT_TRUE(readings().available);
+    EXPECT_EQ(adapter.Stop(), 0u);
+}
+
+TEST_F(RealThreads, StopAReaderThatHasGivenUp) {
+    GPSParams params;
+    adapter.SetParams(params); // disabled: no worker that would restart it
+    startService();
+    unit.clock.advance(60s); // eleven waits of 5 s brought nothing
+    EXPECT_EQ(unit.gpsd.closes(), 1);
     EXPECT_EQ(adapter.Stop(), 0u);
 }
 
