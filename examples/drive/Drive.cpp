@@ -28,8 +28,8 @@ std::string timeText(std::time_t utc) {
 /// Latitude and longitude in degrees, or as many blanks.
 std::string positionText(const GPSData& data) {
     if (!data.valid)
-        return format("%21s", "no position");
-    return format("%10.6f %10.6f", data.latitude / kMicrodegreesPerDegree,
+        return format("%22s", "no position");
+    return format("%10.6f %11.6f", data.latitude / kMicrodegreesPerDegree,
                   data.longitude / kMicrodegreesPerDegree);
 }
 

@@ -219,11 +219,11 @@ a_restart_of_gpsd_is_explained() {
 }
 
 the_logs_lines_stand_in_the_applications_columns() {
-    local line="2026-05-04 10:11:12            no position  coming up"
+    local line="2026-05-04 10:11:12             no position  coming up"
     tell "$line" "$(log_line "UBXConfig: Polling navigation database")"
     local column=${line%%coming up}
     expect "the text's column" contains "$(<"$output")" \
-        "$(printf '2026-05-04 10:11:12%*sUBXConfig' $((${#column} - 19)) "  the library's log  ")"
+        "$(printf '2026-05-04 10:11:12%*sUBXConfig' $((${#column} - 19)) "the library's log  ")"
 }
 
 the_vehicle_departs_at_the_second_start() {
