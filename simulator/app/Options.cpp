@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <getopt.h>
 #include <iterator>
+#include <optional>
 #include <sstream>
+
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
@@ -16,30 +18,51 @@ namespace {
 
 constexpr double kUsualGeoidSeparationM = 47;
 constexpr Duration kUsualDeafTime = std::chrono::milliseconds(500);
-constexpr const char* kUsualEngine = "ubx";
+constexpr uint32_t kRecordingBaudRate = 115200; // of a receiver that doesn't follow the host
 
 // What is gathered before it can be put together.
 struct Draft {
-    Draft() { options.settings.deafTime = kUsualDeafTime; }
+    Draft() {
+        options.engineName = "ubx";
+        options.settings.deafTime = kUsualDeafTime;
+    }
 
     Options options;
     std::string start = "47.2852,8.5653,450";
-    std::string routeText;
+    std::optional<std::string> waypoints;
+    bool routeFromFile = false;
     bool repeat = false;
     bool baudGiven = false;
 };
 
+// An option as it was given; a switch has no text.
+struct Given {
+    std::string option; // with its dashes
+    std::string text;
+};
+
 // --- Values ---------------------------------------------------------------------------------------------
 
-double number(const std::string& text, double lowest, double highest) {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !(value >= lowest && value <= highest)) {
-        std::array<char, 96> range{};
-        std::snprintf(range.data(), range.size(), "a number from %.10g to %.10g", lowest, highest);
-        throw OptionError("'" + text + "' is not " + range.data());
-    }
-    return value;
+[[noreturn]] void refuse(const Given& given, const std::string& wanted) {
+    throw OptionError(given.option + " needs " + wanted + ", not '" + given.text + "'");
+}
+
+double number(const Given& given, double lowest, double highest) {
+    const auto value = parseNumber(given.text, lowest, highest);
+    if (!value)
+        refuse(given, formatted("a number from %.10g to %.10g", lowest, highest));
+    return *value;
+}
+
+uint64_t wholeNumber(const Given& given, double highest) {
+    const auto value = parseNumber(given.text, 0, highest);
+    if (!value || std::floor(*value) < *value)
+        refuse(given, formatted("a whole number from 0 to %.16g", highest));
+    return static_cast<uint64_t>(*value);
+}
+
+Duration seconds(const Given& given) {
+    return std::chrono::milliseconds(std::lround(1000 * number(given, 0, 3600)));
 }
 
 template <typename Value>
@@ -49,28 +72,30 @@ struct Choice {
 };
 
 template <typename Value, std::size_t count>
-Value choose(const std::string& text, const std::array<Choice<Value>, count>& choices) {
+Value choose(const Given& given, const std::array<Choice<Value>, count>& choices) {
     std::string names;
     for (const Choice<Value>& choice : choices) {
-        if (text == choice.name)
+        if (given.text == choice.name)
             return choice.value;
         names += (names.empty() ? "" : ", ") + std::string(choice.name);
     }
-    throw OptionError("'" + text + "' is none of: " + names);
+    refuse(given, "one of " + names);
 }
 
-std::string contentOf(const std::string& path) {
-    if (std::filesystem::is_directory(path))
-        throw OptionError("'" + path + "' is a folder");
-    std::ifstream file(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file.is_open() || file.bad())
-        throw OptionError("can't read '" + path + "'");
+std::string path(const Given& given) {
+    if (given.text.empty())
+        refuse(given, "a path");
+    return given.text;
+}
+
+std::string contentOf(const Given& file) {
+    if (std::filesystem::is_directory(file.text))
+        throw FileError(file.option + ": '" + file.text + "' is a folder");
+    std::ifstream stream(file.text, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    if (!stream.is_open() || stream.bad())
+        throw FileError(file.option + ": can't read '" + file.text + "'");
     return content;
-}
-
-Duration seconds(const std::string& text) {
-    return std::chrono::milliseconds(std::lround(1000 * number(text, 0, 3600)));
 }
 
 // --- Setters --------------------------------------------------------------------------------------------
@@ -90,7 +115,7 @@ constexpr std::array<Choice<NmeaVersion>, 4> kVersions{{
     {"4.1", NmeaVersion::V41},
 }};
 constexpr std::array<Choice<bool>, 2> kNumberings{{{"strict", false}, {"extended", true}}};
-constexpr std::array<Choice<unsigned>, 9> kSpeeds{{
+constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
     {"4800", 4800},
     {"9600", 9600},
     {"19200", 19200},
@@ -101,190 +126,245 @@ constexpr std::array<Choice<unsigned>, 9> kSpeeds{{
     {"460800", 460800},
     {"921600", 921600},
 }};
+constexpr std::array<Choice<int32_t>, 2> kQualities{{{"1", 1}, {"2", 2}}};
 constexpr std::array<Choice<const char*>, 2> kEngines{{{"nmea", "nmea"}, {"ubx", "ubx"}}};
 
-void setSystems(Draft& draft, const std::string& list) {
-    std::istringstream stream(list);
-    draft.options.engine.factory.enabled.clear();
+void setSystems(Draft& draft, const Given& given) {
+    std::set<Constellation>& enabled = draft.options.engine.factory.enabled;
+    enabled.clear();
+    std::istringstream stream(given.text);
     for (std::string name; std::getline(stream, name, ',');)
-        draft.options.engine.factory.enabled.insert(choose(name, kSystems));
-    if (draft.options.engine.factory.enabled.count(Constellation::Gps) != 0)
-        draft.options.engine.factory.enabled.insert(Constellation::Sbas);
+        enabled.insert(choose({given.option, name}, kSystems));
+    if (enabled.empty())
+        refuse(given, "at least one system");
+    if (enabled.count(Constellation::Gps) != 0)
+        enabled.insert(Constellation::Sbas);
 }
 
-void setBaud(Draft& draft, const std::string& text) {
-    draft.options.engine.baudRate = choose(text, kSpeeds);
+void setBaud(Draft& draft, const Given& given) {
+    draft.options.engine.baudRate = choose(given, kSpeeds);
     draft.baudGiven = true;
 }
 
-void setEngine(Draft& draft, const std::string& text) { draft.options.engineName = choose(text, kEngines); }
-
-void setRate(Draft& draft, const std::string& text) {
-    const double rate = number(text, 1, 10);
+void setRate(Draft& draft, const Given& given) {
+    const double rate = number(given, 1, 10);
     draft.options.engine.factory.epochPeriod = std::chrono::milliseconds(std::lround(1000 / rate));
+}
+
+void setRouteFile(Draft& draft, const Given& given) {
+    draft.waypoints = contentOf(given);
+    draft.routeFromFile = true;
+}
+
+void setRecording(Draft& draft, const Given& given) {
+    Recording recording = Recording::parse(contentOf(given));
+    if (recording.content().sentences == 0 && recording.content().frames == 0)
+        throw FileError(given.option + ": '" + given.text +
+                        "' has no sentence and no UBX frame with a right checksum");
+    draft.options.settings.recording = std::move(recording);
+}
+
+void checkRecording(Draft& draft, const Given& given) {
+    setRecording(draft, given);
+    draft.options.checkRecording = true;
 }
 
 // --- Table ----------------------------------------------------------------------------------------------
 
 struct Row {
-    const char* name;
+    const char* name;     // without its dashes
     const char* argument; // empty: a switch
-    void (*set)(Draft& draft, const std::string& value);
+    void (*set)(Draft& draft, const Given& given);
     const char* help;
 };
 
-const std::array<Row, 33> kRows{{
-    {"--link", "PATH", [](Draft& d, const std::string& v) { d.options.link = v; },
+const Row kRows[] = {
+    {"link", "PATH", [](Draft& d, const Given& g) { d.options.link = path(g); },
      "symbolic link to the port, while the program runs"},
-    {"--engine", "nmea|ubx", setEngine, "what the receiver understands: nothing, or UBX (default)"},
-    {"--baud", "SPEED", setBaud, "speed after power-up (9600; 115200 for recordings with the nmea engine)"},
-    {"--port-baud", "SPEED",
-     [](Draft& d, const std::string& v) { d.options.portBaudRate = choose(v, kSpeeds); },
+    {"engine", "nmea|ubx", [](Draft& d, const Given& g) { d.options.engineName = choose(g, kEngines); },
+     "what the receiver understands: nothing, or UBX (default)"},
+    {"baud", "SPEED", setBaud, "speed after power-up (9600; 115200 for recordings with the nmea engine)"},
+    {"port-baud", "SPEED", [](Draft& d, const Given& g) { d.options.portBaudRate = choose(g, kSpeeds); },
      "speed of the host's port until a client sets another (9600)"},
-    {"--hz", "RATE", setRate, "epochs per second, 1 to 10 (1)"},
-    {"--seed", "N",
-     [](Draft& d, const std::string& v) {
-         d.options.settings.seed = d.options.engine.seed = static_cast<std::uint64_t>(number(v, 0, 1e15));
-     },
+    {"hz", "RATE", setRate, "epochs per second, 1 to 10 (1)"},
+    {"seed", "N",
+     [](Draft& d, const Given& g) { d.options.settings.seed = d.options.engine.seed = wholeNumber(g, 1e15); },
      "everything random follows from it (1)"},
-    {"--start", "LAT,LON[,ALT]", [](Draft& d, const std::string& v) { d.start = v; },
+    {"start", "LAT,LON[,ALT]", [](Draft& d, const Given& g) { d.start = g.text; },
      "where the antenna stands, degrees and metres"},
-    {"--route", "FILE", [](Draft& d, const std::string& v) { d.routeText = contentOf(v) + "\n"; },
+    {"route", "FILE", setRouteFile,
      "drives these waypoints, LAT,LON,SPEED[,PAUSE][,alt=METRES][,tunnel] a line"},
-    {"--waypoints", "LIST", [](Draft& d, const std::string& v) { d.routeText = v; },
+    {"waypoints", "LIST",
+     [](Draft& d, const Given& g) {
+         d.waypoints = g.text;
+         d.routeFromFile = false;
+     },
      "the same in the argument itself, separated by ';'"},
-    {"--repeat", "", [](Draft& d, const std::string&) { d.repeat = true; },
+    {"repeat", "", [](Draft& d, const Given&) { d.repeat = true; },
      "route or recording begin again at their end, the route leads back to its start"},
-    {"--print-route-length", "", [](Draft& d, const std::string&) { d.options.printRouteLength = true; },
+    {"print-route-length", "", [](Draft& d, const Given&) { d.options.printRouteLength = true; },
      "prints the route's length in metres and ends"},
-    {"--recording", "FILE",
-     [](Draft& d, const std::string& v) { d.options.settings.recording = Recording::parse(contentOf(v)); },
-     "plays this file in place of the sentences"},
-    {"--restamp", "", [](Draft& d, const std::string&) { d.options.settings.restamp = true; },
+    {"recording", "FILE", setRecording, "plays this file in place of the sentences"},
+    {"check-recording", "FILE", checkRecording,
+     "says what was recognised in a recording and ends: 0 if it can be played, else 1"},
+    {"restamp", "", [](Draft& d, const Given&) { d.options.settings.restamp = true; },
      "gives the recording the times of now"},
-    {"--playback-speed", "X",
-     [](Draft& d, const std::string& v) { d.options.settings.playbackSpeed = number(v, 0.1, 100); },
+    {"playback-speed", "X",
+     [](Draft& d, const Given& g) { d.options.settings.playbackSpeed = number(g, 0.1, 100); },
      "plays the recording X times faster (1)"},
-    {"--hold", "", [](Draft& d, const std::string&) { d.options.settings.hold = true; },
+    {"hold", "", [](Draft& d, const Given&) { d.options.settings.hold = true; },
      "route or recording wait for the command 'go'"},
-    {"--quit-at-end", "", [](Draft& d, const std::string&) { d.options.quitAtEnd = true; },
+    {"quit-at-end", "", [](Draft& d, const Given&) { d.options.quitAtEnd = true; },
      "ends with the route or the recording"},
-    {"--quality", "1|2",
-     [](Draft& d, const std::string& v) {
-         d.options.settings.quality = static_cast<int>(std::lround(number(v, 1, 2)));
-     },
+    {"quality", "1|2", [](Draft& d, const Given& g) { d.options.settings.quality = choose(g, kQualities); },
      "fixes are autonomous (1) or corrected by SBAS (2, the default)"},
-    {"--noise", "METRES",
-     [](Draft& d, const std::string& v) { d.options.settings.noiseM = number(v, 0, 1000); },
+    {"noise", "METRES", [](Draft& d, const Given& g) { d.options.settings.noiseM = number(g, 0, 1000); },
      "how far positions wander from the true one (0)"},
-    {"--ttff", "SECONDS",
-     [](Draft& d, const std::string& v) { d.options.settings.fixTimes.cold = seconds(v); },
+    {"ttff", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.fixTimes.cold = seconds(g); },
      "time to first fix, knowing nothing (26)"},
-    {"--ttff-aided", "SECONDS",
-     [](Draft& d, const std::string& v) { d.options.settings.fixTimes.aided = seconds(v); },
+    {"ttff-aided", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.settings.fixTimes.aided = seconds(g); },
      "the same, knowing position and time (8)"},
-    {"--ttff-warm", "SECONDS",
-     [](Draft& d, const std::string& v) { d.options.settings.fixTimes.warm = seconds(v); },
+    {"ttff-warm", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.fixTimes.warm = seconds(g); },
      "the same, with a navigation database (2)"},
-    {"--deaf", "SECONDS", [](Draft& d, const std::string& v) { d.options.settings.deafTime = seconds(v); },
+    {"deaf", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.deafTime = seconds(g); },
      "takes nothing in for so long after power-up and reset (0.5, assumed)"},
-    {"--gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
-    {"--nmea", "VERSION",
-     [](Draft& d, const std::string& v) { d.options.engine.factory.nmeaVersion = choose(v, kVersions); },
+    {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
+    {"nmea", "VERSION",
+     [](Draft& d, const Given& g) { d.options.engine.factory.nmeaVersion = choose(g, kVersions); },
      "2.1, 2.3, 4.0 (default) or 4.1"},
-    {"--numbering", "strict|extended",
-     [](Draft& d, const std::string& v) {
-         d.options.engine.factory.extendedNumbering = choose(v, kNumberings);
-     },
+    {"numbering", "strict|extended",
+     [](Draft& d, const Given& g) { d.options.engine.factory.extendedNumbering = choose(g, kNumberings); },
      "satellite numbers in GSA and GSV (strict)"},
-    {"--burst", "", [](Draft& d, const std::string&) { d.options.settings.delivery = Delivery::Burst; },
+    {"burst", "", [](Draft& d, const Given&) { d.options.settings.delivery = Delivery::Burst; },
      "delivers whole frames at once, not byte by byte"},
-    {"--control", "FIFO", [](Draft& d, const std::string& v) { d.options.controlFifo = v; },
+    {"control", "FIFO", [](Draft& d, const Given& g) { d.options.controlFifo = path(g); },
      "named pipe that takes the commands below, one a line"},
-    {"--command", "LINE", [](Draft& d, const std::string& v) { d.options.commands.push_back(v); },
+    {"command", "LINE", [](Draft& d, const Given& g) { d.options.commands.push_back(g.text); },
      "carries out one of them at the start (may be repeated)"},
-    {"--state", "FILE", [](Draft& d, const std::string& v) { d.options.stateFile = v; },
+    {"state", "FILE", [](Draft& d, const Given& g) { d.options.stateFile = path(g); },
      "keeps key=value lines with what is true now"},
-    {"--log", "FILE", [](Draft& d, const std::string& v) { d.options.logFile = v; },
+    {"log", "FILE", [](Draft& d, const Given& g) { d.options.logFile = path(g); },
      "writes down what the host sent"},
-    {"--capture", "FILE", [](Draft& d, const std::string& v) { d.options.captureFile = v; },
+    {"capture", "FILE", [](Draft& d, const Given& g) { d.options.captureFile = path(g); },
      "writes down what the receiver sent, for --recording"},
-    {"--reset-line", "FILE", [](Draft& d, const std::string& v) { d.options.resetLineFile = v; },
+    {"reset-line", "FILE", [](Draft& d, const Given& g) { d.options.resetLineFile = path(g); },
      "value file of the reset line's GPIO: 0 holds the receiver, 1 lets it go"},
-    {"--help", "", [](Draft& d, const std::string&) { d.options.help = true; }, "prints this text and ends"},
-}};
+    {"help", "", [](Draft& d, const Given&) { d.options.help = true; }, "prints this text and ends"},
+    {"version", "", [](Draft& d, const Given&) { d.options.version = true; }, "prints the version and ends"},
+};
 
-const Row& rowOf(const std::string& name) {
-    const auto row = std::find_if(kRows.begin(), kRows.end(), [&](const Row& r) { return name == r.name; });
-    if (row == kRows.end())
-        throw OptionError("unknown option '" + name + "', see --help");
-    return *row;
+// --- Command line ---------------------------------------------------------------------------------------
+
+constexpr int32_t kFirstRow = 256; // getopt_long's value for the first row: no character's
+
+std::vector<option> longOptions() {
+    std::vector<option> options;
+    for (const Row& row : kRows)
+        options.push_back({row.name, *row.argument != '\0' ? required_argument : no_argument, nullptr,
+                           kFirstRow + static_cast<int32_t>(options.size())});
+    options.push_back({});
+    return options;
+}
+
+const Row& rowOf(int32_t value) { return kRows[value - kFirstRow]; }
+
+// `last` is the argument that getopt_long looked at, `optopt` the option that it recognised.
+[[noreturn]] void refuseOption(bool valueIsMissing, const std::string& last) {
+    if (optopt < kFirstRow)
+        throw OptionError("unrecognized option '" + last + "'");
+    const Row& row = rowOf(optopt);
+    throw OptionError(std::string("option '--") + row.name +
+                      (valueIsMissing ? std::string("' requires an argument: ") + row.argument
+                                      : std::string("' doesn't allow an argument")));
+}
+
+void takeOption(Draft& draft, int32_t value, const std::string& last) {
+    if (value == 'h')
+        draft.options.help = true;
+    else if (value < kFirstRow)
+        refuseOption(value == ':', last);
+    else
+        rowOf(value).set(draft, {std::string("--") + rowOf(value).name, optarg != nullptr ? optarg : ""});
+}
+
+void takeArguments(Draft& draft, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "receiver-simulator");
+    std::vector<char*> words;
+    for (std::string& argument : arguments)
+        words.push_back(argument.data());
+    words.push_back(nullptr);
+    const auto count = static_cast<int32_t>(arguments.size());
+    const std::vector<option> known = longOptions();
+    optind = 0; // begins anew
+    for (int32_t value = 0; (value = getopt_long(count, words.data(), "+:h", known.data(), nullptr)) != -1;)
+        takeOption(draft, value, words[static_cast<std::size_t>(optind - 1)]);
+    if (optind < count)
+        throw OptionError(std::string("unexpected argument '") + words[static_cast<std::size_t>(optind)] +
+                          "'");
 }
 
 // --- Putting together -----------------------------------------------------------------------------------
 
-void finish(Draft& draft) {
-    SimulatorSettings& settings = draft.options.settings;
-    GeoPosition base;
-    base.geoidSeparationM = kUsualGeoidSeparationM;
-    const GeoPosition start = parsePosition(draft.start, base);
-    settings.route =
-        draft.routeText.empty() ? Route(start) : Route(parseWaypoints(draft.routeText, start), draft.repeat);
-    if (draft.options.engineName.empty())
-        draft.options.engineName = kUsualEngine;
-    settings.repeatRecording = draft.repeat;
-    if (settings.recording && !draft.baudGiven && draft.options.engineName == "nmea")
-        draft.options.engine.baudRate = 115200;
-}
-
 void checkCombination(const Draft& draft) {
     const bool playsRecording = draft.options.settings.recording.has_value();
-    if (playsRecording && !draft.routeText.empty())
+    if (playsRecording && draft.waypoints)
         throw OptionError("--recording and a route exclude each other");
     if (!playsRecording && draft.options.settings.restamp)
         throw OptionError("--restamp needs --recording");
-    if (draft.routeText.empty() && draft.options.printRouteLength)
+    if (!draft.waypoints && draft.options.printRouteLength)
         throw OptionError("--print-route-length needs --route or --waypoints");
+}
+
+GeoPosition startOf(const Draft& draft) {
+    GeoPosition base;
+    base.geoidSeparationM = kUsualGeoidSeparationM;
+    try {
+        return parsePosition(draft.start, base);
+    } catch (const RouteError& error) {
+        throw OptionError(std::string("--start: ") + error.what());
+    }
+}
+
+Route routeOf(const Draft& draft) {
+    const GeoPosition start = startOf(draft);
+    if (!draft.waypoints)
+        return Route(start);
+    try {
+        return Route(parseWaypoints(*draft.waypoints, start), draft.repeat);
+    } catch (const RouteError& error) {
+        if (draft.routeFromFile)
+            throw FileError(error.what());
+        throw OptionError(error.what());
+    }
 }
 
 } // namespace
 
 Options parseOptions(const std::vector<std::string>& arguments) {
     Draft draft;
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::size_t equals = arguments[i].find('=');
-        const bool joined = arguments[i].rfind("--", 0) == 0 && equals != std::string::npos;
-        const Row& row = rowOf(joined ? arguments[i].substr(0, equals) : arguments[i]);
-        const bool takesValue = *row.argument != '\0';
-        if (!takesValue && joined)
-            throw OptionError(std::string(row.name) + " takes no value");
-        if (takesValue && !joined && i + 1 == arguments.size())
-            throw OptionError(std::string(row.name) + " needs a value: " + row.argument);
-        const std::string value = joined ? arguments[i].substr(equals + 1) : takesValue ? arguments[++i] : "";
-        try {
-            row.set(draft, value);
-        } catch (const OptionError& error) {
-            throw OptionError(std::string(row.name) + ": " + error.what());
-        }
-    }
+    takeArguments(draft, arguments);
     checkCombination(draft);
-    try {
-        finish(draft);
-    } catch (const RouteError& error) {
-        throw OptionError(error.what());
-    }
+    SimulatorSettings& settings = draft.options.settings;
+    settings.route = routeOf(draft);
+    settings.repeatRecording = draft.repeat;
+    if (settings.recording && !draft.baudGiven && draft.options.engineName == "nmea")
+        draft.options.engine.baudRate = kRecordingBaudRate;
     return draft.options;
 }
 
 std::string optionHelp() {
     std::string help = "receiver-simulator: a u-blox M8 on a pseudo terminal\n\nOptions:\n";
     for (const Row& row : kRows) {
-        std::array<char, 160> line{};
-        const std::string usage = std::string(row.name) + (*row.argument != '\0' ? " " : "") + row.argument;
-        std::snprintf(line.data(), line.size(), "  %-30s %s\n", usage.c_str(), row.help);
-        help += line.data();
+        const bool hasShortForm = std::string(row.name) == "help";
+        const std::string usage = std::string(hasShortForm ? "-h, --" : "--") + row.name +
+                                  (*row.argument != '\0' ? " " : "") + row.argument;
+        help += formatted("  %-30s %s\n", usage.c_str(), row.help);
     }
-    return help;
+    return help + "\nExit status: 0 at the end, 1 for a port or file that can't be had or used, 2 for a "
+                  "wrong option.\n";
 }
+
+std::string versionText() { return "receiver-simulator (ruxogps) " SIMULATOR_VERSION; }
 
 } // namespace simulator

@@ -1,9 +1,11 @@
 // receiver-simulator: connects the simulated receiver with a pseudo terminal, a control pipe and files.
 //
 // One thread and one poll loop. Real time enters only here; libfaketime scales both clocks and poll alike.
+
+#include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdio>
+#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <poll.h>
@@ -11,6 +13,7 @@
 
 #include "Channels.h"
 #include "Options.h"
+#include "simulator/Numbers.h"
 #include "simulator/Port.h"
 #include "simulator/Simulator.h"
 
@@ -20,8 +23,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr int kExitFailure = 1;
-constexpr int kExitUsage = 2;
+constexpr int32_t kExitFailure = 1;
+constexpr int32_t kExitUsage = 2;
 constexpr Duration kAttendPeriod = milliseconds(200);
 // A busy host, or one whose clock runs fast, changes its port's speed later than a unit would.
 constexpr Duration kFollowGrace = std::chrono::seconds(2);
@@ -82,6 +85,8 @@ public:
             carryOut(line);
         saveState();
         std::cout << "ready: " << port_.path() << std::endl;
+        if (options_.settings.recording)
+            std::cout << "playing " << described(options_.settings.recording->content()) << std::endl;
         while (stopSignal == 0 && !simulator_.quitRequested() && !isAtEnd()) {
             waitForSomething();
             takeInput();
@@ -100,8 +105,8 @@ private:
                                            {resetLine_.descriptor(), POLLIN, 0}}};
         const TimePoint event = waitsForHostSpeed() ? now() + kFollowPeriod : simulator_.nextEvent();
         const TimePoint next = std::min(event, lastAttended_ + kAttendPeriod);
-        const auto wait = std::chrono::ceil<milliseconds>(next - now()).count();
-        poll(descriptors.data(), descriptors.size(), static_cast<int>(std::max<long>(0, wait)));
+        const auto wait = std::max<int64_t>(0, std::chrono::ceil<milliseconds>(next - now()).count());
+        poll(descriptors.data(), descriptors.size(), static_cast<int32_t>(wait));
     }
 
     void takeInput() {
@@ -120,12 +125,12 @@ private:
     // A pseudo terminal doesn't tell at which speed bytes were written. Where the speed has changed since
     // the last look they may have come before the change, and are heard right if either speed is the
     // receiver's.
-    unsigned speedOfInput() const {
+    uint32_t speedOfInput() const {
         return lastPortBaud_ == simulator_.baudRate() ? lastPortBaud_ : port_.baudRate();
     }
 
-    void hear(const std::string& bytes, unsigned portBaud) {
-        const unsigned speedBefore = simulator_.baudRate();
+    void hear(const std::string& bytes, uint32_t portBaud) {
+        const uint32_t speedBefore = simulator_.baudRate();
         simulator_.fromHost(bytes, portBaud, now());
         if (simulator_.baudRate() != speedBefore)
             followUntil_ = now() + kFollowGrace;
@@ -146,7 +151,7 @@ private:
     void sendOutput() {
         if (waitsForHostSpeed())
             return;
-        const unsigned long epochsBefore = simulator_.epochs();
+        const auto epochsBefore = simulator_.epochs();
         for (const Line::Piece& piece : simulator_.advance(now())) {
             if (capture_.is_open())
                 capture_ << piece.bytes << std::flush;
@@ -189,8 +194,8 @@ private:
     std::ofstream capture_;
     TimePoint lastAttended_{};
     TimePoint followUntil_{};
-    unsigned lastPortBaud_ = 0; // of the host's port, when it was looked at last
-    unsigned long bytesLost_ = 0;
+    uint32_t lastPortBaud_ = 0; // of the host's port, when it was looked at last
+    uint64_t bytesLost_ = 0;
     bool stateChanged_ = false;
     bool stateFailed_ = false;
 };
@@ -202,24 +207,30 @@ void printHelp(const Options& options) {
     std::vector<KeyValue> commands = Simulator::commandHelp();
     for (KeyValue& command : makeEngine(options)->commandHelp())
         commands.push_back(std::move(command));
-    for (const KeyValue& command : commands) {
-        std::array<char, 200> line{};
-        std::snprintf(line.data(), line.size(), "  %-30s %s\n", command.key.c_str(), command.value.c_str());
-        std::cout << line.data();
-    }
+    for (const KeyValue& command : commands)
+        std::cout << formatted("  %-30s %s\n", command.key.c_str(), command.value.c_str());
 }
 
-int runProgram(const std::vector<std::string>& arguments) {
+void runProgram(const std::vector<std::string>& arguments) {
     Options options = parseOptions(arguments);
+    const SimulatorSettings& settings = options.settings;
     if (options.help) {
         printHelp(options);
+    } else if (options.version) {
+        std::cout << versionText() << '\n';
     } else if (options.printRouteLength) {
-        std::printf("%.3f\n", options.settings.route.lengthM());
+        std::cout << formatted("%.3f\n", settings.route.lengthM());
+    } else if (options.checkRecording) {
+        std::cout << described(settings.recording->content()) << '\n';
     } else {
         catchStopSignals();
         Program(std::move(options)).run();
     }
-    return 0;
+}
+
+int32_t report(const std::string& problem, int32_t status) {
+    std::cerr << "receiver-simulator: " << problem << std::endl;
+    return status;
 }
 
 } // namespace
@@ -227,13 +238,15 @@ int runProgram(const std::vector<std::string>& arguments) {
 } // namespace simulator
 
 int main(int argc, char** argv) {
+    using namespace simulator;
     try {
-        return simulator::runProgram(std::vector<std::string>(argv + 1, argv + argc));
-    } catch (const simulator::OptionError& error) {
-        std::cerr << "receiver-simulator: " << error.what() << std::endl;
-        return simulator::kExitUsage;
+        runProgram(std::vector<std::string>(argv + 1, argv + argc));
+        return 0;
+    } catch (const FileError& error) {
+        return report(error.what(), kExitFailure);
+    } catch (const OptionError& error) {
+        return report(std::string(error.what()) + " (--help lists the options)", kExitUsage);
     } catch (const std::exception& error) {
-        std::cerr << "receiver-simulator: " << error.what() << std::endl;
-        return simulator::kExitFailure;
+        return report(error.what(), kExitFailure);
     }
 }

@@ -4,12 +4,12 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 
+#include "UbxFrame.h"
 #include "simulator/Constants.h"
 #include "simulator/Nmea.h"
+#include "simulator/Numbers.h"
 
 namespace simulator {
 
@@ -28,55 +28,42 @@ const Duration kLeapSeconds = seconds(kGpsMinusUtcSeconds);
 
 // --- Frames ---------------------------------------------------------------------------------------------
 
-constexpr char kSync1 = '\xB5';
-constexpr char kSync2 = '\x62';
-constexpr std::size_t kUbxHeader = 6;
-constexpr std::size_t kUbxOverhead = 8;
+uint32_t byteAt(std::string_view bytes, std::size_t index) { return static_cast<uint8_t>(bytes[index]); }
 
-unsigned byteAt(std::string_view bytes, std::size_t index) {
-    return static_cast<unsigned char>(bytes[index]);
-}
-
-// The two checksum bytes of UBX over class, id, length and payload.
-std::string ubxChecksum(std::string_view covered) {
-    unsigned a = 0;
-    unsigned b = 0;
-    for (std::size_t i = 0; i < covered.size(); ++i) {
-        a = (a + byteAt(covered, i)) & 0xFFU;
-        b = (b + a) & 0xFFU;
-    }
-    return {static_cast<char>(a), static_cast<char>(b)};
+std::string checksumBytes(std::string_view frame) {
+    const auto checksum = ubxChecksum(frame.substr(2, frame.size() - 4));
+    return {checksum.begin(), checksum.end()};
 }
 
 bool isUbx(std::string_view bytes) {
-    return bytes.size() >= kUbxOverhead && bytes[0] == kSync1 && bytes[1] == kSync2;
+    return bytes.size() >= kUbxEnvelopeSize && byteAt(bytes, 0) == kUbxSync1 && byteAt(bytes, 1) == kUbxSync2;
 }
 
 // Length of the valid UBX frame at the beginning, 0 where there is none.
 std::size_t ubxLength(std::string_view bytes) {
     if (!isUbx(bytes))
         return 0;
-    const std::size_t length = byteAt(bytes, 4) + 256U * byteAt(bytes, 5) + kUbxOverhead;
+    const std::size_t length = byteAt(bytes, 4) + 256U * byteAt(bytes, 5) + kUbxEnvelopeSize;
     if (length > bytes.size())
         return 0;
-    const bool sound = ubxChecksum(bytes.substr(2, length - 4)) == bytes.substr(length - 2, 2);
-    return sound ? length : 0;
+    const std::string_view frame = bytes.substr(0, length);
+    return checksumBytes(frame) == frame.substr(length - 2) ? length : 0;
 }
 
 // Length of the line at the beginning if it looks like a sentence, its line end included.
 std::size_t sentenceLength(std::string_view bytes) {
     if (bytes.empty() || bytes[0] != '$')
         return 0;
-    const std::size_t end = bytes.substr(0, kLongestSentence).find('\n');
-    return end == std::string_view::npos ? 0 : end + 1;
+    const std::size_t end = bytes.substr(0, kLongestSentence).find_first_of("$\n", 1);
+    const bool whole = end != std::string_view::npos && bytes[end] == '\n'; // not cut by the next one
+    return whole ? end + 1 : 0;
 }
 
 std::size_t frameLength(std::string_view bytes) {
     const std::size_t known = std::max(ubxLength(bytes), sentenceLength(bytes));
     if (known > 0)
         return known;
-    const std::array<char, 3> starts{'$', kSync1, '\0'};
-    const std::size_t next = bytes.find_first_of(starts.data(), 1);
+    const std::size_t next = bytes.find_first_of("$\xB5", 1);
     return std::min(next, bytes.size());
 }
 
@@ -117,38 +104,34 @@ const SentenceTimes* timesOf(const ParsedSentence& sentence) {
 
 // "hhmmss.sss" as time since midnight; none where it isn't one.
 std::optional<Duration> parseTimeOfDay(const std::string& text) {
-    const bool digits = text.size() >= 6 && std::all_of(text.begin(), text.begin() + 6,
-                                                        [](char c) { return c >= '0' && c <= '9'; });
-    if (!digits)
+    constexpr std::size_t kWholeDigits = 6;
+    const auto hhmmss = parseWhole(text.substr(0, kWholeDigits), 0, 999'999);
+    if (!hhmmss || text.size() < kWholeDigits)
         return std::nullopt;
-    const int hhmmss = std::atoi(text.substr(0, 6).c_str());
-    const double fraction = text.size() > 6 ? std::strtod(("0" + text.substr(6)).c_str(), nullptr) : 0;
-    return std::chrono::hours(hhmmss / 10000) + std::chrono::minutes(hhmmss / 100 % 100) +
-           seconds(hhmmss % 100) + milliseconds(static_cast<int>(fraction * 1000 + 0.5));
+    const double fraction = leadingNumber("0" + text.substr(kWholeDigits));
+    return std::chrono::hours(*hhmmss / 10000) + std::chrono::minutes(*hhmmss / 100 % 100) +
+           seconds(*hhmmss % 100) + milliseconds(static_cast<int32_t>(fraction * 1000 + 0.5));
 }
 
 // The same with as many decimals as `like` has.
 std::string formatTimeOfDay(UtcTime utc, const std::string& like) {
     constexpr std::size_t kWholeDigits = 6;
     const CalendarTime c = calendarOf(utc);
-    std::array<char, 32> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "%02d%02d%02d.%03d", c.hour, c.minute, c.second,
-                  c.nanosecond / 1'000'000);
-    std::string text = buffer.data();
+    std::string text = formatted("%02d%02d%02d.%03d", c.hour, c.minute, c.second, c.nanosecond / 1'000'000);
     text.resize(std::max(like.size(), kWholeDigits), '0');
     return text;
 }
 
 // All messages of the navigation class carry the time of week in their first four bytes.
 bool hasTimeOfWeek(std::string_view frame) {
-    constexpr unsigned kNavigationClass = 0x01;
-    return ubxLength(frame) >= kUbxOverhead + 4 && byteAt(frame, 2) == kNavigationClass;
+    constexpr uint32_t kNavigationClass = 0x01;
+    return ubxLength(frame) >= kUbxEnvelopeSize + 4 && byteAt(frame, 2) == kNavigationClass;
 }
 
 Duration timeOfWeek(std::string_view frame) {
-    std::uint32_t value = 0;
+    uint32_t value = 0;
     for (std::size_t i = 0; i < 4; ++i)
-        value |= static_cast<std::uint32_t>(byteAt(frame, kUbxHeader + i)) << (8 * i);
+        value |= static_cast<uint32_t>(byteAt(frame, kUbxHeaderSize + i)) << (8 * i);
     return milliseconds(value);
 }
 
@@ -182,22 +165,44 @@ Recording Recording::parse(std::string_view file) {
     Recording recording;
     recording.epochs_.emplace_back();
     for (std::string_view rest = withoutHeader(file); !rest.empty();) {
-        const std::string frame(rest.substr(0, frameLength(rest)));
+        const std::string_view frame = rest.substr(0, frameLength(rest));
         rest.remove_prefix(frame.size());
-        const auto time = timeOfDay(frame);
-        RecordedEpoch* epoch = &recording.epochs_.back();
-        if (time && epoch->timeOfDay < Duration(0))
-            epoch->timeOfDay = *time;
-        const Duration gap = time ? interval(epoch->timeOfDay, *time) : Duration(0);
-        if (gap > Duration(0)) {
-            const Duration start = epoch->sinceStart + gap;
-            epoch = &recording.epochs_.emplace_back();
-            epoch->sinceStart = start;
-            epoch->timeOfDay = *time;
-        }
-        epoch->frames.push_back(frame);
+        recording.append(frame);
+        recording.count(frame);
     }
     return recording;
+}
+
+void Recording::append(std::string_view frame) {
+    RecordedEpoch* epoch = &epochs_.back();
+    const auto time = timeOfDay(std::string(frame));
+    if (time && epoch->timeOfDay < Duration(0))
+        epoch->timeOfDay = *time;
+    const Duration gap = time ? interval(epoch->timeOfDay, *time) : Duration(0);
+    if (gap > Duration(0)) {
+        const Duration start = epoch->sinceStart + gap;
+        epoch = &epochs_.emplace_back();
+        epoch->sinceStart = start;
+        epoch->timeOfDay = *time;
+    }
+    epoch->frames.emplace_back(frame);
+}
+
+void Recording::count(std::string_view frame) {
+    if (ubxLength(frame) > 0)
+        ++content_.frames;
+    else if (parseSentence(frame).valid)
+        ++content_.sentences;
+    else
+        content_.unreadableBytes += frame.size();
+}
+
+std::string described(const RecordedContent& content) {
+    const auto counted = [](std::size_t count, const char* what) {
+        return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+    };
+    return counted(content.sentences, "sentence") + ", " + counted(content.frames, "frame") + " and " +
+           counted(content.unreadableBytes, "unreadable byte");
 }
 
 Duration Recording::duration() const {
@@ -211,14 +216,14 @@ Duration Recording::duration() const {
 
 namespace {
 
-void put(std::string& frame, std::size_t payloadOffset, std::size_t size, std::int64_t value) {
-    for (std::size_t i = 0; i < size && kUbxHeader + payloadOffset + i + 2 < frame.size(); ++i)
-        frame[kUbxHeader + payloadOffset + i] = static_cast<char>((value >> (8 * i)) & 0xFF);
+void put(std::string& frame, std::size_t payloadOffset, std::size_t size, int64_t value) {
+    for (std::size_t i = 0; i < size && kUbxHeaderSize + payloadOffset + i + 2 < frame.size(); ++i)
+        frame[kUbxHeaderSize + payloadOffset + i] = static_cast<char>((value >> (8 * i)) & 0xFF);
 }
 
 // What a message holds besides the time of week: offsets into the payload, 0 where it has no such field.
 struct UbxTimes {
-    unsigned id;
+    uint32_t id;
     std::size_t week;     // two bytes, weeks since 1980-01-06
     std::size_t calendar; // year (two bytes), month, day, hour, minute, second
     std::size_t leapSeconds;
@@ -233,8 +238,8 @@ constexpr std::array<UbxTimes, 4> kUbxTimes{{
 void putCalendar(std::string& frame, std::size_t offset, UtcTime utc) {
     const CalendarTime calendar = calendarOf(utc);
     put(frame, offset, 2, calendar.year);
-    const std::array<int, 5> rest{calendar.month, calendar.day, calendar.hour, calendar.minute,
-                                  calendar.second};
+    const std::array<int32_t, 5> rest{calendar.month, calendar.day, calendar.hour, calendar.minute,
+                                      calendar.second};
     for (std::size_t i = 0; i < rest.size(); ++i)
         put(frame, offset + 2 + i, 1, rest.at(i));
 }
@@ -255,8 +260,7 @@ std::string restampedUbx(std::string frame, UtcTime utc) {
         if (row->leapSeconds != 0)
             put(frame, row->leapSeconds, 1, kGpsMinusUtcSeconds);
     }
-    return frame.substr(0, frame.size() - 2) +
-           ubxChecksum(std::string_view(frame).substr(2, frame.size() - 4));
+    return frame.substr(0, frame.size() - 2) + checksumBytes(frame);
 }
 
 void replaceIfPresent(std::vector<std::string>& fields, std::size_t index, const std::string& text) {
@@ -267,9 +271,7 @@ void replaceIfPresent(std::vector<std::string>& fields, std::size_t index, const
 std::string restampedSentence(ParsedSentence sentence, const SentenceTimes& times, UtcTime utc) {
     std::vector<std::string>& fields = sentence.fields;
     const CalendarTime calendar = calendarOf(utc);
-    std::array<char, 32> date{}; // ddmmyyyy
-    std::snprintf(date.data(), date.size(), "%02d%02d%04d", calendar.day, calendar.month, calendar.year);
-    const std::string digits = date.data();
+    const std::string digits = formatted("%02d%02d%04d", calendar.day, calendar.month, calendar.year);
     replaceIfPresent(fields, times.time, formatTimeOfDay(utc, sentence.fieldAt(times.time)));
     replaceIfPresent(fields, times.date, digits.substr(0, 4) + digits.substr(6, 2));
     if (times.dayMonthYear != 0) {
@@ -300,30 +302,30 @@ namespace {
 
 // "ddmm.mmmm" with any number of digits for the degrees.
 double degreesOf(const std::string& text, const std::string& hemisphere) {
-    const double value = std::strtod(text.c_str(), nullptr);
+    const double value = leadingNumber(text);
     const double whole = std::floor(value / 100);
     const double degrees = whole + (value - 100 * whole) / 60;
     return hemisphere == "S" || hemisphere == "W" ? -degrees : degrees;
 }
 
 double angleAt(const std::string& frame, std::size_t payloadOffset) {
-    std::uint32_t raw = 0;
+    uint32_t raw = 0;
     for (std::size_t i = 0; i < 4; ++i)
-        raw |= static_cast<std::uint32_t>(byteAt(frame, kUbxHeader + payloadOffset + i)) << (8 * i);
-    return static_cast<std::int32_t>(raw) * 1e-7;
+        raw |= static_cast<uint32_t>(byteAt(frame, kUbxHeaderSize + payloadOffset + i)) << (8 * i);
+    return static_cast<int32_t>(raw) * 1e-7;
 }
 
 bool isNavPvt(const std::string& frame) {
     constexpr std::size_t kShortestPayload = 84;
     return hasTimeOfWeek(frame) && byteAt(frame, 3) == 0x07 &&
-           frame.size() >= kShortestPayload + kUbxOverhead;
+           frame.size() >= kShortestPayload + kUbxEnvelopeSize;
 }
 
 } // namespace
 
 std::optional<RecordedFix> recordedFix(const std::string& frame) {
     if (isNavPvt(frame)) {
-        const bool valid = (byteAt(frame, kUbxHeader + 21) & 1U) != 0;
+        const bool valid = (byteAt(frame, kUbxHeaderSize + 21) & 1U) != 0;
         return RecordedFix{valid, angleAt(frame, 28), angleAt(frame, 24)};
     }
     const ParsedSentence rmc = parseSentence(frame);
@@ -335,10 +337,8 @@ std::optional<RecordedFix> recordedFix(const std::string& frame) {
 
 std::string captureHeader(UtcTime utc, const std::string& origin) {
     const CalendarTime calendar = calendarOf(utc);
-    std::array<char, 32> date{};
-    std::snprintf(date.data(), date.size(), "%04d-%02d-%02d", calendar.year, calendar.month, calendar.day);
-    return "# Receiver: simulated u-blox M8\n# Date: " + std::string(date.data()) + "\n# Origin: " + origin +
-           "\n";
+    const std::string date = formatted("%04d-%02d-%02d", calendar.year, calendar.month, calendar.day);
+    return "# Receiver: simulated u-blox M8\n# Date: " + date + "\n# Origin: " + origin + "\n";
 }
 
 } // namespace simulator

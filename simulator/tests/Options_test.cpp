@@ -1,8 +1,8 @@
 #include "Options.h"
 
-#include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace simulator;
 using namespace std::chrono_literals;
@@ -17,6 +17,34 @@ std::string errorOf(const std::vector<std::string>& arguments) {
     }
     return "";
 }
+
+std::string fileErrorOf(const std::vector<std::string>& arguments) {
+    try {
+        parseOptions(arguments);
+    } catch (const FileError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+// Files of the tests' own, gone with the program.
+struct ScratchFiles {
+    ~ScratchFiles() {
+        for (const std::string& path : paths)
+            unlink(path.c_str());
+    }
+    std::vector<std::string> paths;
+};
+
+std::string scratchFile(const std::string& content) {
+    static ScratchFiles files;
+    const std::string number = std::to_string(getpid()) + "_" + std::to_string(files.paths.size());
+    files.paths.push_back(::testing::TempDir() + "options_test_" + number);
+    std::ofstream(files.paths.back(), std::ios::binary) << content;
+    return files.paths.back();
+}
+
+constexpr char kSentence[] = "$GPGSV,1,1,00*79\r\n";
 
 } // namespace
 
@@ -67,26 +95,151 @@ TEST(Options, WaypointsMakeARoute) {
 }
 
 TEST(Options, WhatIsWrongIsSaidInOneSentence) {
-    EXPECT_EQ("unknown option '--frobnicate', see --help", errorOf({"--frobnicate"}));
-    EXPECT_EQ("unknown option 'stray', see --help", errorOf({"stray"}));
-    EXPECT_EQ("--baud needs a value: SPEED", errorOf({"--baud"}));
-    EXPECT_EQ("--hz: '99' is not a number from 1 to 10", errorOf({"--hz", "99"}));
-    EXPECT_EQ("--hz: 'fast' is not a number from 1 to 10", errorOf({"--hz", "fast"}));
-    EXPECT_EQ("--burst takes no value", errorOf({"--burst=yes"}));
-    EXPECT_EQ("--nmea: '5' is none of: 2.1, 2.3, 4.0, 4.1", errorOf({"--nmea", "5"}));
-    EXPECT_EQ("--route: can't read '/nowhere/at/all'", errorOf({"--route", "/nowhere/at/all"}));
-    EXPECT_EQ("route, line 1: 'x' is no latitude (-90 to 90)", errorOf({"--waypoints", "x,8,1"}));
-    EXPECT_EQ("'1' is not LAT,LON[,ALT]", errorOf({"--start", "1"}));
+    EXPECT_EQ("unrecognized option '--frobnicate'", errorOf({"--frobnicate"}));
+    EXPECT_EQ("unrecognized option '-x'", errorOf({"-x"}));
+    EXPECT_EQ("unexpected argument 'stray'", errorOf({"--hold", "stray"}));
+    EXPECT_EQ("option '--baud' requires an argument: SPEED", errorOf({"--baud"}));
+    EXPECT_EQ("option '--burst' doesn't allow an argument", errorOf({"--burst=yes"}));
     EXPECT_EQ("--restamp needs --recording", errorOf({"--restamp"}));
     EXPECT_EQ("--print-route-length needs --route or --waypoints", errorOf({"--print-route-length"}));
 }
 
-TEST(Options, FolderIsNoRecording) {
-    EXPECT_EQ("--recording: '/' is a folder", errorOf({"--recording", "/"}));
+TEST(Options, WrongValueIsNamedWithWhatIsWanted) {
+    EXPECT_EQ("--hz needs a number from 1 to 10, not '99'", errorOf({"--hz", "99"}));
+    EXPECT_EQ("--hz needs a number from 1 to 10, not 'fast'", errorOf({"--hz=fast"}));
+    EXPECT_EQ("--seed needs a whole number from 0 to 1000000000000000, not '1.5'",
+              errorOf({"--seed", "1.5"}));
+    EXPECT_EQ("--nmea needs one of 2.1, 2.3, 4.0, 4.1, not '5'", errorOf({"--nmea", "5"}));
+    EXPECT_EQ("--quality needs one of 1, 2, not '3'", errorOf({"--quality", "3"}));
+    EXPECT_EQ("--gnss needs one of gps, glonass, galileo, sbas, qzss, beidou, not 'sun'",
+              errorOf({"--gnss", "gps,sun"}));
+    EXPECT_EQ("--gnss needs at least one system, not ''", errorOf({"--gnss="}));
+    EXPECT_EQ("--link needs a path, not ''", errorOf({"--link", ""}));
+    EXPECT_EQ("route, line 1: 'x' is no latitude (-90 to 90)", errorOf({"--waypoints", "x,8,1"}));
+    EXPECT_EQ("--start: '1' is not LAT,LON[,ALT]", errorOf({"--start", "1"}));
 }
-TEST(Options, HelpNamesEveryOptionOnce) {
+
+TEST(Options, RouteAndRecordingExcludeEachOther) {
+    const std::string recording = scratchFile(kSentence);
+    EXPECT_EQ("--recording and a route exclude each other",
+              errorOf({"--waypoints", "47,8,10;47.01,8,10", "--recording", recording}));
+}
+
+TEST(Options, FilesThatCannotBeReadAreNoWrongOptions) {
+    EXPECT_EQ("--route: can't read '/nowhere/at/all'", fileErrorOf({"--route", "/nowhere/at/all"}));
+    EXPECT_EQ("--recording: can't read '/nowhere'", fileErrorOf({"--recording", "/nowhere"}));
+    EXPECT_EQ("--recording: '/' is a folder", fileErrorOf({"--recording", "/"}));
+    EXPECT_EQ("--check-recording: '/' is a folder", fileErrorOf({"--check-recording", "/"}));
+}
+
+TEST(Options, RouteIsReadFromAFile) {
+    const std::string route = scratchFile("# a degree's hundredth\n47,8,10\n47.01,8,10\n");
+    EXPECT_NEAR(1111.951, parseOptions({"--route", route}).settings.route.lengthM(), 1e-3);
+    EXPECT_EQ("route, line 1: 'x' is no latitude (-90 to 90)",
+              fileErrorOf({"--route", scratchFile("x,8,1")}));
+    EXPECT_NE("", fileErrorOf({"--route", scratchFile("")}));
+}
+
+TEST(Options, FileWithoutASentenceOrFrameIsNoRecording) {
+    const std::string notes = scratchFile("# Notes\n\nRun `$HOME/bin/tool` *now*.\n");
+    const std::string why = "' has no sentence and no UBX frame with a right checksum";
+    EXPECT_EQ("--recording: '" + notes + why, fileErrorOf({"--recording", notes}));
+    EXPECT_EQ("--check-recording: '" + notes + why, fileErrorOf({"--check-recording", notes}));
+}
+
+TEST(Options, RecordingIsReadAndPlayedAsToldTo) {
+    const std::string recording = scratchFile("noise" + std::string(kSentence));
+    const Options options = parseOptions({"--recording", recording, "--restamp", "--playback-speed", "2.5",
+                                          "--repeat", "--hold", "--quit-at-end"});
+    ASSERT_TRUE(options.settings.recording.has_value());
+    EXPECT_EQ(5U, options.settings.recording->content().unreadableBytes);
+    EXPECT_TRUE(options.settings.restamp && options.settings.repeatRecording && options.settings.hold);
+    EXPECT_EQ(2.5, options.settings.playbackSpeed);
+    EXPECT_TRUE(options.quitAtEnd);
+    EXPECT_FALSE(options.checkRecording);
+    EXPECT_TRUE(parseOptions({"--check-recording", recording}).checkRecording);
+}
+
+TEST(Options, RecordingsSpeedIsThatOfAReceiverThatDoesNotFollow) {
+    const std::string recording = scratchFile(kSentence);
+    EXPECT_EQ(115'200U, parseOptions({"--recording", recording, "--engine", "nmea"}).engine.baudRate);
+    EXPECT_EQ(4800U,
+              parseOptions({"--recording", recording, "--engine=nmea", "--baud=4800"}).engine.baudRate);
+    EXPECT_EQ(9600U, parseOptions({"--recording", recording}).engine.baudRate);
+}
+
+TEST(Options, FilesAndPortAreNamed) {
+    const Options options =
+        parseOptions({"--link", "l", "--control", "c", "--state", "s", "--log", "g", "--capture", "r",
+                      "--reset-line", "v", "--port-baud", "38400", "--engine", "nmea"});
+    EXPECT_EQ("l", options.link);
+    EXPECT_EQ("c", options.controlFifo);
+    EXPECT_EQ("s", options.stateFile);
+    EXPECT_EQ("g", options.logFile);
+    EXPECT_EQ("r", options.captureFile);
+    EXPECT_EQ("v", options.resetLineFile);
+    EXPECT_EQ(38'400U, options.portBaudRate);
+    EXPECT_EQ("nmea", options.engineName);
+}
+
+TEST(Options, PlaceAndNoiseAndStartTimesAreSet) {
+    const Options options = parseOptions(
+        {"--start", "48.5,9.25,300", "--noise", "2.5", "--ttff-aided", "4", "--ttff-warm", "1.5"});
+    const GeoPosition place = options.settings.route.at(0s).position;
+    EXPECT_EQ(48.5, place.latitudeDeg);
+    EXPECT_EQ(9.25, place.longitudeDeg);
+    EXPECT_EQ(300, place.altitudeMslM);
+    EXPECT_EQ(2.5, options.settings.noiseM);
+    EXPECT_EQ(4s, options.settings.fixTimes.aided);
+    EXPECT_EQ(1500ms, options.settings.fixTimes.warm);
+}
+
+TEST(Options, WhatIsOnlyPrintedIsKnown) {
+    EXPECT_TRUE(parseOptions({"-h"}).help && parseOptions({"--help"}).help);
+    EXPECT_TRUE(parseOptions({"--version"}).version);
+    EXPECT_TRUE(parseOptions({"--waypoints", "47,8,10", "--print-route-length"}).printRouteLength);
+    EXPECT_EQ("receiver-simulator (ruxogps) 0.1.0", versionText());
+}
+
+TEST(Options, HelpHasOneLineForEveryOption) {
     const std::string help = optionHelp();
-    for (const char* name :
-         {"--link ", "--baud ", "--recording ", "--restamp ", "--control ", "--reset-line "})
-        EXPECT_EQ(help.find(name), help.rfind(name)) << name;
+    for (const std::string name : {"--link",
+                                   "--engine",
+                                   "--baud",
+                                   "--port-baud",
+                                   "--hz",
+                                   "--seed",
+                                   "--start",
+                                   "--route",
+                                   "--waypoints",
+                                   "--repeat",
+                                   "--print-route-length",
+                                   "--recording",
+                                   "--check-recording",
+                                   "--restamp",
+                                   "--playback-speed",
+                                   "--hold",
+                                   "--quit-at-end",
+                                   "--quality",
+                                   "--noise",
+                                   "--ttff",
+                                   "--ttff-aided",
+                                   "--ttff-warm",
+                                   "--deaf",
+                                   "--gnss",
+                                   "--nmea",
+                                   "--numbering",
+                                   "--burst",
+                                   "--control",
+                                   "--command",
+                                   "--state",
+                                   "--log",
+                                   "--capture",
+                                   "--reset-line",
+                                   "-h, --help",
+                                   "--version"}) {
+        const std::string line = "\n  " + name + " ";
+        EXPECT_NE(std::string::npos, help.find(line)) << name;
+        EXPECT_EQ(help.find(line), help.rfind(line)) << name;
+    }
 }

@@ -56,6 +56,28 @@ TEST(Recording, HeaderLinesAreSkippedAndAllElseIsKeptInOrder) {
     EXPECT_EQ("", joined(Recording::parse("# only a header")));
 }
 
+TEST(Recording, SentencesFramesAndUnreadableBytesAreCounted) {
+    std::string broken = rmc("000942.00");
+    broken[8] = '1';
+    const Recording recording = Recording::parse("# header\n" + rmc("000941.00") + "?" + ubx(1, 7, 92, 1000) +
+                                                 gga("000941.00") + broken);
+    EXPECT_EQ(2U, recording.content().sentences);
+    EXPECT_EQ(1U, recording.content().frames);
+    EXPECT_EQ(1 + broken.size(), recording.content().unreadableBytes);
+}
+
+TEST(Recording, SentenceBehindOneThatWasCutIsRecognised) {
+    const Recording recording = Recording::parse("$GNRMC,0009" + rmc("000941.00"));
+    EXPECT_EQ(1U, recording.content().sentences);
+    EXPECT_EQ(11U, recording.content().unreadableBytes);
+    EXPECT_EQ(9min + 41s, recording.epochs().at(0).timeOfDay);
+}
+
+TEST(Recording, ContentIsDescribedInWords) {
+    EXPECT_EQ("1200 sentences, 1 frame and 17 unreadable bytes", described({1200, 1, 17}));
+    EXPECT_EQ("1 sentence, 0 frames and 1 unreadable byte", described({1, 0, 1}));
+}
+
 TEST(Recording, SentencesOfOneTimeAreOneEpoch) {
     const Recording recording = Recording::parse(rmc("000941.00") + gga("000941.00") + rmc("000942.00") +
                                                  gga("000942.00") + rmc("000944.50"));

@@ -1,11 +1,12 @@
 #!/bin/bash
 # The program as a user meets it: options, port, control pipe, state, capture, reset line, end.
 #
-#   program_test.sh PATH/TO/receiver-simulator
+#   program_test.sh PATH/TO/receiver-simulator      which is described in the README.md beside this folder
 # shellcheck disable=SC2016,SC2034  # the checks are texts that `check` evaluates, their variables included
 set -u
 
 simulator=$1
+readme=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../README.md
 folder=$(mktemp -d)
 receiver=
 failures=0
@@ -49,12 +50,37 @@ await() {
 
 message=$("$simulator" --colour blue 2>&1 >/dev/null)
 check "a wrong option ends with status 2" '[[ $("$simulator" --colour 2>/dev/null; echo $?) == 2 ]]'
-check "and one line" '[[ $message == "receiver-simulator: unknown option '"'--colour'"', see --help" ]]'
+check "and one line" \
+    '[[ $message == "receiver-simulator: unrecognized option '"'--colour'"' (--help lists the options)" ]]'
 check "help lists options and commands" '[[ $("$simulator" --help) == *--recording*nosatellites* ]]'
+check "so does -h" '[[ $("$simulator" -h) == "$("$simulator" --help)" ]]'
+check "every option is explained in the README" \
+    '! "$simulator" --help | sed -n "/^Options/,/^\$/s/^  \(-h, \)\?\(--[a-z-]*\) .*/\2/p" | while read -r option; do
+        grep -q -- "\`$option\`" "$readme" || echo "$option"; done | grep .'
+check "its version is the project's" '[[ $("$simulator" --version) =~ ^receiver-simulator\ \(ruxogps\)\ [0-9]+\.[0-9]+\.[0-9]+$ ]]'
 check "a route's length is printed" \
     '[[ $("$simulator" --waypoints "47,8,10;47.01,8,10" --print-route-length) == 1111.951 ]]'
 check "a port that can not be linked is an error" \
     '[[ $("$simulator" --link /nowhere/port 2>/dev/null >/dev/null; echo $?) == 1 ]]'
+
+# --- Files ----------------------------------------------------------------------------------------------
+
+printf '# A note\n\nRun `$HOME/tool` *soon*.\n' >"$folder/notes"
+printf '# Receiver: any\n$GPGSV,1,1,00*79\r\nrubbish' >"$folder/sentence"
+for option in --recording --check-recording --route; do
+    message=$("$simulator" "$option" /nowhere/at/all 2>&1 >/dev/null)
+    status=$?
+    check "a file for $option that can't be read ends with status 1" '((status == 1))'
+    check "and one line" '[[ $message == "receiver-simulator: $option: can'"'t read '/nowhere/at/all'"'" ]]'
+done
+for option in --recording --check-recording; do
+    message=$(timeout 10 "$simulator" "$option" "$folder/notes" 2>&1 >/dev/null)
+    status=$?
+    check "a file without a sentence is refused by $option" '((status == 1))'
+    check "and one line" '[[ $message == *"has no sentence and no UBX frame with a right checksum" ]]'
+done
+check "what is in a recording is said" \
+    '[[ $("$simulator" --check-recording "$folder/sentence") == "1 sentence, 0 frames and 7 unreadable bytes" ]]'
 
 # --- A running receiver ---------------------------------------------------------------------------------
 
@@ -95,9 +121,11 @@ check "the pipe is gone" '[[ ! -p $folder/control ]]'
 check "the capture names its receiver" 'head -n 1 "$folder/capture" | grep -q "^# Receiver: simulated u-blox M8$"'
 mv "$folder/capture" "$folder/recording"
 start --recording "$folder/recording" --playback-speed 100 --quit-at-end --engine nmea --baud 921600
+read -r -t 10 playing <&"${RECEIVER[0]}" || playing=
 wait "$receiver"
 check "a recording ends by itself" '[[ $? == 0 ]]'
 receiver=
+check "it says first what it plays" '[[ $playing =~ ^playing\ [0-9]+\ sentences,\ 0\ frames\ and\ [0-9]+\ unreadable\ bytes?$ ]]'
 check "all of it has been played" 'cmp -s <(grep -av "^#" "$folder/recording") <(grep -av "^#" "$folder/capture")'
 
 ((failures == 0)) && echo "all good"
