@@ -20,12 +20,19 @@ class GPSTimedWorker;
 ///
 /// Usual order: construct -> `SetParams` -> `Initialize` -> `Start` -> ... -> `Stop` -> `Finalize` ->
 /// destroy. The lifecycle operations (`Initialize`, `Start`, `Stop`, `Finalize`, `setInitialPosition`,
-/// destruction) belong to one thread, and never to a callback. Settings and readings may be used from any
-/// thread but, for want of a recursive lock, not from the callbacks that run with the lock held (see
-/// `IGPSCallback`).
+/// destruction) belong to one thread, and never to a callback. Settings and readings (`SetParams`,
+/// `GetParams`, `ResetParams`, `GetReadings`, the NTP flag) may be used from any thread but, for want of a
+/// recursive lock, not from the callbacks that run with the lock held (see `IGPSCallback`). The update cycle
+/// belongs to the worker.
+///
+/// What threads share is guarded by the adapter's lock, with three exceptions: the NTP flag, `Start`'s look
+/// at `GPSParams::enabled`, and the odometer's points and warm-up, which the worker touches without it. Where
+/// `ResetParams` meets a cycle that is just running, one stretch from before may still be counted, or the
+/// warm-up go on from its old count.
 ///
 /// Operations that return `unsigned int` return 0 or one of the codes in GPSErrors.h; codes of the driver,
-/// the platform and the callback are handed on unchanged. Nothing is thrown but by the constructor.
+/// the platform and the callback are handed on unchanged. Nothing is thrown but by the constructor: without
+/// memory an operation does what its comment says, and a line for the log is lost.
 class RUXOGPS_API GPSAdapter {
 public:
     /// Creates the driver (see `GPSHAL::GetNewInstance`: it blocks for several seconds and has the receiver
@@ -39,7 +46,7 @@ public:
     explicit GPSAdapter(IGPSCallback* callback);
 
     /// Stops and finalises what still runs, then destroys the worker and the driver, whose destruction saves
-    /// the receiver's navigation database. Blocks for several seconds.
+    /// the receiver's navigation database. Blocks as `Finalize` does, and for several seconds more.
     virtual ~GPSAdapter();
 
     GPSAdapter(const GPSAdapter&) = delete;
@@ -53,46 +60,62 @@ public:
     unsigned int unlock();
 
     /// Puts settings and readings back to their defaults, the odometer and the time deviation included.
-    /// `GPSParams::resetTimeDeviation`, the NTP flag and the count of fixes towards the next
-    /// `OnPositionUpdate` stay as they are. Returns 0.
+    /// `GPSParams::resetTimeDeviation`, the geofences' names, the NTP flag, the flag of
+    /// `OnAntennaStateChanged` and the count of fixes towards the next `OnPositionUpdate` stay as they are.
+    /// Returns 0.
     unsigned int ResetParams();
 
     /// Takes the settings; returns 0. Effects besides copying: the state of each geofence that differs (name
     /// or number) becomes Unknown; with `resetTimeDeviation` the time deviation is forgotten; with
     /// `setOdometer` the odometer becomes `odometerValue`. A running worker follows from its next cycle on.
+    ///
+    /// Without memory for a geofence's name that geofence stays whole as it was, with its state Unknown;
+    /// everything else is taken, and the result is 0 all the same. A name that doesn't change needs none.
     unsigned int SetParams(const GPSParams& p);
 
-    /// Copies the settings; returns 0.
+    /// Copies the settings; returns 0. Without memory for a geofence's name that geofence of `p` stays whole
+    /// as it was; everything else is copied.
     unsigned int GetParams(GPSParams& p);
 
-    /// Copies the latest readings; returns 0. They are never empty for want of a fix: see `available` and
-    /// `fixTick`.
+    /// Copies the latest readings; returns 0. They are not emptied for want of a fix: see `available` and
+    /// `fixTick`. Needs no memory.
     unsigned int GetReadings(GPSReadings& r);
 
     /// How many geofences are watched: 12.
     unsigned int GetMaxGeoFences();
 
     /// Tells whether an NTP service keeps the system clock. While it does, the time deviation is not
-    /// measured. False at first. Written and read without the lock.
+    /// measured and the last one stays. False at first. Written and read without the lock.
     void SetNTPServiceAvailable(bool available);
     bool GetNTPServiceAvailable();
 
     /// Hands the receiver a position to start from and returns the driver's result: latitude and longitude in
     /// degrees x 1,000,000, altitude in millimetres (see `GPSHAL::setInitialPosition`). Blocks for several
-    /// seconds while gpsd is restarted. Don't call it while the worker runs.
+    /// seconds while gpsd is restarted. Never while the worker runs, and from one thread: the worker's
+    /// restart of gpsd would meet this one.
     unsigned int setInitialPosition(unsigned int latitude, unsigned int longitude, unsigned int altitude);
 
-    /// Brings the receiver's service up (see `GPSHAL::Initialize`). `GPS_ERR_FAILED` when that fails.
+    /// Brings the receiver's service up, blocking as `GPSHAL::Initialize` does. `GPS_ERR_FAILED` when that
+    /// fails or the driver isn't active afterwards.
     unsigned int Initialize();
 
     /// Starts the driver and, when `GPSParams::enabled` is set, the worker. `GPS_ERR_NOT_RUNNING` before
-    /// `Initialize`; the driver's code when its start fails; `GPS_ERR_FAILED` when it doesn't run afterwards;
-    /// else the result of the worker's start: `GPS_ERR_NOT_AVAILABLE` or `GPS_ERR_THREAD`, or 0.
+    /// `Initialize`; the driver's code when its start fails; `GPS_ERR_FAILED` when it doesn't run afterwards
+    /// (the worker is started all the same); else the result of the worker's start: `GPS_ERR_NOT_AVAILABLE`
+    /// or `GPS_ERR_THREAD`, or 0.
+    ///
+    /// Blocks until 3 s have passed since `Initialize`, and a second more after a worker that ended by
+    /// itself. `enabled` is read without the lock: where another thread sets it meanwhile, either value may
+    /// count.
     unsigned int Start();
 
-    /// Stops the worker and the driver. Blocks until the worker's current sleep (a quarter of the position
-    /// interval) and cycle and the driver's wait for a report (5 s at most) are over. The driver's error
-    /// code, or else the worker's, or 0.
+    /// Stops the worker and the driver. The driver's error code, or else the worker's, or 0.
+    ///
+    /// Blocks until the worker's current sleep (a quarter of the position interval) and cycle are over, and
+    /// then the reader's wait for a report (5 s at most). Two things last longer: a cycle that is just
+    /// restarting gpsd (see `GPSHAL::GetData`), and a reader that is still connecting to a server that
+    /// listens on gpsd's port and never accepts. It can't be interrupted and takes what the system allows,
+    /// about 135 s for each address of `localhost` with 6 as net.ipv4.tcp_syn_retries.
     unsigned int Stop();
 
     /// `Stop`, and then brings the receiver's service down (gpsd is killed). The driver's error code, or else
@@ -100,35 +123,46 @@ public:
     unsigned int Finalize();
 
     // --- The update cycle: called by the worker on its schedule; an application needs none of it -----------
+    //
+    // Never call these while the worker runs, and all of them from one thread: a silent gpsd is restarted
+    // from within, and two such restarts at once crash.
 
     /// Fetches the fix and, when it is good (PDOP above 0 and below 10; a position of exactly 0, 0 counts as
     /// no fix), stores it. May call `OnAvailabilityChanged` and, after every 11th accepted valid fix,
-    /// `OnPositionUpdate`. The driver's code (nothing changes then), or the last callback's, or 0.
+    /// `OnPositionUpdate`. The driver's code (nothing changes then), or the last callback's, or 0. Blocks as
+    /// `GPSHAL::GetData` does, which may restart gpsd.
     unsigned int UpdateCurrentPosition();
 
-    /// Stores the number of visible satellites, 0 when the query fails. The driver's code or 0.
+    /// Stores the number of visible satellites that the query left, also when it fails: the shipped driver
+    /// leaves 0 then. The driver's code or 0.
     unsigned int UpdateSatelliteCount();
 
-    /// Stores the mean signal-to-noise ratio, 0 when the query fails. The driver's code or 0.
+    /// Stores the mean signal-to-noise ratio that the query left, also when it fails: the shipped driver
+    /// leaves 0 then. The driver's code or 0.
     unsigned int UpdateSNR();
 
     /// Stores the error estimates, unless the query fails. The driver's code or 0.
     unsigned int UpdateErrorEstimates();
 
-    /// Stores the antenna's state, 0 when the query filled in none, and calls `OnAntennaStateChanged` when it
-    /// differs from the one before. The driver's code; on a change the callback's, or `GPS_ERR_NOT_AVAILABLE`
-    /// without a callback.
+    /// Stores the antenna's state that the query left, also when it fails (0 when it filled in none; the
+    /// shipped driver presets 1), clears `available` unless it is 1, and calls `OnAntennaStateChanged` when
+    /// it differs from the one before. The driver's code; on a change the callback's, or
+    /// `GPS_ERR_NOT_AVAILABLE` without a callback.
+    ///
+    /// `GPS_ERR_FAILED` without memory for the callback's text: a changed state is then not stored, and the
+    /// next update finds it once more.
     unsigned int UpdateAntennaStatus();
 
     /// Measures GPS time minus system time, unless an NTP service keeps the clock. A deviation of more than
-    /// 30 days is taken as implausible and dropped, unless the system clock stands before 1990. The driver's
-    /// code, `GPS_ERR_FAILED` when the system time can't be read, or 0.
+    /// 30 days is taken as implausible and dropped with result 0, unless the system clock stands before 1990.
+    /// The driver's code, `GPS_ERR_FAILED` when the system time can't be read, or 0.
     unsigned int UpdateSystemTimeDeviation();
 
     /// Advances the odometer from the last accepted fix; returns 0. The position is smoothed (a tenth of the
     /// new, nine tenths of the old); each straight stretch of more than 15 m and more than twice the
-    /// horizontal error estimate counts, a stretch within twice the estimate is dropped. It starts about 180
-    /// s after `ResetParams` and again after a jump of more than 1000 m.
+    /// horizontal error estimate counts, a stretch within twice the estimate is dropped. It starts after a
+    /// warm-up: 180 updates after construction or `ResetParams` (which set the interval to 1 s; a `SetParams`
+    /// afterwards changes the interval but not the 180), and 180 s after a jump of more than 1000 m.
     unsigned int UpdateOdometer();
 
     /// Checks all geofences against the last accepted fix and calls `OnGeofenceEntered` and `OnGeofenceLeft`.
@@ -139,7 +173,8 @@ public:
     /// Calls `OnTracking` with the last accepted fix. The callback's code, or `GPS_ERR_NOT_AVAILABLE`.
     unsigned int SendTracking();
 
-    /// Writes the readings to the log. Returns the result of giving the lock back.
+    /// Writes the readings to the log, the fix's date in the time zone of the moment. Returns the result of
+    /// giving the lock back.
     unsigned int LogDetails();
 
 private:
@@ -165,7 +200,7 @@ private:
     GPSTimedWorker* worker; ///< owned
 
     // Odometer. Only `valid`, `latitude` and `longitude` of the two points are used. Touched by the worker
-    // thread alone but for `ResetParams`, partly without the lock.
+    // thread alone, partly without the lock, but for `ResetParams` (`resetOdometer`) under the lock.
     GPSData odometerFiltered;  ///< the smoothed position
     GPSData odometerReference; ///< the last point from which distance was counted
     int32_t odometerWarmup;    ///< position cycles until the first reference point is taken

@@ -6,8 +6,8 @@
 /// an application's `IGPSCallback` returns.
 
 /// The receiver failed to initialise, is not active after it, or is not running after a start; the adapter's
-/// lock could not be taken or given back; the system time could not be read; the platform had no memory for
-/// its answer to the antenna query.
+/// lock could not be taken or given back; the system time could not be read; there was no memory for
+/// the platform's answer to the antenna query, or for the text of `OnAntennaStateChanged`.
 const unsigned int GPS_ERR_FAILED = 0x17000001u;
 
 /// The object is not in the state that the call needs: a start before initialisation, or a query while the

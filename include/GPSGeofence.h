@@ -22,12 +22,18 @@ enum class GPSGeofenceState : uint32_t {
 /// extent in longitude, and an area across the date line is two areas.
 ///
 /// No operation locks; one object must not be changed and read at once.
+///
+/// The name is a text of the platform's and needs memory. Making a geofence passes on what that text throws
+/// (`std::bad_alloc`), as there is none without a name; no other operation throws.
 class RUXOGPS_API GPSGeofence {
 public:
     /// An unconfigured geofence: empty name, all numbers 0 but the margin, which is 1500.
     GPSGeofence();
     GPSGeofence(const GPSGeofence& other);
     ~GPSGeofence();
+
+    /// Takes name and numbers. Without memory for the name it takes nothing at all: the geofence stays whole,
+    /// as it was. A name that is equal already needs none.
     GPSGeofence& operator=(const GPSGeofence& other);
 
     /// Sets the five numbers to 0, the margin included, and keeps the name.

@@ -12,10 +12,11 @@ const std::size_t kGPSMaxGeofences = 12;
 /// The settings of a `GPSAdapter`, copied whole by `SetParams` and `GetParams`.
 ///
 /// A fresh record holds zeros and unconfigured geofences, not the adapter's defaults: fetch those with
-/// `GetParams`, change what is to change, and hand the record back.
+/// `GetParams`, change what is to change, and hand the record back. Making and copying a record needs memory
+/// for the geofences' names (see `GPSGeofence`).
 struct GPSParams {
     /// GPS service on. While false, `Start` doesn't start the worker, and a running worker ends after its
-    /// current cycle. Default true.
+    /// next cycle and sleep; once true again it takes a `Start`. Default true.
     bool enabled = false;
 
     /// Seconds between updates of position, odometer and geofences. When the worker starts, a quarter of it
@@ -31,8 +32,9 @@ struct GPSParams {
     /// Send tracking reports (`IGPSCallback::OnTracking`). Default false.
     bool trackingEnabled = false;
 
-    /// Seconds; a report goes out when UTC - `trackingBase` + `trackingOffset` is within one second of a
-    /// multiple of it, at most once in 5 seconds. 0 sends none. Default 0.
+    /// Seconds; a report goes out when UTC - `trackingBase` + `trackingOffset`, 32 bits wide, is within one
+    /// second of a multiple of it, at most once in 5 seconds. 0 sends none, a negative period one every 5
+    /// seconds. Default 0.
     int32_t trackingPeriod = 0;
 
     /// Seconds subtracted from UTC before that test. Above UTC + `trackingOffset` a report goes out every
@@ -45,10 +47,12 @@ struct GPSParams {
     /// Check the geofences after each position update. Default false.
     bool geofencesEnabled = false;
 
-    /// The geofences; those with a width or height of 0 are not configured. Default: all cleared.
+    /// The geofences; those with a width or height of 0 are not configured. Default: all cleared (a reset
+    /// keeps their names).
     GPSGeofence geofences[kGPSMaxGeofences];
 
-    /// When set in `SetParams`, the time deviation measured so far is forgotten. Held and returned as given.
+    /// When set in `SetParams`, the time deviation measured so far is forgotten. Held and returned as given,
+    /// and not touched by `ResetParams`. False at first.
     bool resetTimeDeviation = false;
 
     /// Metres to set the odometer to. Default 0.

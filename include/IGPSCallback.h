@@ -15,14 +15,15 @@
 /// update operations itself). Five of the six, all but `OnAntennaStateChanged`, run with the adapter's lock
 /// held: they must not call `SetParams`, `GetParams`, `GetReadings`, `ResetParams`, `LogDetails` or any
 /// update operation, or they wait for themselves for ever. None of them may stop or destroy the adapter. They
-/// should return soon: the next cycle waits for them. They must not throw.
+/// should return soon: the next cycle waits for them. They must not throw: what they throw on the worker's
+/// thread ends the process (on a thread of the application's it comes back there, with the lock free again).
 ///
 /// Each returns 0 or an error code of the application's own, which the adapter hands on as its own result.
 class RUXOGPS_API IGPSCallback {
 public:
-    /// A position has left `geofence`: its state became `GPSGeofenceState::Left`. It also comes when the
-    /// first position checked against a new or changed geofence lies outside. The reference is to the
-    /// adapter's own copy and holds during the call. Lock held.
+    /// A position has left `geofence`, its margin included: its state became `GPSGeofenceState::Left`. It
+    /// also comes when the first position checked against a new or changed geofence lies outside. The
+    /// reference is to the adapter's own copy and holds during the call. Lock held.
     virtual unsigned int OnGeofenceLeft(const GPSGeofence& geofence) = 0;
 
     /// A position has entered `geofence`: its state became `GPSGeofenceState::Entered`. It doesn't come when
@@ -31,12 +32,13 @@ public:
 
     /// The antenna's state differs from the one before. `text` is empty and discarded after the call; `flag`
     /// is a switch that the adapter keeps for the application (false at first) and never reads itself.
-    /// Called without the lock.
+    /// Without memory for `text` the call comes with the next update that has some. Called without the lock.
     virtual unsigned int OnAntennaStateChanged(GPSAntennaState state, RuxoString& text, bool& flag) = 0;
 
     /// The validity of the fix just fetched differs from `GPSReadings::available`. While fixes are valid but
     /// their PDOP is out of range (not above 0 and below 10), and while a lost fix brings no PDOP, the
-    /// readings don't follow and the call is repeated with every position update. Lock held.
+    /// readings don't follow and the call is repeated with every position update. It doesn't come when gpsd
+    /// falls silent, as no fix is fetched then, nor when the antenna clears `available`. Lock held.
     virtual unsigned int OnAvailabilityChanged(bool available) = 0;
 
     /// Eleven valid fixes have been accepted since the last call. Read them with `GPSAdapter::GetReadings`,

@@ -48,13 +48,9 @@ constexpr char kParamsFailed[] = "GPS worker failed to get setting parameters (e
 constexpr char kGeofenceFailed[] = "GPS worker failed to check geofence (error code 0x%08X)!";
 constexpr char kStopped[] = "GPS worker stopped.";
 
-// --- Schedule -------------------------------------------------------------------------------------------
+// --- Settings -------------------------------------------------------------------------------------------
 
-// KEEP: the sum may wrap; a block then runs in every cycle until the tick wraps as well.
-// Pinned by WorkerSchedule.ComparesUnsignedWhereTheTickWraps
-bool isDue(uint32_t now, uint32_t last, uint32_t interval) { return now >= last + interval; }
-
-/// Settings to be filled in. They hold names, so there may be no memory for them; that is logged.
+/// Settings to be filled in. They hold names; false, which is logged, where there is no memory for those.
 bool makeParams(std::optional<GPSParams>& params) {
     try {
         params.emplace();
@@ -64,6 +60,12 @@ bool makeParams(std::optional<GPSParams>& params) {
     }
     return true;
 }
+
+// --- Schedule -------------------------------------------------------------------------------------------
+
+// KEEP: the sum may wrap; a block then runs in every cycle until the tick wraps as well.
+// Pinned by WorkerSchedule.ComparesUnsignedWhereTheTickWraps
+bool isDue(uint32_t now, uint32_t last, uint32_t interval) { return now >= last + interval; }
 
 /// Whether the shifted UTC time is within a second of a multiple of the tracking period.
 bool isTrackingBoundary(long utc, const GPSParams& params) {

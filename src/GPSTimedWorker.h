@@ -14,7 +14,8 @@ struct GPSParams;
 /// The adapter's background thread: wakes at a fixed pace, reads the settings anew and runs those of the
 /// adapter's update operations that are due.
 ///
-/// `Start`, `Stop` and destruction belong to one thread. The worker holds no lock across a cycle.
+/// `Start`, `Stop` and destruction belong to one thread. The worker holds no lock across a cycle. Nothing is
+/// thrown: a thread that finds no memory for its copy of the settings logs that, pauses and tries again.
 class RUXOGPS_API GPSTimedWorker {
 public:
     /// `adapter` must outlive the worker.
@@ -27,7 +28,7 @@ public:
     GPSTimedWorker& operator=(const GPSTimedWorker&) = delete;
 
     /// Starts the thread; with a thread that runs, only takes back a request to stop. After a thread that
-    /// ended by itself it blocks for about a second. 0, `GPS_ERR_NOT_AVAILABLE` when the start token can't be
+    /// ended by itself it blocks for up to a second. 0, `GPS_ERR_NOT_AVAILABLE` when the start token can't be
     /// taken, `GPS_ERR_THREAD` when the thread can't be created.
     uint32_t Start();
 
@@ -35,7 +36,7 @@ public:
     /// `GPS_ERR_THREAD` when the thread could be neither joined nor cancelled.
     uint32_t Stop();
 
-    /// Whether the thread runs. Read without a lock.
+    /// Whether the thread runs: from `Start` until it has ended, by itself or stopped. Read without a lock.
     bool IsActive() const;
 
     /// The thread's body; called by the thread alone.
@@ -48,10 +49,10 @@ private:
     void joinEndedThread();
 
     void runLoop(GPSParams& params);
-    bool fetchParams(GPSParams& params);
+    bool fetchParams(GPSParams& params); ///< false when they can't be read and a stop is requested
     void runCycle(const GPSParams& params, TimeStamps& last);
     void runPositionBlock(const GPSParams& params);
-    void runTrackingBlock(const GPSParams& params, uint32_t now, uint32_t& lastTracking);
+    void runTrackingBlock(const GPSParams& params, uint32_t now, uint32_t& lastTracking); ///< ticks, in s
     void runStatusBlock();
 
     GPSAdapter& adapter;
