@@ -3,66 +3,67 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <istream>
+#include <memory>
 #include <string>
 
-/// The receiver's navigation database as a file: the frames as they came, one behind the other, and behind
-/// them their count in six digits.
+/// The receiver's navigation database as a file, "/data/NavigationDatabaseDump": the frames as they came, one
+/// behind the other, and behind them their count in six digits, the trailer. Written by the configuration
+/// handler when it is destroyed and read when the next one is constructed, on an application's thread.
+///
+/// Only a regular file, or a link to one, is read or written. A FIFO or a device in its place would keep the
+/// application's thread for ever: the file is opened without waiting and looked at before it is used. Nothing
+/// here logs or throws, and nothing allocates with operator new.
 
-constexpr char kDumpFile[] = "/data/NavigationDatabaseDump";
-constexpr std::size_t kTrailerDigits = 6;
+/// Closes the stream that it owns.
+struct StreamCloser {
+    void operator()(FILE* stream) const { fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, StreamCloser>;
 
-// --- Writing --------------------------------------------------------------------------------------------
+/// The file being written. Whoever loses power or memory meanwhile is left with an empty file, not with half
+/// a database, whose missing trailer would keep the next start busy for hours.
+class DatabaseWriter {
+public:
+    /// Empties the file, or creates it, also behind a link that leads nowhere yet. Where neither can be, it
+    /// goes behind the old contents' end.
+    DatabaseWriter();
 
-/// Empties the file, or goes behind its end where it can't be emptied; false when neither can be.
-inline bool openDumpFile(std::ofstream& file) {
-    file.open(kDumpFile, std::ios::binary | std::ios::trunc);
-    if (!file.is_open())
-        file.open(kDumpFile, std::ios::binary | std::ios::app);
-    return file.is_open();
-}
+    /// Whether the file could be opened in one way or the other. If not, what is written is lost.
+    bool isOpen() const { return stream_ != nullptr; }
 
-/// Writes all at once: whoever loses power during the wait is left with an empty file, not with half a
-/// database, whose missing trailer would keep the next start busy for hours.
-inline void closeDumpFile(std::ofstream& file, const std::string& frames, uint32_t collected) {
-    char trailer[16];
-    snprintf(trailer, sizeof trailer, "%06u", collected);
-    file << frames + trailer;
-    file.close();
-}
+    /// Writes all frames and `count`, their number, in one go, and closes the file. When they find no room, a
+    /// file that was opened empty is empty again; old contents are kept. Called once.
+    void finish(const std::string& frames, uint32_t count);
 
-// --- Reading --------------------------------------------------------------------------------------------
+private:
+    Stream stream_; ///< null when there is nothing to write to, and after `finish`
+    bool emptied_;  ///< the stream began with an empty file
+};
 
-/// The next byte of the file, 0 behind its end.
-inline unsigned char nextByte(std::istream& file) {
-    char byte = 0;
-    file.get(byte);
-    return static_cast<unsigned char>(byte);
-}
+/// The file being read, from its first byte on.
+class DatabaseReader {
+public:
+    /// Opens the file.
+    DatabaseReader();
 
-/// The file's size, or -1 when it can't be read, as a folder can't.
-inline std::streamoff readableSize(std::ifstream& file) {
-    file.peek();
-    if (!file.is_open() || file.bad())
-        return -1;
-    file.clear();
-    file.seekg(0, std::ios::end);
-    const std::streamoff size = file.tellg();
-    file.seekg(0);
-    return size;
-}
+    /// Its size in bytes, or -1 when it can't be read: it is missing, no regular file, or reading fails.
+    int64_t size() const { return size_; }
 
-/// The trailer's number without its leading zeros: empty for "000000".
-inline std::string readTotal(std::istream& file, std::streamoff size) {
-    char digits[kTrailerDigits + 1] = {};
-    file.seekg(size - static_cast<std::streamoff>(kTrailerDigits));
-    file.read(digits, kTrailerDigits);
-    file.clear();
-    file.seekg(0);
-    const std::string text(digits);
-    const std::size_t first = text.find_first_not_of('0');
-    return first == std::string::npos ? std::string() : text.substr(first);
-}
+    /// Whether it has room for a trailer. The other operations are for such a file alone.
+    bool holdsATrailer() const;
+
+    /// The trailer's text without its leading zeros, up to its first zero byte: empty for "000000".
+    std::string total() const;
+
+    /// Sets `byte` to the next one; at the file's end it stays as it is.
+    void next(unsigned char& byte);
+
+    /// The next byte, or 0 at the file's end.
+    unsigned char next();
+
+private:
+    Stream stream_; ///< null when there is no regular file
+    int64_t size_;
+};
 
 #endif

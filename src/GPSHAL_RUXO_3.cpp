@@ -14,19 +14,14 @@
 
 #include "GPSHAL_RUXO_3.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
+#include <ctime>
+#include <memory>
 #include <new>
-#include <set>
 #include <string>
-#include <utility>
 
 #include "AntennaValues.h"
 #include "DatabaseFile.h"
@@ -37,10 +32,12 @@
 #include "Log.h"
 #include "Pause.h"
 #include "ReaderCycle.h"
+#include "ReceiverPort.h"
 #include "SatelliteTexts.h"
 #include "Saturate.h"
 #include "Shell.h"
 #include "Snapshot.h"
+#include "UbxReplies.h"
 
 namespace {
 
@@ -52,19 +49,16 @@ constexpr char kDevice[] = "/dev/ttymxc1";
 constexpr char kReceiverBaudRate[] = "9600"; // after a reset
 constexpr char kServiceBaudRate[] = "115200";
 constexpr uint32_t kReadBufferSize = 5000;
-constexpr uint32_t kReadBufferSlack = 8; // zeros behind it, for what follows a pattern found at its end
-constexpr uint32_t kReadsPerBuffer = 2;  // a pause lasts half as long as a byte a baud would fill the buffer
+constexpr uint32_t kReadsPerBuffer = 2; // a pause lasts half as long as a byte a baud would fill the buffer
 constexpr uint32_t kReadBudgetSeconds = 6;
 constexpr double kMicrosPerSecond = 1000000.0;
 
-constexpr useconds_t kResetPulseUs = 100;
 constexpr useconds_t kResetSettleUs = 1000000;
 constexpr int kResetCycles = 2;
 constexpr int kPortTriesAfterReset = 2;
 constexpr int kPortTriesInService = 3;
 constexpr unsigned int kPauseAfterPortFailureSeconds = 1;
 
-constexpr unsigned int kFieldDigits = 8;
 constexpr int kLastYearWithoutTime = 116; // tm_year of 2016: an older clock was never set
 constexpr unsigned int kTimeAccuracySeconds = 10;
 
@@ -73,29 +67,10 @@ constexpr unsigned char kClassMga = 0x13;
 constexpr unsigned char kIdMgaDbd = 0x80;
 constexpr unsigned char kIdMgaIni = 0x40;
 
-// UBX frames are B5 62, class, id, length (2), payload, checksum (2).
-constexpr std::size_t kLengthOffset = 4;
-constexpr std::size_t kPayloadOffset = 6;
-constexpr uint32_t kFrameOverhead = 8;
-constexpr std::array<unsigned char, 6> kAckAckHeader = {0xB5, 0x62, 0x05, 0x01, 0x02, 0x00};
-constexpr std::array<unsigned char, 6> kMgaAckHeader = {0xB5, 0x62, 0x13, 0x60, 0x08, 0x00};
-constexpr int kAckSearchStep = 5;
-
-// Shell commands.
 constexpr char kKillAllGpsd[] = "killall -9 gpsd";
-constexpr char kResetLineLow[] = "echo 0 >  /sys/class/gpio/gpio93/value";
-constexpr char kResetLineHigh[] = "echo 1 >  /sys/class/gpio/gpio93/value";
-constexpr char kSetUpPort[] = "timeout -t 1 stty -F ";
-constexpr char kPortSettings[] =
-    " intr ^- quit ^- erase ^- kill ^- eof ^-"
-    " eol ^- eol2 ^- swtch ^- start ^- stop ^- susp ^- rprnt ^- werase ^- lnext ^- flush ^- min 0 time 0 "
-    "-brkint -icrnl -imaxbel -opost -onlcr -isig -icanon -iexten -echo -echoe -echok -echoctl -echoke";
-constexpr char kWriteFrame[] = "echo -e \"";
-constexpr char kIntoDevice[] = "\" > ";
 
 // Log texts.
 constexpr char kText[] = "%s";
-constexpr char kPortNotOpen[] = "UBXConfig: Serial port cannot be opened for reading";
 constexpr char kAcknowledged[] = "UBXConfig: Acknowledgment has been received for the command: \"%s\"";
 constexpr char kAllAcknowledged[] = "UBXConfig: All commands have been acknowledged by positioning chip";
 constexpr char kDumpNotWritable[] = "Failed to open device for storing navigation database dump";
@@ -161,10 +136,59 @@ constexpr Configuration kConfiguration[] = {
 
 // --- UbxConfigHandler: helpers --------------------------------------------------------------------------
 
-void pulseResetLine() {
-    runShell(kResetLineLow);
-    pauseMicroseconds(kResetPulseUs);
-    runShell(kResetLineHigh);
+/// Runs `sequence`; without memory it ends where it stands. Nothing else is caught: a thread that is
+/// cancelled in it unwinds through here.
+template <typename Sequence>
+void untilMemoryEnds(Sequence sequence) {
+    try {
+        sequence();
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+std::unique_ptr<unsigned char[]> newReadBuffer(uint32_t size) {
+    return std::make_unique<unsigned char[]>(size + kReadBufferSlack);
+}
+
+/// Resets the receiver and sets the line to its speed; without a line there is no unit to serve.
+void setUpReceiverLine(const std::string& command) {
+    for (int cycle = 0; cycle < kResetCycles; ++cycle) {
+        runShell(kKillAllGpsd);
+        pulseResetLine();
+        if (cycle > 0)
+            pauseMicroseconds(kResetSettleUs);
+        pauseMicroseconds(kResetSettleUs);
+        if (setUpPort(command, kPortTriesAfterReset, 0))
+            return;
+    }
+    exit(-1);
+}
+
+/// The last record's number as sendConfig takes it.
+signed char lastIndex(std::size_t records) {
+    // KEEP: 8 bits and signed, so beyond 128 records it names none, all, or an older one.
+    // Pinned by RestoreIndex.WrapsAt8Bits
+    return static_cast<signed char>(records - 1);
+}
+
+/// UBX-MGA-INI-TIME_UTC, plain.
+std::string timeFrame(const tm& utc) {
+    std::string text = kTimePrefix + hexField(static_cast<unsigned int>(utc.tm_year + 1900)).substr(0, 4);
+    for (const int field : {utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec})
+        text += hexField(static_cast<unsigned int>(field)).substr(0, 2);
+    return text + "0000000000" + hexField(kTimeAccuracySeconds).substr(0, 4) + "000000000000";
+}
+
+// Bytes of an MGA-ACK's payload.
+enum { MgaAckType = 0, MgaAckVersion = 1, MgaAckInfoCode = 2, MgaAckMsgId = 3, MgaAckPayloadStart = 4 };
+
+bool ackAckNames(const UbxConfigHandler::UbxCommands& record, const unsigned char* payload) {
+    return payload[0] == record.msgClass && payload[1] == record.msgId;
+}
+
+bool mgaAckNames(const UbxConfigHandler::UbxCommands& record, const unsigned char* payload) {
+    // KEEP: the class is not compared. Pinned by WaitForAck.IgnoresTheClassOfAnMgaAck
+    return payload[MgaAckVersion] == 0 && payload[MgaAckMsgId] == record.msgId;
 }
 
 } // namespace
@@ -175,19 +199,20 @@ UbxConfigHandler::UbxConfigHandler()
     : devicePath(kDevice), baudRate(kReceiverBaudRate), acknowledgedCount(0), serialPort(nullptr),
       readBufferSize(kReadBufferSize), readBuffer(nullptr), readDelayUs(0), maxReads(0), mgaAckPayloadStart{},
       mgaUsedCount(0), mgaNotUsedCount(0) {
-    setUpReceiverLine();
+    setUpReceiverLine(portSetUpCommand(devicePath, baudRate));
     baudRate = kServiceBaudRate;
-    openPort();
-    allocateReadBuffer();
+    const OpenPort port(serialPort, devicePath);
+    std::unique_ptr<unsigned char[]> buffer = newReadBuffer(readBufferSize);
+    readBuffer = buffer.get();
     const auto baud = static_cast<uint32_t>(strtol(baudRate.c_str(), nullptr, 10));
     readDelayUs = saturate<uint32_t>(readBufferSize * kMicrosPerSecond / (kReadsPerBuffer * baud));
     maxReads = kReadsPerBuffer * kReadBudgetSeconds * baud / readBufferSize;
     for (const Configuration& row : kConfiguration)
-        appendRecord(row.description, row.frame, row.msgClass, row.msgId);
-    sendConfig(0, true, false, true);
-    sendConfig(-1, false, false, true);
+        commandList.push_back({row.description, row.frame, row.msgClass, row.msgId, false});
+    send(0, true, false, true);
+    send(-1, false, false, true);
     restoreNavigationDatabase();
-    closePort();
+    static_cast<void>(buffer.release()); // from here on it is the object's own
 }
 
 UbxConfigHandler::~UbxConfigHandler() {
@@ -195,14 +220,14 @@ UbxConfigHandler::~UbxConfigHandler() {
     freeReadBuffer();
     // Only the local line goes back; the receiver keeps its speed until it is reset.
     baudRate = kReceiverBaudRate;
-    setUpPort(1, 0);
-    closePort();
+    untilMemoryEnds([this] { setUpPort(portSetUpCommand(devicePath, baudRate), 1, 0); });
+    closePort(serialPort);
 }
 
 void UbxConfigHandler::reloadConfig() {
-    openPort();
+    const OpenPort port(serialPort, devicePath);
     baudRate = kReceiverBaudRate;
-    setUpPort(1, 0);
+    untilMemoryEnds([this] { setUpPort(portSetUpCommand(devicePath, baudRate), 1, 0); });
     baudRate = kServiceBaudRate;
     // KEEP: six differences from the constructor. gpsd is not killed (the caller has), the line is set before
     // the reset, in one try that never ends the process; the list stays, the database is not restored, and
@@ -217,7 +242,6 @@ void UbxConfigHandler::reloadConfig() {
     // Pinned by ReloadConfig.EndsWithMoreThan255Records
     for (std::size_t i = 1; i < commandList.size(); ++i)
         sendConfig(static_cast<signed char>(i), false, false, true);
-    closePort();
 }
 
 void UbxConfigHandler::resetConfig() {
@@ -226,48 +250,7 @@ void UbxConfigHandler::resetConfig() {
     commandList.clear();
     baudRate = kReceiverBaudRate;
     freeReadBuffer();
-    closePort();
-}
-
-/// Resets the receiver and sets the line to its speed; without a line there is no unit to serve.
-void UbxConfigHandler::setUpReceiverLine() {
-    for (int cycle = 0; cycle < kResetCycles; ++cycle) {
-        runShell(kKillAllGpsd);
-        pulseResetLine();
-        if (cycle > 0)
-            pauseMicroseconds(kResetSettleUs);
-        pauseMicroseconds(kResetSettleUs);
-        if (setUpPort(kPortTriesAfterReset, 0))
-            return;
-    }
-    exit(-1);
-}
-
-bool UbxConfigHandler::setUpPort(int tries, unsigned int pauseAfterFailure) {
-    const std::string command = kSetUpPort + devicePath + " " + baudRate + kPortSettings;
-    for (int i = 0; i < tries; ++i) {
-        if (runShell(command))
-            return true;
-        if (pauseAfterFailure > 0)
-            pauseSeconds(pauseAfterFailure);
-    }
-    return false;
-}
-
-void UbxConfigHandler::openPort() {
-    serialPort = fopen(devicePath.c_str(), "rb");
-    if (serialPort == nullptr)
-        LOG(Logging::LevelCritical, kPortNotOpen);
-}
-
-void UbxConfigHandler::closePort() {
-    if (serialPort != nullptr)
-        fclose(serialPort);
-    serialPort = nullptr;
-}
-
-void UbxConfigHandler::allocateReadBuffer() {
-    readBuffer = new unsigned char[readBufferSize + kReadBufferSlack]();
+    closePort(serialPort);
 }
 
 void UbxConfigHandler::freeReadBuffer() {
@@ -275,144 +258,102 @@ void UbxConfigHandler::freeReadBuffer() {
     readBuffer = nullptr;
 }
 
-void UbxConfigHandler::clearReadBuffer() { std::fill_n(readBuffer, readBufferSize + kReadBufferSlack, 0); }
-
-void UbxConfigHandler::appendRecord(const std::string& description, const std::string& frame,
-                                    unsigned char msgClass, unsigned char msgId) {
-    commandList.push_back({description, frame, msgClass, msgId, false});
-}
-
-/// The last record's number as sendConfig takes it.
-signed char UbxConfigHandler::lastIndex() const {
-    // KEEP: 8 bits and signed, so beyond 128 records it names none, all, or an older one.
-    // Pinned by RestoreIndex.WrapsAt8Bits
-    return static_cast<signed char>(commandList.size() - 1);
-}
-
 // --- UbxConfigHandler: sending --------------------------------------------------------------------------
 
 void UbxConfigHandler::sendConfig(signed char index, bool portSetup, bool dump, bool log) {
+    untilMemoryEnds([&] { send(index, portSetup, dump, log); });
+}
+
+void UbxConfigHandler::send(signed char index, bool portSetup, bool dump, bool log) {
     const auto count = static_cast<int>(commandList.size());
     if (portSetup) {
         if (commandList.empty())
             return;
+        // Made first: a receiver at a speed that the line can't follow to would be lost.
+        const std::string setUp = portSetUpCommand(devicePath, baudRate);
         writeFrame(commandList.front(), log);
-        setUpPort(kPortTriesInService, kPauseAfterPortFailureSeconds);
-        waitForAck(0, dump);
+        setUpPort(setUp, kPortTriesInService, kPauseAfterPortFailureSeconds);
+        wait(0, dump);
     } else if (index == -1) {
         // KEEP: record 0 is awaited though not sent. Pinned by SendConfig.AwaitsRecordZeroThoughItIsNotSent
         for (int i = 1; i < count; ++i)
             writeFrame(commandList[static_cast<std::size_t>(i)], log);
-        waitForAck(-1, dump);
+        wait(-1, dump);
     } else if (index >= 0 && index < count) {
         writeFrame(commandList[static_cast<std::size_t>(index)], log);
-        waitForAck(index, dump);
+        wait(index, dump);
     }
 }
 
 void UbxConfigHandler::writeFrame(const UbxCommands& record, bool log) {
+    const std::string command = frameCommand(record.frame, devicePath);
     if (log)
         LOG(Logging::LevelInfo, kText, record.description.c_str());
-    runShell(kWriteFrame + record.frame + kIntoDevice + devicePath);
+    runShell(command.c_str());
 }
 
 // --- UbxConfigHandler: replies --------------------------------------------------------------------------
 
 void UbxConfigHandler::waitForAck(signed char index, bool dump) {
-    if (serialPort == nullptr || readBuffer == nullptr)
+    untilMemoryEnds([&] { wait(index, dump); });
+}
+
+void UbxConfigHandler::wait(signed char index, bool dump) {
+    if (serialPort == nullptr)
         return;
-    clearReadBuffer();
-    std::ofstream dumpFile;
-    std::string frames;
-    uint32_t collected = 0;
-    if (dump && !openDumpFile(dumpFile))
+    // KEEP: no wait without a buffer, as after resetConfig, and none is made for it: what was sent is not
+    // waited for. Pinned by ResetConfig.LetsATimeBeWrittenWithoutAWait
+    if (readBuffer == nullptr)
+        return;
+    if (!dump) {
+        readUntilAcknowledged(index, nullptr);
+        return;
+    }
+    DatabaseWriter file;
+    if (!file.isOpen())
         LOG(Logging::LevelError, kDumpNotWritable);
-    Wait wait = Wait::GoesOn;
+    CollectedFrames frames;
+    readUntilAcknowledged(index, &frames);
+    file.finish(frames.bytes, frames.count);
+}
+
+/// The reads of one wait. With `frames` it takes those of the record's class and id.
+void UbxConfigHandler::readUntilAcknowledged(signed char index, CollectedFrames* frames) {
+    UbxReplies replies(readBuffer, readBufferSize);
+    const bool namesARecord = index >= 0 && static_cast<std::size_t>(index) < commandList.size();
+    const UbxCommands* polled = namesARecord ? &commandList[static_cast<std::size_t>(index)] : nullptr;
+    Wait state = Wait::GoesOn;
     for (uint32_t pass = 1;; ++pass) {
-        readReplies();
-        if (dump)
-            collected += collectDatabaseFrames(frames, index);
-        wait = judgeReplies(index);
-        if (wait != Wait::GoesOn || pass >= maxReads)
+        replies.clear();
+        replies.readFrom(serialPort);
+        if (frames != nullptr && polled != nullptr)
+            replies.collect(polled->msgClass, polled->msgId, *frames);
+        state = takeAcknowledgements(replies, index);
+        if (state != Wait::GoesOn || pass >= maxReads)
             break;
-        clearReadBuffer();
         pauseMicroseconds(readDelayUs);
     }
     // KEEP: what stays unacknowledged is neither reported nor sent again.
     // Pinned by StartUp.SendsNothingTwiceToASilentReceiver
-    if (wait == Wait::AllAcknowledged)
+    if (state == Wait::AllAcknowledged)
         LOG(Logging::LevelInfo, kAllAcknowledged);
-    if (dump)
-        closeDumpFile(dumpFile, frames, collected);
 }
 
-/// Takes what has arrived. An idle line reads as end of file, which some C libraries keep for ever.
-void UbxConfigHandler::readReplies() {
-    clearerr(serialPort);
-    const std::size_t count = fread(readBuffer, 1, readBufferSize, serialPort);
-    static_cast<void>(count); // the zeros behind it are searched too
-}
-
-int UbxConfigHandler::findInBinary(unsigned char* haystack, unsigned int haystackLen, unsigned char* needle,
-                                   unsigned int needleLen, unsigned int start) {
-    if (haystackLen < needleLen)
-        return -1; // the difference below would wrap and the search leave the haystack
-    // KEEP: the last position at which the needle fits is not tested.
-    // Pinned by FindInBinary.NeverTestsTheLastPosition
-    const unsigned int end = haystackLen - needleLen;
-    for (unsigned int i = start; i < end; ++i)
-        if (memcmp(haystack + i, needle, needleLen) == 0)
-            return static_cast<int>(i);
-    return -1;
-}
-
-template <typename Pattern>
-int UbxConfigHandler::findReply(Pattern pattern, int start) {
-    return findInBinary(readBuffer, readBufferSize, pattern.data(), static_cast<unsigned int>(pattern.size()),
-                        static_cast<unsigned int>(start));
-}
-
-/// Takes the frames of the record's class and id that lie before the first MGA-ACK of this read.
-uint32_t UbxConfigHandler::collectDatabaseFrames(std::string& frames, signed char index) {
-    if (index < 0 || static_cast<std::size_t>(index) >= commandList.size())
-        return 0;
-    const UbxCommands& record = commandList[static_cast<std::size_t>(index)];
-    const std::array<unsigned char, 4> header = {0xB5, 0x62, record.msgClass, record.msgId};
-    const int mgaAck = findReply(kMgaAckHeader, 0);
-    uint32_t collected = 0;
-    int frame = findReply(header, 0);
-    while (frame >= 0 && (mgaAck < 0 || mgaAck > frame)) {
-        const unsigned char* bytes = readBuffer + frame;
-        const uint32_t length = bytes[kLengthOffset] + 256u * bytes[kLengthOffset + 1];
-        const uint32_t room = readBufferSize - static_cast<uint32_t>(frame);
-        // KEEP: cut at the buffer's end, not where this read ended: the rest of a straddling frame is zeros.
-        // Pinned by DumpingWait.FillsAFrameCutByAShortReadWithZeros
-        frames.append(reinterpret_cast<const char*>(bytes), std::min(length + kFrameOverhead, room));
-        ++collected;
-        frame = findReply(header, frame + static_cast<int>(length + kFrameOverhead - 1));
-    }
-    return collected;
-}
-
-/// Marks the records that this read's acknowledgements name, and judges after each pair of them.
-UbxConfigHandler::Wait UbxConfigHandler::judgeReplies(signed char index) {
-    std::set<std::pair<int, int>> visited;
-    int ackAck = findReply(kAckAckHeader, 0);
-    int mgaAck = findReply(kMgaAckHeader, 0);
-    // A pair that comes back would come back for ever: a search that found nothing starts again near the
-    // front.
-    while ((ackAck >= 0 || mgaAck >= 0) && visited.insert({ackAck, mgaAck}).second) {
-        recordAcknowledgements(ackAck, mgaAck);
-        const Wait wait = judgeRecords(index);
-        if (wait != Wait::GoesOn)
-            return wait;
-        ackAck = findReply(kAckAckHeader, ackAck + kAckSearchStep);
-        mgaAck = findReply(kMgaAckHeader, mgaAck + kAckSearchStep);
+/// Marks the records that this read's acknowledgements name, and looks after each pair of them whether the
+/// wait goes on.
+UbxConfigHandler::Wait UbxConfigHandler::takeAcknowledgements(const UbxReplies& replies, signed char index) {
+    // KEEP: only a reply has the records looked at, though what is awaited may be acknowledged already.
+    // Pinned by WaitForAck.WantsSomeReplyEvenForAnAcknowledgedRecord
+    for (AcknowledgementPair pair(replies); pair.isThere(); pair.goOn()) {
+        markRecords(pair.ackAck(), pair.mgaAck());
+        const Wait state = stateOfWait(index);
+        if (state != Wait::GoesOn)
+            return state;
     }
     return Wait::GoesOn;
 }
 
-UbxConfigHandler::Wait UbxConfigHandler::judgeRecords(signed char index) const {
+UbxConfigHandler::Wait UbxConfigHandler::stateOfWait(signed char index) const {
     if (index == -1)
         return acknowledgedCount == commandList.size() ? Wait::AllAcknowledged : Wait::GoesOn;
     const auto number = static_cast<std::size_t>(index); // below -1 it exceeds every list
@@ -421,175 +362,153 @@ UbxConfigHandler::Wait UbxConfigHandler::judgeRecords(signed char index) const {
     return number < commandList.size() && commandList[number].acknowledged ? Wait::IsOver : Wait::GoesOn;
 }
 
-void UbxConfigHandler::recordAcknowledgements(int ackAck, int mgaAck) {
+void UbxConfigHandler::markRecords(const unsigned char* ackAck, const unsigned char* mgaAck) {
     acknowledgedCount = 0;
     for (UbxCommands& record : commandList) {
-        if (!record.acknowledged)
-            takeAckAck(record, ackAck);
-        if (!record.acknowledged)
-            takeMgaAck(record, mgaAck);
+        if (!record.acknowledged && ackAckNames(record, ackAck)) {
+            LOG(Logging::LevelInfo, kAcknowledged, record.description.c_str());
+            record.acknowledged = true;
+        }
+        // KEEP: an MGA-ACK counts once for each record that it names. Pinned by
+        // WaitForAck.CountsOneMgaAckForEachRecordThatItNames
+        if (!record.acknowledged && mgaAckNames(record, mgaAck)) {
+            countMgaAck(mgaAck);
+            record.acknowledged = true;
+        }
         if (record.acknowledged)
             ++acknowledgedCount;
     }
 }
 
-void UbxConfigHandler::takeAckAck(UbxCommands& record, int position) {
-    // KEEP: position -1 is used as it stands, so bytes 5 and 6 are compared.
-    // Pinned by WaitForAck.ComparesBytesFiveAndSixWhenNoAckWasFound
-    const unsigned char* payload = readBuffer + (position + static_cast<int>(kPayloadOffset));
-    if (payload[0] != record.msgClass || payload[1] != record.msgId)
-        return;
-    LOG(Logging::LevelInfo, kAcknowledged, record.description.c_str());
-    record.acknowledged = true;
-}
-
-void UbxConfigHandler::takeMgaAck(UbxCommands& record, int position) {
-    enum { Type = 0, Version = 1, InfoCode = 2, MsgId = 3, MsgPayloadStart = 4 };
-    // KEEP: position -1 is used as it stands, so bytes 5 to 12 are taken; the class is not compared.
-    // Pinned by WaitForAck.ComparesBytesFromSixOnWhenNoMgaAckWasFound and
-    // WaitForAck.IgnoresTheClassOfAnMgaAck
-    const unsigned char* payload = readBuffer + (position + static_cast<int>(kPayloadOffset));
-    if (payload[Version] != 0 || payload[MsgId] != record.msgId)
-        return;
-    record.acknowledged = true;
-    const bool used = payload[Type] == 1 && payload[InfoCode] == 0;
+void UbxConfigHandler::countMgaAck(const unsigned char* payload) {
+    const bool used = payload[MgaAckType] == 1 && payload[MgaAckInfoCode] == 0;
     ++(used ? mgaUsedCount : mgaNotUsedCount);
-    std::copy_n(payload + MsgPayloadStart, sizeof mgaAckPayloadStart, mgaAckPayloadStart);
+    std::copy_n(payload + MgaAckPayloadStart, sizeof mgaAckPayloadStart, mgaAckPayloadStart);
 }
 
-// --- UbxConfigHandler: frame texts ----------------------------------------------------------------------
+// --- UbxConfigHandler: texts ----------------------------------------------------------------------------
+
+int UbxConfigHandler::findInBinary(unsigned char* haystack, unsigned int haystackLen, unsigned char* needle,
+                                   unsigned int needleLen, unsigned int start) {
+    return findBytes(haystack, haystackLen, needle, needleLen, start);
+}
 
 void UbxConfigHandler::littleEndianInt2BigEndianHex(unsigned int value, std::string& out,
                                                     unsigned int width) {
-    out = hexText(swapBytes(value), width);
+    untilMemoryEnds([&] { out = hexText(swapBytes(value), width); });
 }
 
 bool UbxConfigHandler::prepareUbxCommandString(const std::string& hexIn, std::string& out, unsigned char ckA,
                                                unsigned char ckB) {
-    unsigned char sumA = 0;
-    unsigned char sumB = 0;
-    for (std::size_t i = 0; i < hexIn.size(); i += 2) {
-        const std::string pair = hexIn.substr(i, 2);
-        out += "\\x" + pair;
-        if (i <= 3)
-            continue; // the checksum leaves the sync characters out
-        sumA = static_cast<unsigned char>(sumA + hexValue(pair));
-        sumB = static_cast<unsigned char>(sumB + sumA);
-    }
-    if (ckA != 0 || ckB != 0)
-        return ckA == sumA && ckB == sumB;
-    // KEEP: a small checksum byte has a single digit. Pinned by
-    // PrepareUbxCommandString.AppendsSmallChecksumBytesAsOneDigit
-    out += "\\x" + hexText(sumA, 0) + "\\x" + hexText(sumB, 0);
-    return true;
-}
-
-std::string UbxConfigHandler::hexField(unsigned int value) {
-    std::string text;
-    littleEndianInt2BigEndianHex(value, text, kFieldDigits);
-    return text;
+    bool result = false;
+    untilMemoryEnds([&] { result = appendEscaped(hexIn, out, ckA, ckB); });
+    return result;
 }
 
 // --- UbxConfigHandler: navigation database --------------------------------------------------------------
 
 void UbxConfigHandler::dumpNavigationDatabase() {
-    appendRecord(kPollDescription, kPollFrame, kClassMga, kIdMgaDbd);
-    openPort();
-    sendConfig(lastIndex(), false, true, true);
-    closePort();
+    untilMemoryEnds([this] {
+        commandList.push_back({kPollDescription, kPollFrame, kClassMga, kIdMgaDbd, false});
+        const OpenPort port(serialPort, devicePath);
+        send(lastIndex(commandList.size()), false, true, true);
+    });
 }
 
 void UbxConfigHandler::restoreNavigationDatabase() {
-    std::ifstream file(kDumpFile, std::ios::binary);
-    const std::streamoff size = readableSize(file);
-    if (size < static_cast<std::streamoff>(kTrailerDigits)) {
-        LOG(Logging::LevelInfo, kText, size < 0 ? kDumpNotReadable : kDumpEmpty);
+    DatabaseReader file;
+    if (!file.holdsATrailer()) {
+        LOG(Logging::LevelInfo, kText, file.size() < 0 ? kDumpNotReadable : kDumpEmpty);
         return;
     }
-    const std::string total = readTotal(file, size);
-    char sync1 = 0;
-    char sync2 = 0;
+    untilMemoryEnds([&] {
+        restoreFrames(file);
+        // KEEP: the counters go on from what earlier replies counted. Pinned by
+        // Restore.NeverResetsTheCounters
+        LOG(Logging::LevelInfo, kRestored, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
+    });
+}
+
+void UbxConfigHandler::restoreFrames(DatabaseReader& file) {
+    const std::string total = file.total();
+    unsigned char sync1 = 0;
+    unsigned char sync2 = 0;
     // KEEP: a pass that finds no frame uses up its number too, and behind the file's end the last pair
     // stands: a file that ends with a frame, without trailer, goes on with empty ones. Pinned by
     // Restore.RepeatsTheSyncOfAFileWithoutTrailer
-    for (std::streamoff number = 1; number <= size - 2; ++number) {
-        file.get(sync1);
-        file.get(sync2);
-        if (sync1 == '\xB5' && sync2 == '\x62')
+    for (int64_t number = 1; number <= file.size() - 2; ++number) {
+        file.next(sync1);
+        file.next(sync2);
+        if (sync1 == 0xB5 && sync2 == 0x62)
             restoreFrame(file, std::to_string(number), total);
     }
-    // KEEP: the counters go on from what earlier replies counted. Pinned by Restore.NeverResetsTheCounters
-    LOG(Logging::LevelInfo, kRestored, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
 }
 
 /// Sends the frame whose sync characters have just been read.
-void UbxConfigHandler::restoreFrame(std::istream& file, const std::string& number, const std::string& total) {
-    const unsigned char msgClass = nextByte(file);
-    const unsigned char msgId = nextByte(file);
-    const unsigned char lengthLow = nextByte(file);
-    const unsigned int length = lengthLow + 256u * nextByte(file);
+void UbxConfigHandler::restoreFrame(DatabaseReader& file, const std::string& number,
+                                    const std::string& total) {
+    const unsigned char msgClass = file.next();
+    const unsigned char msgId = file.next();
+    const unsigned char lengthLow = file.next();
+    const unsigned int length = lengthLow + 256u * file.next();
     // KEEP: class and id without zero-padding. Pinned by Restore.MisalignsTheTextOfAClassBelow16
     std::string text = "b562" + hexText(msgClass, 0) + hexText(msgId, 0) + hexField(length).substr(0, 4);
     for (unsigned int i = 0; i < length; ++i)
-        text += hexText(nextByte(file), 2);
-    const unsigned char ckA = nextByte(file);
-    const unsigned char ckB = nextByte(file);
+        text += hexText(file.next(), 2);
+    const unsigned char ckA = file.next();
+    const unsigned char ckB = file.next();
 
     std::string scratch;
     // KEEP: a wrong checksum is reported and the frame sent all the same, with the right one.
     // Pinned by Restore.SendsAFrameWithAWrongChecksumAllTheSame
-    if (!prepareUbxCommandString(text, scratch, ckA, ckB))
+    if (!appendEscaped(text, scratch, ckA, ckB))
         LOG(Logging::LevelError, kDumpChecksum);
     std::string frame;
-    prepareUbxCommandString(text, frame, 0, 0);
-    appendRecord("UBXConfig: Restoring navigation database (" + number + " of " + total + ")", frame,
-                 msgClass, msgId);
+    appendEscaped(text, frame, 0, 0);
+    commandList.push_back({"UBXConfig: Restoring navigation database (" + number + " of " + total + ")",
+                           frame, msgClass, msgId, false});
     // KEEP: only the frame numbered like the total is announced. Pinned by Restore.AnnouncesOnlyTheLastFrame
-    sendConfig(lastIndex(), false, false, number == total);
+    send(lastIndex(commandList.size()), false, false, number == total);
 }
 
 // --- UbxConfigHandler: assistance -----------------------------------------------------------------------
 
 void UbxConfigHandler::addInitialPosition(unsigned int latitude, unsigned int longitude,
                                           unsigned int altitude, unsigned int accuracy) {
-    openPort();
-    if (readBuffer == nullptr)
-        allocateReadBuffer();
-    // KEEP: unsigned, so a negative altitude doesn't come out right. Pinned by
-    // InitialPosition.DividesTheAltitudeUnsigned
-    sendAssistance(kPositionDescription, kPositionPrefix + hexField(latitude * 10) +
-                                             hexField(longitude * 10) + hexField(altitude / 10) +
-                                             hexField(accuracy));
-    LOG(Logging::LevelInfo, kPositionSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
-    closePort();
+    untilMemoryEnds([&] {
+        const OpenPort port(serialPort, devicePath);
+        if (readBuffer == nullptr)
+            readBuffer = newReadBuffer(readBufferSize).release();
+        // KEEP: unsigned, so a negative altitude doesn't come out right. Pinned by
+        // InitialPosition.DividesTheAltitudeUnsigned
+        sendAssistance(kPositionDescription, kPositionPrefix + hexField(latitude * 10) +
+                                                 hexField(longitude * 10) + hexField(altitude / 10) +
+                                                 hexField(accuracy));
+        LOG(Logging::LevelInfo, kPositionSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
+    });
 }
 
 void UbxConfigHandler::addInitialTime() {
-    openPort();
-    const time_t now = time(nullptr);
-    tm utc = {};
-    gmtime_r(&now, &utc);
-    if (utc.tm_year > kLastYearWithoutTime) {
-        const auto year = static_cast<unsigned int>(utc.tm_year + 1900);
-        std::string text = kTimePrefix + hexField(year).substr(0, 4);
-        for (const int field : {utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec})
-            text += hexField(static_cast<unsigned int>(field)).substr(0, 2);
-        text += "0000000000" + hexField(kTimeAccuracySeconds).substr(0, 4) + "000000000000";
-        sendAssistance(kTimeDescription, text);
-    }
-    // KEEP: with an unset clock the counters are those of the operation before.
-    // Pinned by InitialTime.KeepsTheCountersWhenTheClockIsNotSet
-    LOG(Logging::LevelInfo, kTimeSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
-    closePort();
+    untilMemoryEnds([this] {
+        const OpenPort port(serialPort, devicePath);
+        const time_t now = time(nullptr);
+        tm utc = {};
+        gmtime_r(&now, &utc);
+        if (utc.tm_year > kLastYearWithoutTime)
+            sendAssistance(kTimeDescription, timeFrame(utc));
+        // KEEP: with an unset clock the counters are those of the operation before.
+        // Pinned by InitialTime.KeepsTheCountersWhenTheClockIsNotSet
+        LOG(Logging::LevelInfo, kTimeSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
+    });
 }
 
 void UbxConfigHandler::sendAssistance(const char* description, const std::string& hexFrame) {
     std::string frame;
-    prepareUbxCommandString(hexFrame, frame, 0, 0);
-    appendRecord(description, frame, kClassMga, kIdMgaIni);
+    appendEscaped(hexFrame, frame, 0, 0);
+    commandList.push_back({description, frame, kClassMga, kIdMgaIni, false});
     mgaUsedCount = 0;
     mgaNotUsedCount = 0;
-    sendConfig(lastIndex(), false, false, true);
+    send(lastIndex(commandList.size()), false, false, true);
 }
 
 // --- Driver: constants ----------------------------------------------------------------------------------

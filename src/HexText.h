@@ -1,31 +1,35 @@
 #ifndef HEXTEXT_H
 #define HEXTEXT_H
 
-#include <charconv>
 #include <cstdint>
 #include <string>
 
-/// Numbers as hex digits and back. No streams: with an application's locale that groups digits they would
-/// turn "14000000" into "14.000.000".
+/// Numbers and UBX frames as text. Called by the configuration handler alone; pure functions of any thread.
+///
+/// A frame has two text forms. Plain: two hex digits a byte, from the sync characters to the payload's end,
+/// without checksum. Escaped, as the shell's `echo -e` takes it: a backslash, "x" and hex digits for each
+/// byte. No streams: with an application's locale that groups digits they would turn "14000000" into
+/// "14.000.000".
+///
+/// A text that finds no memory is std::bad_alloc, and nothing has changed then.
 
-/// `value` in lower-case digits, padded with zeros to `width`.
-inline std::string hexText(unsigned int value, unsigned int width) {
-    char digits[2 * sizeof value];
-    const char* const end = std::to_chars(digits, digits + sizeof digits, value, 16).ptr;
-    const auto count = static_cast<std::size_t>(end - digits);
-    return std::string(width > count ? width - count : 0, '0').append(digits, count);
-}
+/// `value` in lower-case hex digits, padded with zeros to `width` digits; longer when the number is.
+std::string hexText(unsigned int value, unsigned int width);
 
-/// The pair's value; what is no hex number counts as 0.
-inline unsigned char hexValue(const std::string& pair) {
-    unsigned int value = 0;
-    std::from_chars(pair.data(), pair.data() + pair.size(), value, 16);
-    return static_cast<unsigned char>(value);
-}
+/// The four bytes of `value`, lowest first, in eight digits: a payload's 4-byte field. Its first two or four
+/// digits are a field of one or two bytes.
+std::string hexField(unsigned int value);
+
+/// The byte that a pair of hex digits of either case stands for, or a single digit. What is not all hex
+/// digits counts as 0.
+unsigned char hexValue(const std::string& pair);
 
 /// The four bytes in the other order.
-inline uint32_t swapBytes(uint32_t value) {
-    return value << 24 | (value & 0xFF00u) << 8 | (value >> 8 & 0xFF00u) | value >> 24;
-}
+uint32_t swapBytes(uint32_t value);
+
+/// Appends the plain frame `hexIn` to `out` in escaped form, its digits unchanged. With `ckA` and `ckB` both
+/// 0 its checksum goes behind it and the result is true. Otherwise nothing does, and the result tells whether
+/// they are the frame's checksum.
+bool appendEscaped(const std::string& hexIn, std::string& out, unsigned char ckA, unsigned char ckB);
 
 #endif

@@ -4,51 +4,33 @@
 #include <pthread.h>
 #include <signal.h>
 
-/// Set on threads of the library's that run shell commands.
-inline thread_local bool runsOnLibraryThread = false;
+/// Threads of the library's and the application's signals.
+///
+/// An application's timer must not disturb the library's threads: one interrupted wait of libgps counts as a
+/// cycle without data. So they are created with all signals blocked. The shell commands that they run get
+/// the mask that the application had where it first started such a thread: a child inherits the mask, and
+/// with all signals blocked `timeout` could not end a hanging `stty`, nor anybody gpsd.
 
-/// The signals that the application blocked where it first started a thread of the library's.
-inline const sigset_t& applicationSignals(const sigset_t& now) {
-    static const sigset_t first = now;
-    return first;
-}
+/// Whether the calling thread is one of the library's that runs shell commands. Set by its body.
+extern thread_local bool runsOnLibraryThread;
 
-/// While one lives on a thread of the library's, signals are blocked as the application has them. A child
-/// inherits the mask: with all signals blocked `timeout` could not end a hanging `stty`, nor anybody gpsd.
+/// While one lives on such a thread, signals are blocked as the application has them. On any other thread it
+/// changes nothing. Made around everything that starts a process.
 class ApplicationSignals {
 public:
-    ApplicationSignals() {
-        if (!runsOnLibraryThread)
-            return;
-        pthread_sigmask(SIG_SETMASK, nullptr, &before_);
-        pthread_sigmask(SIG_SETMASK, &applicationSignals(before_), nullptr);
-    }
-    ~ApplicationSignals() {
-        if (runsOnLibraryThread)
-            pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
+    ApplicationSignals();
+    ~ApplicationSignals();
     ApplicationSignals(const ApplicationSignals&) = delete;
     ApplicationSignals& operator=(const ApplicationSignals&) = delete;
 
 private:
-    sigset_t before_;
+    sigset_t before_; ///< the thread's own mask
 };
 
-/// `pthread_create` with default attributes for a thread that the application's signals leave alone: one
-/// interrupted wait of libgps counts as a cycle without data. Returns its result; `thread` is 0 when it
-/// failed, where the plain call may leave an old handle in place.
-inline int createLibraryThread(pthread_t& thread, void* (*body)(void*), void* argument) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    applicationSignals(before);
-    thread = 0;
-    const int rc = pthread_create(&thread, nullptr, body, argument);
-    if (rc != 0)
-        thread = 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return rc;
-}
+/// `pthread_create` with default attributes for a thread that the application's signals leave alone. The
+/// caller's mask is the same afterwards. Returns the call's result, 0 or an error number; `thread` is 0 when
+/// it failed, where the plain call may leave an old handle in place. Called by driver and worker when they
+/// start, on a thread of the application's or on the worker's; the handle is the caller's to join.
+int createLibraryThread(pthread_t& thread, void* (*body)(void*), void* argument);
 
 #endif

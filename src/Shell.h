@@ -2,43 +2,35 @@
 #define SHELL_H
 
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include "LibraryThread.h"
+/// The places through which the library reaches the shell. Called by the driver and by the configuration
+/// handler, on an application's thread or on the worker's. Children get the signal mask that the application
+/// has, whatever the thread's own is (see LibraryThread.h). Nothing here allocates or throws.
 
-/// The places through which the library reaches the shell.
+/// Runs `command` and waits for it, however long it takes; true when its exit status is 0. False also when no
+/// shell can be started, or when the application keeps exit statuses for itself (SIGCHLD ignored).
+bool runShell(const char* command);
 
-/// Runs `command` and waits for it; true when its exit status is 0.
-inline bool runShell(const std::string& command) {
-    const ApplicationSignals signals;
-    return system(command.c_str()) == 0;
-}
-
-/// A shell command whose output is read, or whose end is waited for when the object goes.
+/// A shell command whose output is read, or whose end is waited for when the object goes. It starts with the
+/// object and runs beside it.
 class ShellCommand {
 public:
-    explicit ShellCommand(const char* command) : stream_(start(command)) {}
-    ~ShellCommand() {
-        if (stream_ != nullptr)
-            pclose(stream_);
-    }
+    /// Starts `command`.
+    explicit ShellCommand(const char* command);
+    /// Waits for the command's end.
+    ~ShellCommand();
     ShellCommand(const ShellCommand&) = delete;
     ShellCommand& operator=(const ShellCommand&) = delete;
 
+    /// Whether there is a shell; `errno` is popen's otherwise.
     bool started() const { return stream_ != nullptr; }
-    bool hasOutput() {
-        char line[1024];
-        return started() && fgets(line, sizeof line, stream_) != nullptr;
-    }
+
+    /// Waits for the command's next line of output, or its end; false at the end, and when it has not
+    /// started. A signal of the application's doesn't end the wait.
+    bool hasOutput();
 
 private:
-    static FILE* start(const char* command) {
-        const ApplicationSignals signals;
-        return popen(command, "r");
-    }
-
-    FILE* stream_;
+    FILE* stream_; ///< owned; null when the command could not be started
 };
 
 #endif

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -127,6 +128,38 @@ extern "C" FILE* fopen64(const char* path, const char* mode) {
     return unit()->port.open(path, mode, next);
 }
 
+/// The mode of `fopen` that these flags stand for.
+static const char* modeOf(int flags) {
+    if ((flags & O_ACCMODE) == O_RDONLY)
+        return "rb";
+    return (flags & O_APPEND) != 0 ? "ab" : "wb";
+}
+
+/// `open` and what it is called with 64-bit offsets on 32 bits.
+using Open = int (*)(const char* path, int flags, ...);
+static int openByUnit(Open next, const char* path, int flags, mode_t rights) {
+    if (unit() == nullptr || !unit()->port.owns(path))
+        return next(path, flags, rights);
+    const char* const here = unit()->port.openHere(path, modeOf(flags));
+    return here == nullptr ? -1 : next(here, flags, rights);
+}
+
+extern "C" int open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t rights = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openByUnit(REAL(open), path, flags, rights);
+}
+
+extern "C" int open64(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t rights = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openByUnit(REAL(open64), path, flags, rights);
+}
+
 extern "C" int fclose(FILE* stream) {
     if (unit() != nullptr && unit()->port.owns(stream))
         unit()->port.closed();
@@ -144,6 +177,13 @@ extern "C" size_t __fread_chk(void* buffer, size_t room, size_t size, size_t cou
     if (size != 0 && count > room / size)
         abortTest("fread beyond the end of its buffer");
     return fread(buffer, size, count, stream);
+}
+
+extern "C" char* fgets(char* buffer, int size, FILE* stream) {
+    if (unit() != nullptr && unit()->shell.owns(stream) &&
+        (ferror(stream) || unit()->shell.failsToRead(stream)))
+        return nullptr;
+    return REAL(fgets)(buffer, size, stream);
 }
 
 /// `fgets` under _FORTIFY_SOURCE.

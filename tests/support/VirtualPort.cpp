@@ -31,6 +31,17 @@ bool ends(const std::string& text, const std::string& end) {
 
 } // namespace
 
+FullDisk::FullDisk(std::size_t room) : before_{}, handler_(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit = {room, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+FullDisk::~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    signal(SIGXFSZ, handler_);
+}
+
 VirtualPort::VirtualPort(Journal& journal, VirtualShell& shell)
     : journal_(journal),
       folder_(newFolder()), files_{{kDevice, folder_ + "/port"}, {kDump, folder_ + "/dump"}} {
@@ -42,19 +53,22 @@ VirtualPort::~VirtualPort() { std::filesystem::remove_all(folder_); }
 // --- Files ----------------------------------------------------------------------------------------------
 
 FILE* VirtualPort::open(const char* path, const char* mode, Open real) {
-    const bool isDevice = std::string(path) == kDevice;
-    if (failsToOpen(path, mode)) {
-        journal_.add(std::string("fopen ") + path + " " + mode + " failed");
-        errno = EACCES;
+    const char* const here = openHere(path, mode);
+    if (here == nullptr)
         return nullptr;
-    }
-    journal_.add(std::string("fopen ") + path + " " + mode);
-    const std::string& here = files_[path];
-    if (!isDevice)
-        return real(here.c_str(), mode);
+    if (std::string(path) != kDevice)
+        return real(here, mode);
     std::ofstream(here, std::ios::trunc).flush();
-    device_ = real(here.c_str(), mode);
+    device_ = real(here, mode);
     return device_;
+}
+
+const char* VirtualPort::openHere(const char* path, const char* mode) {
+    const bool fails = failsToOpen(path, mode);
+    journal_.add(std::string("fopen ") + path + " " + mode + (fails ? " failed" : ""));
+    if (fails)
+        errno = EACCES;
+    return fails ? nullptr : files_[path].c_str();
 }
 
 void VirtualPort::closed() {

@@ -1,6 +1,9 @@
 #ifndef VIRTUALPORT_H
 #define VIRTUALPORT_H
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <cstdio>
 #include <deque>
 #include <functional>
@@ -13,6 +16,20 @@
 #include "Journal.h"
 #include "VirtualClock.h"
 #include "VirtualShell.h"
+
+/// While one lives, no file grows beyond `room` bytes: what goes beyond fails as on a full disk, after as
+/// much of it was written as there is room for.
+class FullDisk {
+public:
+    explicit FullDisk(std::size_t room);
+    ~FullDisk();
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit before_;
+    sighandler_t handler_;
+};
 
 /// The receiver's serial port and the navigation database file: "/dev/ttymxc1" and
 /// "/data/NavigationDatabaseDump" lead to two regular files in a folder of the test's own. Every other path
@@ -55,6 +72,8 @@ public:
     using Open = FILE* (*)(const char*, const char*);
     bool owns(const char* path) const { return files_.count(path) != 0; }
     FILE* open(const char* path, const char* mode, Open real);
+    /// For an open that is no `fopen`, in its words: where the path leads here, null when it fails.
+    const char* openHere(const char* path, const char* mode);
     bool owns(FILE* stream) const { return stream != nullptr && stream == device_; }
     void closed();
     void paused();

@@ -88,6 +88,15 @@ std::string VirtualShell::outputOf(const std::string& command) {
     return "";
 }
 
+bool VirtualShell::failsToRead(FILE* stream) {
+    if (interruptions_ == 0)
+        return false;
+    --interruptions_;
+    stream->_flags |= _IO_ERR_SEEN; // what the C library sets, and clearerr clears
+    errno = readError_;
+    return true;
+}
+
 int VirtualShell::close(FILE* stream) {
     journal_.add("pclose " + streams_[stream]);
     streams_.erase(stream);

@@ -1,6 +1,7 @@
 #ifndef VIRTUALSHELL_H
 #define VIRTUALSHELL_H
 
+#include <cerrno>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -43,9 +44,13 @@ public:
     /// `popen` of exactly `command` gives this output from now on (instead of the daemon's answer).
     void answers(const std::string& command, const std::string& output);
 
+    /// The next `times` reads of a command's output fail with `error`, as they do when a signal comes.
+    void interruptsReading(int times, int error = EINTR) { interruptions_ = times, readError_ = error; }
+
     int system(const std::string& command);
     FILE* open(const std::string& command, const std::string& mode);
     bool owns(FILE* stream) const { return streams_.count(stream) != 0; }
+    bool failsToRead(FILE* stream);
     int close(FILE* stream);
     /// Streams of `popen` that were not closed.
     std::size_t openStreams() const { return streams_.size(); }
@@ -59,6 +64,8 @@ private:
     std::string outputOf(const std::string& command);
 
     Journal& journal_;
+    int interruptions_ = 0;
+    int readError_ = 0;
     std::vector<Result> results_;
     std::map<std::string, int> failures_;
     std::map<std::string, std::string> outputs_;

@@ -1,5 +1,6 @@
 // The navigation database is saved: what the acknowledgement wait stores of the receiver's burst.
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -229,9 +230,43 @@ TEST_F(DumpingWait, FindsAFolderInTheFilesPlaceNotWritable) {
     EXPECT_EQ(unit.port.reads, 1);
 }
 
+TEST_F(DumpingWait, FindsAFifoInTheFilesPlaceNotWritable) {
+    ASSERT_EQ(mkfifo(unit.port.dumpPath().c_str(), 0600), 0);
+    receives(dbd(50) + databaseEnd());
+    handler->waitForAck(kPoll, true);
+    EXPECT_LOGGED(3, kNotWritable);
+    EXPECT_TRUE(std::filesystem::is_fifo(unit.port.dumpPath()));
+}
+
+TEST_F(DumpingWait, FindsADeviceInTheFilesPlaceNotWritable) {
+    ASSERT_EQ(symlink("/dev/null", unit.port.dumpPath().c_str()), 0);
+    receives(dbd(50) + databaseEnd());
+    handler->waitForAck(kPoll, true);
+    EXPECT_LOGGED(3, kNotWritable);
+}
+
+TEST_F(DumpingWait, LeavesAnEmptyFileOnAFullDiskWhichTheNextStartSays) {
+    receives(dbd(4900) + databaseEnd());
+    {
+        const FullDisk disk(4096);
+        EXPECT_EQ(dumped(), "");
+    }
+    handler->restoreNavigationDatabase();
+    EXPECT_LOGGED(6, "Navigation database dump file is empty");
+    EXPECT_THAT(unit.port.sent, IsEmpty());
+}
+
+TEST_F(DumpingWait, KeepsOldContentsThatItCouldNotReplaceOnAFullDisk) {
+    unit.port.setDumpFile("old");
+    unit.port.openFails(kDumpFile, 1, "w");
+    receives(dbd(4900) + databaseEnd());
+    const FullDisk disk(4096);
+    EXPECT_EQ(dumped().substr(0, 3), "old");
+}
+
 TEST_F(DumpingWait, SaysNothingOfAFullDisk) {
-    ASSERT_EQ(symlink("/dev/full", unit.port.dumpPath().c_str()), 0);
     receives(Bytes(20, '.') + dbd(4900) + databaseEnd());
+    const FullDisk disk(4096);
     handler->waitForAck(kPoll, true);
     EXPECT_THAT(unit.log.all(), IsEmpty());
 }

@@ -131,6 +131,10 @@ TEST_F(PrepareUbxCommandString, CountsWhatIsNotHexAsZero) {
     EXPECT_EQ(built("b562zz13"), R"(\xb5\x62\xzz\x13\x13\x13)");
 }
 
+TEST_F(PrepareUbxCommandString, CountsAPairThatIsNotAllHexAsZero) {
+    EXPECT_EQ(built("b5621g13"), R"(\xb5\x62\x1g\x13\x13\x13)");
+}
+
 TEST_F(PrepareUbxCommandString, GivesAnEmptyFrameAnEmptyChecksum) {
     EXPECT_EQ(built(""), R"(\x0\x0)");
     EXPECT_FALSE(verified("", 1, 1));

@@ -313,6 +313,15 @@ TEST_F(WaitForAck, TakesAForeignAckAtPositionOneForAnUnusedMgaAck) {
     EXPECT_THAT(unit.journal.lines(), IsEmpty());
 }
 
+TEST_F(WaitForAck, SeesAcknowledgementsAgainWhileTheOtherSearchGoesOn) {
+    addRecord(0x13, 0x40);
+    // The third pair is the ACK-ACK once more and no MGA-ACK, so that bytes 5 to 8 are taken for one.
+    receives(filler(5) + hex("01 00 00 40") + "abcd" + ackAck(0x0A, 0x0A) + mgaAck(0x77) + mgaAck(0x77));
+    waitsFor(kExtra);
+    EXPECT_THAT(acknowledged(), ElementsAre(kExtra));
+    EXPECT_EQ(unit.port.reads, 1);
+}
+
 TEST_F(WaitForAck, ComparesNothingWhenNeitherWasFound) {
     receives(filler(5) + hex("06 17"));
     waitsFor(kNmea);

@@ -1,5 +1,7 @@
 // The navigation database is sent back: well-formed files, long ones, and damaged ones of every kind.
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "HandlerTest.h"
@@ -313,6 +315,18 @@ TEST_F(Restore, CanNotReadTheFile) {
 
 TEST_F(Restore, FindsAFolderInTheFilesPlace) {
     std::filesystem::create_directory(unit.port.dumpPath());
+    handler->restoreNavigationDatabase();
+    EXPECT_THAT(unit.journal.lines(), ElementsAre("fopen " + kDumpFile + " rb", logged(6, kNotReadable)));
+}
+
+TEST_F(Restore, FindsAFifoInTheFilesPlace) {
+    ASSERT_EQ(mkfifo(unit.port.dumpPath().c_str(), 0600), 0);
+    handler->restoreNavigationDatabase();
+    EXPECT_THAT(unit.journal.lines(), ElementsAre("fopen " + kDumpFile + " rb", logged(6, kNotReadable)));
+}
+
+TEST_F(Restore, FindsADeviceInTheFilesPlace) {
+    std::filesystem::create_symlink("/dev/null", unit.port.dumpPath());
     handler->restoreNavigationDatabase();
     EXPECT_THAT(unit.journal.lines(), ElementsAre("fopen " + kDumpFile + " rb", logged(6, kNotReadable)));
 }
