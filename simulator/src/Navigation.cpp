@@ -19,14 +19,14 @@ constexpr double kCorrectedRangeErrorM = 1.2; // the same with SBAS corrections
 constexpr int kMostUsedOfASystem = 12;        // what a GSA sentence holds
 
 // Satellites are found one after the other until the first fix, and again within seconds after a blocked sky.
-bool isFound(const Satellite& satellite, const Reception& reception, std::uint64_t seed) {
+bool isFound(const Satellite& satellite, const Reception& reception, uint64_t seed) {
     const double turn = scatter(seed, satelliteKey(satellite.constellation, satellite.number), 20);
     const double untilFound = inSeconds(reception.timeToFirstFix) * (0.15 + 0.8 * turn);
     const double untilBack = 0.4 + 2 * turn;
     return inSeconds(reception.sinceStart) >= untilFound && inSeconds(reception.sinceSkyBack) >= untilBack;
 }
 
-void applyReception(std::vector<Satellite>& satellites, const Reception& reception, std::uint64_t seed) {
+void applyReception(std::vector<Satellite>& satellites, const Reception& reception, uint64_t seed) {
     for (Satellite& satellite : satellites) {
         const bool heard = !reception.skyBlocked && satellite.carrierToNoiseDbHz >= kTrackingDbHz;
         if (!heard || !isFound(satellite, reception, seed))
@@ -60,13 +60,13 @@ bool anyTracked(const std::vector<Satellite>& satellites) {
 }
 
 // A slow wander: two sines per axis, so that consecutive positions stay close to each other.
-double wander(double amplitudeM, double seconds, std::uint64_t seed, std::uint64_t axis) {
+double wander(double amplitudeM, double seconds, uint64_t seed, uint64_t axis) {
     const double slow = std::sin(2 * kPi * (seconds / 437 + scatter(seed, 30, axis)));
     const double quick = std::sin(2 * kPi * (seconds / 61 + scatter(seed, 31, axis)));
     return amplitudeM * (0.8 * slow + 0.2 * quick);
 }
 
-GeoPosition withNoise(GeoPosition position, double amplitudeM, double seconds, std::uint64_t seed) {
+GeoPosition withNoise(GeoPosition position, double amplitudeM, double seconds, uint64_t seed) {
     const double metresPerDegree = radians(1) * kEarthRadiusM;
     const double shrink = std::max(0.01, std::cos(radians(position.latitudeDeg)));
     position.latitudeDeg += wander(amplitudeM, seconds, seed, 0) / metresPerDegree;
@@ -102,7 +102,7 @@ void setFix(Epoch& epoch, const Reception& reception) {
 } // namespace
 
 Epoch navigate(const MotionState& truth, std::vector<Satellite> satellites, UtcTime utc,
-               const Reception& reception, std::uint64_t seed) {
+               const Reception& reception, uint64_t seed) {
     const double seconds = inSeconds(utc.time_since_epoch());
     applyReception(satellites, reception, seed);
     Epoch epoch;

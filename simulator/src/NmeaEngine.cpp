@@ -12,7 +12,7 @@ public:
     Reaction receive(std::string_view, TimePoint) override { return {}; }
     Reaction reset(ResetCause, TimePoint) override { return {}; }
     Reaction epoch(const Epoch&, TimePoint) override { return {}; }
-    unsigned baudRate() const override { return options_.baudRate; }
+    uint32_t baudRate() const override { return options_.baudRate; }
     const OutputConfiguration& output() const override { return options_.factory; }
     Duration timeToFirstFix(const FixTimes& times) const override { return times.cold; }
     CommandReply command(const std::vector<std::string>&, TimePoint) override { return {}; }

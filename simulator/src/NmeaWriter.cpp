@@ -400,13 +400,13 @@ constexpr std::array<Row, 11> kRows{{
 } // namespace
 
 std::vector<SentenceGroup> writeSentences(const Epoch& epoch, const OutputConfiguration& output,
-                                          unsigned long counter) {
+                                          uint64_t counter) {
     std::vector<SentenceGroup> groups;
     if (!output.nmeaOut)
         return groups;
     const Context context{epoch, output};
     for (const Row& row : kRows) {
-        const unsigned rate = output.rateOf(row.sentence);
+        const uint32_t rate = output.rateOf(row.sentence);
         if (rate != 0 && counter % rate == 0)
             row.add(groups, context);
     }

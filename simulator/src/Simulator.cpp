@@ -18,7 +18,7 @@ constexpr Duration kLongestCatchUp = std::chrono::seconds(5);
 std::string listed(std::string_view bytes) {
     std::string text = std::to_string(bytes.size()) + " bytes:";
     for (const char c : bytes)
-        text += formatted(" %02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        text += formatted(" %02x", static_cast<uint32_t>(static_cast<unsigned char>(c)));
     return text;
 }
 
@@ -108,7 +108,8 @@ MotionState Simulator::motionAt(TimePoint at) const {
 
 Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
     Reception reception;
-    reception.skyBlocked = motion.skyBlocked || active(Fault::NoSatellites, at);
+    reception.skyBlocked = motion.skyBlocked;
+    faults_.dampen(reception, at);
     if (reception.skyBlocked)
         skyBlockedAt_ = at;
     reception.sinceStart = at - navigationStart_;
@@ -116,7 +117,6 @@ Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
     reception.timeToFirstFix =
         firstFix_ ? Duration(*firstFix_ - navigationStart_) : engine_->timeToFirstFix(settings_.fixTimes);
     reception.sinceSkyBack = at - skyBlockedAt_;
-    reception.fixDenied = active(Fault::NoFix, at);
     reception.corrected = settings_.quality == 2 && engine_->output().enabled.count(Constellation::Sbas) != 0;
     reception.noiseM = settings_.noiseM;
     return reception;
@@ -138,19 +138,21 @@ void Simulator::runEpoch(TimePoint at) {
 }
 
 // What doesn't fit between two epochs at the line's speed is left out, whole messages at a time.
+bool Simulator::hasRoomFor(std::size_t bytes, TimePoint at) const {
+    const uint32_t baud = engine_->baudRate();
+    return line_.backlog(at, baud) + transmissionTime(bytes, baud) <= epochPeriod();
+}
+
 void Simulator::sendSentences(const Epoch& epoch, TimePoint at) {
-    const unsigned baud = engine_->baudRate();
     for (SentenceGroup& group : writeSentences(epoch, engine_->output(), epochs_)) {
         std::size_t bytes = 0;
         for (const std::string& sentence : group)
             bytes += sentence.size();
-        if (line_.backlog(at, baud) + transmissionTime(bytes, baud) > epochPeriod()) {
-            dropped_ += group.size();
-            continue;
-        }
-        sentences_ += group.size();
+        const bool fits = hasRoomFor(bytes, at);
+        (fits ? sentences_ : dropped_) += group.size();
         for (std::string& sentence : group)
-            sendFrame(spoiled(std::move(sentence), at), at, true);
+            if (fits)
+                sendFrame(spoiled(std::move(sentence), at), at, true);
     }
 }
 
@@ -197,7 +199,7 @@ void Simulator::sendFrame(std::string frame, TimePoint at, bool mayOvertake) {
     line_.queue({std::move(frame), at, 0, false}, mayOvertake);
 }
 
-void Simulator::apply(const Reaction& reaction, unsigned portBaud, TimePoint now) {
+void Simulator::apply(const Reaction& reaction, uint32_t portBaud, TimePoint now) {
     for (const std::string& text : reaction.log)
         writeLog(text, portBaud, now);
     if (reaction.navigationRestarted) {
@@ -211,34 +213,21 @@ void Simulator::apply(const Reaction& reaction, unsigned portBaud, TimePoint now
 
 // Periodic messages suffer the same faults and the same lack of room as sentences.
 void Simulator::applyMessages(const Reaction& reaction, TimePoint now) {
-    const unsigned baud = engine_->baudRate();
-    for (const Outgoing& outgoing : reaction.outgoing) {
-        if (line_.backlog(now, baud) + transmissionTime(outgoing.bytes.size(), baud) > epochPeriod())
-            ++dropped_;
-        else
+    for (const Outgoing& outgoing : reaction.outgoing)
+        if (hasRoomFor(outgoing.bytes.size(), now))
             sendFrame(spoiled(outgoing.bytes, now), now, true);
-    }
+        else
+            ++dropped_;
     for (const std::string& text : reaction.log)
         writeLog(text, 0, now);
 }
 
 std::string Simulator::spoiled(std::string frame, TimePoint at) const {
-    if (active(Fault::Garbage, at)) {
-        const auto moment = static_cast<std::uint64_t>(at.time_since_epoch().count());
-        for (std::size_t i = 0; i < frame.size(); ++i)
-            frame[i] = static_cast<char>(
-                static_cast<unsigned>(256 * scatter(settings_.seed, moment + sentences_, i)));
-    }
-    if (active(Fault::BadChecksum, at) && frame.size() > 4) {
-        char& digit = frame[frame.size() - 3]; // the checksum's last digit, or a byte of a binary frame
-        digit = digit == '0' ? '1' : '0';
-    }
-    if (active(Fault::Half, at))
-        frame.resize(frame.size() / 2);
-    return frame;
+    const auto moment = static_cast<uint64_t>(at.time_since_epoch().count());
+    return faults_.spoiled(std::move(frame), settings_.seed, moment + sentences_, at);
 }
 
-void Simulator::fromHost(std::string_view bytes, unsigned portBaud, TimePoint now) {
+void Simulator::fromHost(std::string_view bytes, uint32_t portBaud, TimePoint now) {
     bytesFromHost_ += bytes.size();
     if (inReset_)
         return;
@@ -255,7 +244,7 @@ void Simulator::fromHost(std::string_view bytes, unsigned portBaud, TimePoint no
 
 // Calendar time, seconds since the start, the speed of the host's port and that of the receiver, what
 // happened.
-void Simulator::writeLog(const std::string& text, unsigned portBaud, TimePoint now) const {
+void Simulator::writeLog(const std::string& text, uint32_t portBaud, TimePoint now) const {
     if (!log_)
         return;
     const CalendarTime c = calendarOf(utcAt(now));
@@ -266,35 +255,11 @@ void Simulator::writeLog(const std::string& text, unsigned portBaud, TimePoint n
     log_(line + formatted(" receiver=%u ", engine_->baudRate()) + text);
 }
 
-// --- Faults ---------------------------------------------------------------------------------------------
-
-const std::vector<Simulator::FaultName>& Simulator::faultNames() {
-    static const std::vector<FaultName> names{
-        {"silence", Fault::Silence}, {"garbage", Fault::Garbage},
-        {"half", Fault::Half},       {"badchecksum", Fault::BadChecksum},
-        {"nofix", Fault::NoFix},     {"nosatellites", Fault::NoSatellites},
-    };
-    return names;
-}
-
-bool Simulator::active(Fault fault, TimePoint now) const {
-    const auto found = faults_.find(fault);
-    return found != faults_.end() && now < found->second;
-}
-
-bool Simulator::isSilent(TimePoint now) const { return inReset_ || active(Fault::Silence, now); }
-
-std::string Simulator::activeFaults(TimePoint now) const {
-    std::string names;
-    for (const FaultName& row : faultNames())
-        if (active(row.fault, now))
-            names += (names.empty() ? "" : ",") + std::string(row.name);
-    return names.empty() ? "none" : names;
-}
-
 // --- Commands -------------------------------------------------------------------------------------------
 
 namespace {
+
+constexpr const char* kFaultArguments = "[SECONDS]";
 
 // Thrown by a command that can't be carried out; the text reaches whoever sent it.
 class CommandError : public std::runtime_error {
@@ -307,6 +272,14 @@ double numberOf(const std::string& word, double lowest, double highest) {
     if (!value)
         throw CommandError(formatted("'%.40s' is no number from %g to %g", word.c_str(), lowest, highest));
     return *value;
+}
+
+// `words` holds the name and its arguments.
+void checkCount(const std::vector<std::string>& words, std::size_t fewest, std::size_t most,
+                const char* arguments) {
+    const std::size_t count = words.size() - 1;
+    if (count < fewest || count > most)
+        throw CommandError("'" + words[0] + "' wants: " + words[0] + " " + arguments);
 }
 
 std::vector<std::string> wordsOf(const std::string& line) {
@@ -330,12 +303,6 @@ struct Simulator::CommandRow {
 
 const std::vector<Simulator::CommandRow>& Simulator::commandTable() {
     static const std::vector<CommandRow> table{
-        {"silence", "[SECONDS]", 0, 1, &Simulator::setFault, "nothing is sent at all"},
-        {"garbage", "[SECONDS]", 0, 1, &Simulator::setFault, "random bytes in place of sentences"},
-        {"half", "[SECONDS]", 0, 1, &Simulator::setFault, "only the first half of each sentence"},
-        {"badchecksum", "[SECONDS]", 0, 1, &Simulator::setFault, "every checksum is wrong"},
-        {"nofix", "[SECONDS]", 0, 1, &Simulator::setFault, "satellites are heard, but there is no position"},
-        {"nosatellites", "[SECONDS]", 0, 1, &Simulator::setFault, "no satellite is heard"},
         {"clear", "", 0, 0, &Simulator::clearFaults, "ends all faults above"},
         {"goto", "LAT,LON[,ALT]", 1, 1, &Simulator::setPlace, "stands at this point from now on"},
         {"go", "", 0, 0, &Simulator::depart, "starts a route or recording that --hold keeps waiting"},
@@ -353,7 +320,9 @@ const std::vector<Simulator::CommandRow>& Simulator::commandTable() {
 }
 
 std::vector<KeyValue> Simulator::commandHelp() {
-    std::vector<KeyValue> help;
+    Lines help;
+    for (const FaultRow& row : faultRows())
+        help.push_back({std::string(row.name) + " " + kFaultArguments, row.help});
     for (const CommandRow& row : commandTable())
         help.push_back(
             {std::string(row.name) + (*row.arguments != '\0' ? " " : "") + row.arguments, row.help});
@@ -362,42 +331,46 @@ std::vector<KeyValue> Simulator::commandHelp() {
 
 std::string Simulator::command(const std::string& line, TimePoint now) {
     const Words words = wordsOf(line);
-    if (words.empty())
-        return "";
-    std::string error;
-    const auto& table = commandTable();
-    const auto row = std::find_if(table.begin(), table.end(),
-                                  [&](const CommandRow& candidate) { return candidate.name == words[0]; });
     try {
-        if (row == table.end())
-            error = engineCommand(words, now);
-        else if (words.size() - 1 < row->fewest || words.size() - 1 > row->most)
-            error = "'" + words[0] + "' wants: " + row->name + " " + row->arguments;
-        else
-            (this->*row->run)(words, now);
+        if (!words.empty())
+            carryOut(words, now);
     } catch (const std::runtime_error& problem) {
-        error = problem.what();
+        lastCommandError_ = problem.what();
+        return lastCommandError_;
     }
-    lastCommandError_ = error.empty() ? lastCommandError_ : error;
-    return error;
-}
-
-std::string Simulator::engineCommand(const Words& words, TimePoint now) {
-    const ProtocolEngine::CommandReply reply = engine_->command(words, now);
-    if (reply.result == ProtocolEngine::CommandResult::Unknown)
-        return "unknown command '" + words[0] + "'";
-    if (reply.result == ProtocolEngine::CommandResult::Bad)
-        return reply.error;
-    apply(reply.reaction, 0, now);
     return "";
 }
 
-void Simulator::setFault(const Words& words, TimePoint now) {
+// Throws CommandError, and RouteError for a place that is none.
+void Simulator::carryOut(const Words& words, TimePoint now) {
+    const FaultRow* fault = findFaultRow(words[0]);
+    const auto& table = commandTable();
+    const auto row = std::find_if(table.begin(), table.end(),
+                                  [&](const CommandRow& candidate) { return candidate.name == words[0]; });
+    if (fault != nullptr) {
+        checkCount(words, 0, 1, kFaultArguments);
+        beginFault(*fault, words, now);
+    } else if (row != table.end()) {
+        checkCount(words, row->fewest, row->most, row->arguments);
+        (this->*row->run)(words, now);
+    } else {
+        engineCommand(words, now);
+    }
+}
+
+void Simulator::engineCommand(const Words& words, TimePoint now) {
+    const ProtocolEngine::CommandReply reply = engine_->command(words, now);
+    if (reply.result == ProtocolEngine::CommandResult::Unknown)
+        throw CommandError("unknown command '" + words[0] + "'");
+    if (reply.result == ProtocolEngine::CommandResult::Bad)
+        throw CommandError(reply.error);
+    apply(reply.reaction, 0, now);
+}
+
+void Simulator::beginFault(const FaultRow& row, const Words& words, TimePoint now) {
     constexpr double kLongestS = 1e6;
-    const auto row = std::find_if(faultNames().begin(), faultNames().end(),
-                                  [&](const FaultName& candidate) { return candidate.name == words[0]; });
     const double seconds = words.size() > 1 ? numberOf(words[1], 0, kLongestS) : kLongestS;
-    faults_[row->fault] = now + fromSeconds(seconds);
+    faults_.begin(row, now + fromSeconds(seconds));
 }
 
 void Simulator::clearFaults(const Words&, TimePoint) { faults_.clear(); }
@@ -453,51 +426,81 @@ void Simulator::quit(const Words&, TimePoint) { quitRequested_ = true; }
 // --- State ----------------------------------------------------------------------------------------------
 
 std::vector<KeyValue> Simulator::state(TimePoint now) const {
-    const auto used = std::count_if(epoch_.satellites.begin(), epoch_.satellites.end(),
-                                    [](const Satellite& satellite) { return satellite.used; });
-    const auto tracked =
-        std::count_if(epoch_.satellites.begin(), epoch_.satellites.end(),
-                      [](const Satellite& satellite) { return satellite.carrierToNoiseDbHz > 0; });
+    Lines lines;
+    addProgress(lines, now);
+    addFix(lines);
+    addMotion(lines);
+    addSky(lines);
+    addTraffic(lines, now);
+    for (KeyValue& line : engine_->state())
+        lines.push_back(std::move(line));
+    return lines;
+}
+
+void Simulator::addProgress(Lines& lines, TimePoint now) const {
+    lines.insert(lines.end(), {
+                                  {"uptime_s", formatted("%.3f", inSeconds(now - startedAt_))},
+                                  {"utc_s", formatted("%.3f", inSeconds(utcAt(now).time_since_epoch()))},
+                                  {"epochs", std::to_string(epochs_)},
+                                  {"sentences", std::to_string(sentences_)},
+                                  {"sentences_dropped", std::to_string(dropped_)},
+                              });
+}
+
+void Simulator::addFix(Lines& lines) const {
     const bool played = settings_.recording.has_value();
     const bool fixed = played ? recordedFix_.valid : epoch_.fix != FixType::None;
     const double latitude = played ? recordedFix_.latitudeDeg : motion_.position.latitudeDeg;
     const double longitude = played ? recordedFix_.longitudeDeg : motion_.position.longitudeDeg;
-    std::vector<KeyValue> lines{
-        {"uptime_s", formatted("%.3f", inSeconds(now - startedAt_))},
-        {"utc_s", formatted("%.3f", inSeconds(utcAt(now).time_since_epoch()))},
-        {"epochs", std::to_string(epochs_)},
-        {"sentences", std::to_string(sentences_)},
-        {"sentences_dropped", std::to_string(dropped_)},
-        {"fix", fixed ? "1" : "0"},
-        {"fix_type", std::to_string(static_cast<int>(epoch_.fix))},
-        {"quality", std::to_string(epoch_.quality)},
-        {"latitude", formatted("%.8f", latitude)},
-        {"longitude", formatted("%.8f", longitude)},
-        {"altitude_m", formatted("%.2f", motion_.position.altitudeMslM)},
-        {"speed_mps", formatted("%.3f", motion_.speedMps)},
-        {"course_deg", formatted("%.2f", motion_.courseDeg)},
-        {"travelled_m", formatted("%.3f", motion_.travelledM)},
-        {"route_length_m", formatted("%.3f", settings_.route.lengthM())},
-        {"route_duration_s", formatted("%.1f", inSeconds(settings_.route.duration()))},
-        {"arrived", motion_.arrived ? "1" : "0"},
-        {"held", departure_ ? "0" : "1"},
-        {"satellites", std::to_string(epoch_.satellites.size())},
-        {"satellites_tracked", std::to_string(tracked)},
-        {"satellites_used", std::to_string(used)},
-        {"pdop", formatted("%.2f", epoch_.dops.position)},
-        {"hdop", formatted("%.2f", epoch_.dops.horizontal)},
-        {"baud", std::to_string(engine_->baudRate())},
-        {"bytes_to_host", std::to_string(bytesToHost_)},
-        {"bytes_from_host", std::to_string(bytesFromHost_)},
-        {"fault", activeFaults(now)},
-        {"ttff_s", formatted("%.1f", inSeconds(engine_->timeToFirstFix(settings_.fixTimes)))},
-        {"first_fix_s", firstFix_ ? formatted("%.3f", inSeconds(*firstFix_ - navigationStart_)) : "none"},
-        {"recorded_epochs_played", std::to_string(nextRecorded_)},
-        {"last_command_error", lastCommandError_.empty() ? "none" : lastCommandError_},
-    };
-    for (KeyValue& line : engine_->state())
-        lines.push_back(std::move(line));
-    return lines;
+    lines.insert(lines.end(), {
+                                  {"fix", fixed ? "1" : "0"},
+                                  {"fix_type", std::to_string(static_cast<int>(epoch_.fix))},
+                                  {"quality", std::to_string(epoch_.quality)},
+                                  {"latitude", formatted("%.8f", latitude)},
+                                  {"longitude", formatted("%.8f", longitude)},
+                              });
+}
+
+void Simulator::addMotion(Lines& lines) const {
+    lines.insert(lines.end(),
+                 {
+                     {"altitude_m", formatted("%.2f", motion_.position.altitudeMslM)},
+                     {"speed_mps", formatted("%.3f", motion_.speedMps)},
+                     {"course_deg", formatted("%.2f", motion_.courseDeg)},
+                     {"travelled_m", formatted("%.3f", motion_.travelledM)},
+                     {"route_length_m", formatted("%.3f", settings_.route.lengthM())},
+                     {"route_duration_s", formatted("%.1f", inSeconds(settings_.route.duration()))},
+                     {"arrived", motion_.arrived ? "1" : "0"},
+                     {"held", departure_ ? "0" : "1"},
+                 });
+}
+
+void Simulator::addSky(Lines& lines) const {
+    const auto tracked =
+        std::count_if(epoch_.satellites.begin(), epoch_.satellites.end(),
+                      [](const Satellite& satellite) { return satellite.carrierToNoiseDbHz > 0; });
+    lines.insert(lines.end(), {
+                                  {"satellites", std::to_string(epoch_.satellites.size())},
+                                  {"satellites_tracked", std::to_string(tracked)},
+                                  {"satellites_used", std::to_string(usedSatellites(epoch_))},
+                                  {"pdop", formatted("%.2f", epoch_.dops.position)},
+                                  {"hdop", formatted("%.2f", epoch_.dops.horizontal)},
+                              });
+}
+
+void Simulator::addTraffic(Lines& lines, TimePoint now) const {
+    lines.insert(
+        lines.end(),
+        {
+            {"baud", std::to_string(engine_->baudRate())},
+            {"bytes_to_host", std::to_string(bytesToHost_)},
+            {"bytes_from_host", std::to_string(bytesFromHost_)},
+            {"fault", faults_.names(now)},
+            {"ttff_s", formatted("%.1f", inSeconds(engine_->timeToFirstFix(settings_.fixTimes)))},
+            {"first_fix_s", firstFix_ ? formatted("%.3f", inSeconds(*firstFix_ - navigationStart_)) : "none"},
+            {"recorded_epochs_played", std::to_string(nextRecorded_)},
+            {"last_command_error", lastCommandError_.empty() ? "none" : lastCommandError_},
+        });
 }
 
 } // namespace simulator

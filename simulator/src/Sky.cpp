@@ -67,13 +67,13 @@ Vector3 onOrbit(double radiusM, double inclinationRad, double nodeRad, double al
             radiusM * std::sin(along) * std::sin(inclinationRad)};
 }
 
-Vector3 positionOf(const Walker& walker, int index, std::uint64_t seed, double seconds) {
+Vector3 positionOf(const Walker& walker, int index, uint64_t seed, double seconds) {
     const int plane = index % walker.planes;
     const int slot = index / walker.planes;
     const int slots = (walker.count + walker.planes - 1) / walker.planes;
-    const std::uint64_t key = satelliteKey(walker.constellation, walker.firstNumber + index);
+    const uint64_t key = satelliteKey(walker.constellation, walker.firstNumber + index);
     const double jitter = 0.2 * scatter(seed, key, 1);
-    const double start = scatter(seed, static_cast<std::uint64_t>(walker.constellation), 2);
+    const double start = scatter(seed, static_cast<uint64_t>(walker.constellation), 2);
     const double node = 2 * kPi * (start + static_cast<double>(plane) / walker.planes);
     const double along = 2 * kPi *
                          (static_cast<double>(slot) / slots +
@@ -96,10 +96,10 @@ namespace {
 
 constexpr double kObstacleDb = 15;
 
-bool isBehindObstacle(const Satellite& satellite, std::uint64_t seed) {
-    constexpr std::uint64_t kObstacles = 3;
+bool isBehindObstacle(const Satellite& satellite, uint64_t seed) {
+    constexpr uint64_t kObstacles = 3;
     bool behind = false;
-    for (std::uint64_t i = 0; i < kObstacles; ++i) {
+    for (uint64_t i = 0; i < kObstacles; ++i) {
         const double offset = std::remainder(satellite.azimuthDeg - 360 * scatter(seed, 7, i), 360);
         behind = behind || (std::fabs(offset) < 5 + 15 * scatter(seed, 8, i) &&
                             satellite.elevationDeg < 8 + 14 * scatter(seed, 9, i));
@@ -112,7 +112,7 @@ bool isBehindObstacle(const Satellite& satellite, std::uint64_t seed) {
 // High satellites are loud. Each fades with a period of its own, and a few obstacles, fixed by the seed,
 // stand around the antenna and dampen what is behind them.
 double Sky::carrierToNoise(const Satellite& satellite, double seconds) const {
-    const std::uint64_t key = satelliteKey(satellite.constellation, satellite.number);
+    const uint64_t key = satelliteKey(satellite.constellation, satellite.number);
     double signal = 28 + 19 * std::sin(radians(satellite.elevationDeg)) + 3 * scatter(seed_, key, 3);
     const double period = 60 + 300 * scatter(seed_, key, 4);
     const double depth = 1 + 3 * scatter(seed_, key, 5);

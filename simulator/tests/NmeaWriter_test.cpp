@@ -28,7 +28,7 @@ protected:
     }
 
     // All sentences of this kind, without their line ends.
-    std::vector<std::string> written(const std::string& kind, unsigned long counter = 0) const {
+    std::vector<std::string> written(const std::string& kind, uint64_t counter = 0) const {
         std::vector<std::string> found;
         for (const SentenceGroup& group : writeSentences(epoch, output, counter))
             for (const std::string& sentence : group)
@@ -42,7 +42,7 @@ protected:
     OutputConfiguration output;
 };
 
-// --- Factory configuration: NMEA 4.0, strict numbers, GPS and GLONASS ------------------------------------
+// --- Factory configuration: NMEA 4.0, strict numbers, GPS and GLONASS -----------------------------------
 
 TEST_F(NmeaWriterTest, CorrectedFixInFactoryConfiguration) {
     EXPECT_EQ(Texts{"$GNRMC,092725.00,A,4717.11437,N,00833.91590,E,19.438,77.52,170524,,,D*72"},
@@ -108,7 +108,7 @@ TEST_F(NmeaWriterTest, GgaCountsTwelveSatellitesAtMost) {
 TEST_F(NmeaWriterTest, ManySatellitesFillSeveralGsvSentences) {
     epoch.satellites.assign(9, {Constellation::Gps, 5, 45, 0, 40, true});
     const Texts gsv = written("GSV");
-    ASSERT_EQ(4U, gsv.size()); // three of GPS, one of GLONASS
+    ASSERT_EQ(4u, gsv.size()); // three of GPS, one of GLONASS
     EXPECT_EQ("$GPGSV,3,3,09,05,45,000,40*40", gsv[2]);
 }
 
@@ -119,20 +119,20 @@ TEST_F(NmeaWriterTest, Version41NamesSystemsAndSignals) {
     output.enabled = {Constellation::Gps, Constellation::Glonass, Constellation::Galileo};
     EXPECT_EQ("V", parseSentence(written("RMC")[0]).fieldAt(13));
     const Texts gsa = written("GSA");
-    ASSERT_EQ(3U, gsa.size());
+    ASSERT_EQ(3u, gsa.size());
     EXPECT_EQ("$GNGSA,A,3,11,,,,,,,,,,,,1.94,1.18,1.54,3*07", gsa[2]);
     EXPECT_EQ("$GAGSV,1,1,01,11,22,300,35,7*47", written("GSV")[2]);
 }
 
 TEST_F(NmeaWriterTest, Version21HasNoModeLetter) {
     output.nmeaVersion = NmeaVersion::V21;
-    EXPECT_EQ(12U, parseSentence(written("RMC")[0]).fields.size());
-    EXPECT_EQ(9U, parseSentence(written("VTG")[0]).fields.size());
+    EXPECT_EQ(12u, parseSentence(written("RMC")[0]).fields.size());
+    EXPECT_EQ(9u, parseSentence(written("VTG")[0]).fields.size());
 }
 
 TEST_F(NmeaWriterTest, StrictNumbersBefore41DontShowGalileo) {
     output.enabled = {Constellation::Gps, Constellation::Glonass, Constellation::Galileo};
-    EXPECT_EQ(2U, written("GSA").size());
+    EXPECT_EQ(2u, written("GSA").size());
     output.extendedNumbering = true;
     EXPECT_EQ("$GAGSV,1,1,01,311,22,300,35*6F", written("GSV")[2]);
 }
@@ -155,7 +155,7 @@ TEST_F(NmeaWriterTest, TalkerIsGpWithGpsAlone) {
     output.enabled = {Constellation::Gps, Constellation::Sbas, Constellation::Qzss};
     EXPECT_EQ("GP", mainTalker(output));
     EXPECT_EQ("$GPGSA", written("GSA")[0].substr(0, 6));
-    EXPECT_EQ(1U, written("GSV").size());
+    EXPECT_EQ(1u, written("GSV").size());
 }
 
 TEST_F(NmeaWriterTest, TalkerCanBeForced) {
@@ -170,9 +170,9 @@ TEST_F(NmeaWriterTest, TalkerCanBeForced) {
 TEST_F(NmeaWriterTest, RatesThinSentencesOut) {
     output.setRate(Sentence::Gll, 3);
     output.setRate(Sentence::Vtg, 0);
-    EXPECT_EQ(1U, written("GLL", 6).size());
-    EXPECT_EQ(0U, written("GLL", 7).size());
-    EXPECT_EQ(0U, written("VTG", 0).size());
+    EXPECT_EQ(1u, written("GLL", 6).size());
+    EXPECT_EQ(0u, written("GLL", 7).size());
+    EXPECT_EQ(0u, written("VTG", 0).size());
 }
 
 TEST_F(NmeaWriterTest, NothingIsWrittenWhenThePortHasNoNmea) {

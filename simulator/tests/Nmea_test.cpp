@@ -63,7 +63,7 @@ TEST(Nmea, ParsingTakesASentenceApart) {
     const ParsedSentence gll = parseSentence("$GNGLL,,,,,,V,N*7A\r\n");
     EXPECT_TRUE(gll.valid);
     EXPECT_EQ("GLL", gll.kind());
-    ASSERT_EQ(8U, gll.fields.size());
+    ASSERT_EQ(8u, gll.fields.size());
     EXPECT_EQ("V", gll.fieldAt(6));
     EXPECT_EQ("", gll.fieldAt(99));
     EXPECT_EQ("$GNGLL,,,,,,V,N*7A\r\n", composeSentence(gll.fields));

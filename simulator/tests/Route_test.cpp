@@ -37,7 +37,7 @@ std::string errorOf(const std::string& text) {
 TEST(RouteText, LinesBecomeWaypoints) {
     const auto waypoints =
         parseWaypoints("# a drive\n\n47.1, 8.2, 13.9\n47.2,8.3,5,30,tunnel,alt=612.5\n", kBase);
-    ASSERT_EQ(2U, waypoints.size());
+    ASSERT_EQ(2u, waypoints.size());
     EXPECT_DOUBLE_EQ(47.1, waypoints[0].position.latitudeDeg);
     EXPECT_DOUBLE_EQ(400, waypoints[0].position.altitudeMslM);
     EXPECT_DOUBLE_EQ(30, waypoints[1].pauseS);

@@ -23,7 +23,7 @@ public:
         return {};
     }
     Reaction epoch(const Epoch&, TimePoint) override { return messages; }
-    unsigned baudRate() const override { return baud; }
+    uint32_t baudRate() const override { return baud; }
     const OutputConfiguration& output() const override { return configuration; }
     Duration timeToFirstFix(const FixTimes& times) const override { return knows ? times.warm : times.cold; }
     CommandReply command(const std::vector<std::string>& words, TimePoint) override {
@@ -38,7 +38,7 @@ public:
     std::vector<ResetCause> resets;
     Reaction answer;
     Reaction messages;
-    unsigned baud = 9600;
+    uint32_t baud = 9600;
     bool knows = false;
     OutputConfiguration configuration;
 };
@@ -93,7 +93,7 @@ protected:
     TimePoint now{1000s};
     SimulatorSettings settings;
     OutputConfiguration configuration;
-    unsigned baud = 9600;
+    uint32_t baud = 9600;
     std::unique_ptr<Simulator> receiver;
     ScriptedEngine* engine = nullptr;
     std::vector<std::string> log;
@@ -103,16 +103,16 @@ protected:
 
 TEST_F(SimulatorTest, BannerComesFirstThenOneEpochASecond) {
     powerUp();
-    EXPECT_EQ(0U, after(900ms).find("$GNTXT,01,01,02,u-blox AG - www.u-blox.com*4E\r\n"));
+    EXPECT_EQ(0u, after(900ms).find("$GNTXT,01,01,02,u-blox AG - www.u-blox.com*4E\r\n"));
     const auto rmc = sentencesIn(after(5100ms), "RMC");
-    ASSERT_EQ(5U, rmc.size());
+    ASSERT_EQ(5u, rmc.size());
 }
 
 TEST_F(SimulatorTest, EpochsStandOnWholeSecondsOfTheCalendar) {
     settings.fixTimes.cold = 1s;
     powerUp();
     const auto rmc = sentencesIn(after(4s), "RMC");
-    ASSERT_LE(3U, rmc.size());
+    ASSERT_LE(3u, rmc.size());
     EXPECT_EQ("120001.00", rmc[0].fieldAt(1));
     EXPECT_EQ("120002.00", rmc[1].fieldAt(1));
 }
@@ -158,9 +158,9 @@ TEST_F(SimulatorTest, AtTenHertzASlowLineCarriesOnlyTheFirstSentences) {
     powerUp();
     after(2s);
     const std::string bytes = after(1s);
-    EXPECT_LE(9U, sentencesIn(bytes, "RMC").size());
-    EXPECT_EQ(0U, sentencesIn(bytes, "GGA").size());
-    EXPECT_GE(961U, bytes.size());
+    EXPECT_LE(9u, sentencesIn(bytes, "RMC").size());
+    EXPECT_EQ(0u, sentencesIn(bytes, "GGA").size());
+    EXPECT_GE(961u, bytes.size());
 }
 
 TEST_F(SimulatorTest, AtTenHertzAFastLineCarriesAll) {
@@ -170,8 +170,8 @@ TEST_F(SimulatorTest, AtTenHertzAFastLineCarriesAll) {
     powerUp();
     after(2s);
     const std::string bytes = after(1s);
-    EXPECT_EQ(10U, sentencesIn(bytes, "RMC").size());
-    EXPECT_EQ(10U, sentencesIn(bytes, "GLL").size());
+    EXPECT_EQ(10u, sentencesIn(bytes, "RMC").size());
+    EXPECT_EQ(10u, sentencesIn(bytes, "GLL").size());
     EXPECT_EQ("0", stateOf("sentences_dropped"));
 }
 
@@ -179,7 +179,7 @@ TEST_F(SimulatorTest, SuspendedProcessDoesNotCatchUp) {
     powerUp();
     after(1s);
     now += 1h;
-    EXPECT_GE(60U, sentencesIn(after(1s)).size());
+    EXPECT_GE(60u, sentencesIn(after(1s)).size());
 }
 
 // --- Motion ---------------------------------------------------------------------------------------------
@@ -256,7 +256,7 @@ TEST_F(FaultTest, SilenceSendsNothingAndEndsByItself) {
 TEST_F(FaultTest, GarbageIsAsMuchAsTheSentencesButNoneOfThem) {
     command("garbage 2");
     const std::string bytes = after(1900ms);
-    EXPECT_LT(500U, bytes.size());
+    EXPECT_LT(500u, bytes.size());
     EXPECT_EQ(0, validIn(bytes));
 }
 
@@ -270,7 +270,7 @@ TEST_F(FaultTest, HalfSentencesLackTheirEnd) {
 TEST_F(FaultTest, BadChecksumsSpoilEverySentence) {
     command("badchecksum 2");
     const std::string bytes = after(1900ms);
-    EXPECT_LT(5U, sentencesIn(bytes).size());
+    EXPECT_LT(5u, sentencesIn(bytes).size());
     EXPECT_EQ(0, validIn(bytes));
 }
 
@@ -325,7 +325,7 @@ TEST_F(SimulatorTest, CommandsChangeTheReceiver) {
     EXPECT_EQ("", command("quality 1"));
     after(2s);
     const auto gga = sentencesIn(after(1s), "GGA");
-    EXPECT_EQ(5U, gga.size());
+    EXPECT_EQ(5u, gga.size());
     EXPECT_EQ("1", gga.back().fieldAt(6));
     EXPECT_EQ("", command("quit"));
     EXPECT_TRUE(receiver->quitRequested());
@@ -341,7 +341,7 @@ TEST_F(SimulatorTest, EngineCommandsReachTheEngine) {
 TEST_F(SimulatorTest, EveryCommandHasHelp) {
     for (const KeyValue& row : Simulator::commandHelp())
         EXPECT_FALSE(row.value.empty()) << row.key;
-    EXPECT_LE(17U, Simulator::commandHelp().size());
+    EXPECT_LE(17u, Simulator::commandHelp().size());
 }
 
 // --- Host and engine ------------------------------------------------------------------------------------
@@ -359,7 +359,7 @@ TEST_F(SimulatorTest, LogHasTimeSpeedsAndBytes) {
     powerUp();
     now += 1500ms;
     receiver->fromHost("\xB5\x62", 9600, now);
-    ASSERT_EQ(1U, log.size());
+    ASSERT_EQ(1u, log.size());
     EXPECT_EQ("2024-05-17T12:00:01.500Z 1.500 port=9600 receiver=9600 received 2 bytes: b5 62", log[0]);
 }
 
@@ -398,7 +398,7 @@ TEST_F(SimulatorTest, ResetLineSilencesAndRestartsTheReceiver) {
     receiver->setResetLine(false, now);
     EXPECT_EQ("", engine->received);
     EXPECT_EQ((std::vector<ResetCause>{ResetCause::PowerUp, ResetCause::ResetLine}), engine->resets);
-    EXPECT_EQ(0U, after(1s).find("$GNTXT"));
+    EXPECT_EQ(0u, after(1s).find("$GNTXT"));
     EXPECT_EQ("0", stateOf("fix"));
 }
 
@@ -440,10 +440,10 @@ protected:
 
 TEST_F(PlaybackTest, RecordingIsPlayedAtItsOwnPace) {
     powerUp();
-    EXPECT_EQ(1U, sentencesIn(after(900ms)).size());
-    EXPECT_EQ(1U, sentencesIn(after(1s)).size());
+    EXPECT_EQ(1u, sentencesIn(after(900ms)).size());
+    EXPECT_EQ(1u, sentencesIn(after(1s)).size());
     EXPECT_FALSE(receiver->ended(now));
-    EXPECT_EQ(1U, sentencesIn(after(2s)).size());
+    EXPECT_EQ(1u, sentencesIn(after(2s)).size());
     EXPECT_TRUE(receiver->ended(now));
     EXPECT_EQ("3", stateOf("recorded_epochs_played"));
 }
@@ -456,7 +456,7 @@ TEST_F(PlaybackTest, BytesAreThoseOfTheRecording) {
 TEST_F(PlaybackTest, FasterPlaybackShortensThePauses) {
     settings.playbackSpeed = 10;
     powerUp();
-    EXPECT_EQ(3U, sentencesIn(after(400ms)).size());
+    EXPECT_EQ(3u, sentencesIn(after(400ms)).size());
 }
 
 TEST_F(PlaybackTest, RestampedRecordingIsOfNow) {

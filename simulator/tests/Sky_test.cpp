@@ -86,7 +86,7 @@ TEST_F(SkyTest, GeostationarySatellitesStandWhereTheyAre) {
 }
 
 TEST_F(SkyTest, SameSeedBringsTheSameSkyAndAnotherSeedAnotherOne) {
-    const auto numbers = [&](std::uint64_t seed) {
+    const auto numbers = [&](uint64_t seed) {
         std::vector<int> list;
         for (const Satellite& s : Sky(seed).above(zurich, noon, all))
             list.push_back(s.number);

@@ -31,8 +31,8 @@ struct Satellite {
     int32_t number = 0;
     double elevationDeg = 0;
     double azimuthDeg = 0;
-    double carrierToNoiseDbHz = 0; // 0: searched for, not tracked
-    bool used = false;             // part of the navigation solution
+    double carrierToNoiseDbHz = 0; ///< 0: searched for, not tracked
+    bool used = false;             ///< part of the navigation solution
 };
 
 /// The numbers are the fixType of UBX-NAV-PVT.
@@ -54,18 +54,18 @@ struct GeoPosition {
     double latitudeDeg = 0;
     double longitudeDeg = 0;
     double altitudeMslM = 0;
-    double geoidSeparationM = 0; // ellipsoidal height = altitudeMslM + geoidSeparationM
+    double geoidSeparationM = 0; ///< ellipsoidal height = altitudeMslM + geoidSeparationM
 };
 
 struct Epoch {
     UtcTime utc{};
-    bool timeKnown = false; // from the first satellite with a time message on, or from an aiding message
+    bool timeKnown = false; ///< from the first satellite with a time message on, or from an aiding message
     FixType fix = FixType::None;
-    int32_t quality = 0; // as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
+    int32_t quality = 0; ///< as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
     GeoPosition position;
     double speedMps = 0;
-    double courseDeg = 0; // 0 to 360
-    double climbMps = 0;  // upwards positive
+    double courseDeg = 0; ///< 0 to 360
+    double climbMps = 0;  ///< upwards positive
     double horizontalAccuracyM = 0;
     double verticalAccuracyM = 0;
     double speedAccuracyMps = 0;

@@ -1,26 +1,30 @@
-// What the receiver makes of the sky: which satellites it tracks and uses, and whether that gives a fix.
-#pragma once
+#ifndef NAVIGATION_H
+#define NAVIGATION_H
 
 #include <cstdint>
 
 #include "simulator/Epoch.h"
 #include "simulator/Route.h"
 
+/// What the receiver makes of the sky: which satellites it tracks and uses, and whether that gives a fix.
+
 namespace simulator {
 
-// How well the antenna and the receiver's start-up let it hear the sky.
+/// How well the antenna and the receiver's start-up let it hear the sky.
 struct Reception {
-    Duration sinceStart{0};                       // of the receiver's navigation
-    Duration timeToFirstFix{0};                   // counted from the same start
-    Duration sinceSkyBack{std::chrono::hours(1)}; // since the sky was last blocked
-    bool skyBlocked = false;                      // tunnel, antenna, fault: no satellite is heard
-    bool fixDenied = false;                       // satellites are heard, but no position comes of them
-    bool corrected = true;                        // SBAS corrections are at hand
-    double noiseM = 0;                            // how far a reported position may wander from the true one
+    Duration sinceStart{0};                       ///< of the receiver's navigation
+    Duration timeToFirstFix{0};                   ///< counted from the same start
+    Duration sinceSkyBack{std::chrono::hours(1)}; ///< since the sky was last blocked
+    bool skyBlocked = false;                      ///< tunnel, antenna, fault: no satellite is heard
+    bool fixDenied = false;                       ///< satellites are heard, but no position comes of them
+    bool corrected = true;                        ///< SBAS corrections are at hand
+    double noiseM = 0; ///< how far a reported position may wander from the true one
 };
 
-// The epoch of an antenna at `truth` under these satellites (as Sky::above brings them).
+/// The epoch of an antenna at `truth` under these satellites (as Sky::above brings them).
 Epoch navigate(const MotionState& truth, std::vector<Satellite> satellites, UtcTime utc,
-               const Reception& reception, std::uint64_t seed);
+               const Reception& reception, uint64_t seed);
 
 } // namespace simulator
+
+#endif

@@ -1,5 +1,5 @@
-// What a receiver is configured to send. The factory values are those of a u-blox M8.
-#pragma once
+#ifndef OUTPUTCONFIGURATION_H
+#define OUTPUTCONFIGURATION_H
 
 #include <array>
 #include <chrono>
@@ -9,12 +9,14 @@
 
 #include "simulator/Epoch.h"
 
+/// What a receiver is configured to send. The factory values are those of a u-blox M8.
+
 namespace simulator {
 
-// The numbers are the versions as UBX-CFG-NMEA writes them.
+/// The numbers are the versions as UBX-CFG-NMEA writes them.
 enum class NmeaVersion { V21 = 0x21, V23 = 0x23, V40 = 0x40, V41 = 0x41 };
 
-// The numbers are the message ids of class 0xF0 in UBX-CFG-MSG.
+/// The numbers are the message ids of class 0xF0 in UBX-CFG-MSG.
 enum class Sentence {
     Gga = 0x00,
     Gll = 0x01,
@@ -31,32 +33,32 @@ enum class Sentence {
 };
 constexpr std::size_t kSentenceIds = 0x10;
 
-// Main talker of UBX-CFG-NMEA: Automatic is GP with GPS (and SBAS, QZSS) alone, GN with more systems.
+/// Main talker of UBX-CFG-NMEA: Automatic is GP with GPS (and SBAS, QZSS) alone, GN with more systems.
 enum class MainTalker { Automatic = 0, Gp = 1, Gl = 2, Gn = 3, Ga = 4, Gb = 5 };
 
 struct OutputConfiguration {
-    bool nmeaOut = true; // the port's output protocol mask holds NMEA
-    bool ubxOut = true;  // the port's output protocol mask holds UBX
+    bool nmeaOut = true; ///< the port's output protocol mask holds NMEA
+    bool ubxOut = true;  ///< the port's output protocol mask holds UBX
     NmeaVersion nmeaVersion = NmeaVersion::V40;
-    bool extendedNumbering = false; // svNumbering of UBX-CFG-NMEA: 0 strict, 1 extended
+    bool extendedNumbering = false; ///< svNumbering of UBX-CFG-NMEA: 0 strict, 1 extended
     MainTalker mainTalker = MainTalker::Automatic;
-    bool gsvUsesMainTalker = false; // gsvTalkerId of UBX-CFG-NMEA
+    bool gsvUsesMainTalker = false; ///< gsvTalkerId of UBX-CFG-NMEA
     std::set<Constellation> enabled{Constellation::Gps, Constellation::Sbas, Constellation::Qzss,
                                     Constellation::Glonass};
     std::chrono::milliseconds epochPeriod{1000};
-    // One sentence every n-th epoch, 0 never; indexed by Sentence.
-    std::array<std::uint8_t, kSentenceIds> sentenceRate = factorySentenceRates();
+    /// One sentence every n-th epoch, 0 never; indexed by Sentence.
+    std::array<uint8_t, kSentenceIds> sentenceRate = factorySentenceRates();
 
-    std::uint8_t rateOf(Sentence sentence) const {
-        return sentenceRate.at(static_cast<std::size_t>(sentence));
-    }
-    void setRate(Sentence sentence, std::uint8_t everyNthEpoch) {
+    uint8_t rateOf(Sentence sentence) const { return sentenceRate.at(static_cast<std::size_t>(sentence)); }
+    void setRate(Sentence sentence, uint8_t everyNthEpoch) {
         sentenceRate.at(static_cast<std::size_t>(sentence)) = everyNthEpoch;
     }
 
-    static constexpr std::array<std::uint8_t, kSentenceIds> factorySentenceRates() {
-        return {{1, 1, 1, 1, 1, 1}}; // GGA, GLL, GSA, GSV, RMC, VTG
+    static constexpr std::array<uint8_t, kSentenceIds> factorySentenceRates() {
+        return {{1, 1, 1, 1, 1, 1}}; ///< GGA, GLL, GSA, GSV, RMC, VTG
     }
 };
 
 } // namespace simulator
+
+#endif

@@ -1,13 +1,5 @@
-// The seam between the simulator's core (sky, motion, faults, line) and what the receiver understands.
-//
-// The core owns the world and the line: it decides where the antenna is, which satellites it hears, when an
-// epoch is due, and it carries bytes at the line's pace. An engine owns the receiver's configuration and
-// memory: it reads what the host sends, answers it, and tells the core what to send and how soon a fix is
-// possible.
-//
-// Everything happens on one thread, in the time that the core passes; an engine never asks a clock and never
-// blocks.
-#pragma once
+#ifndef PROTOCOLENGINE_H
+#define PROTOCOLENGINE_H
 
 #include <cstdint>
 #include <memory>
@@ -19,43 +11,54 @@
 #include "simulator/Epoch.h"
 #include "simulator/OutputConfiguration.h"
 
+/// The seam between the simulator's core (sky, motion, faults, line) and what the receiver understands.
+///
+/// The core owns the world and the line: it decides where the antenna is, which satellites it hears, when an
+/// epoch is due, and it carries bytes at the line's pace. An engine owns the receiver's configuration and
+/// memory: it reads what the host sends, answers it, and tells the core what to send and how soon a fix is
+/// possible.
+///
+/// Everything happens on one thread, in the time that the core passes; an engine never asks a clock and never
+/// blocks.
+
 namespace simulator {
 
-// Bytes for the host: usually one frame, which a line in burst mode delivers in one piece.
+/// Bytes for the host: usually one frame, which a line in burst mode delivers in one piece.
 struct Outgoing {
     std::string bytes;
-    Duration delay{0};     // before they join the end of the line's queue
-    unsigned baudRate = 0; // the speed they are sent at; 0: the receiver's speed when they leave
-    bool yields = false;   // an epoch's output that comes due later may overtake it (part of a long burst)
+    Duration delay{0};     ///< before they join the end of the line's queue
+    uint32_t baudRate = 0; ///< the speed they are sent at; 0: the receiver's speed when they leave
+    bool yields = false;   ///< an epoch's output that comes due later may overtake it (part of a long burst)
 };
 
-// What an engine made of received bytes, of a command or of an epoch.
+/// What an engine made of received bytes, of a command or of an epoch.
 struct Reaction {
     std::vector<Outgoing> outgoing;
-    // One line per decoded frame for the log; the core puts time, line speed and origin in front.
-    // Empty after receive(): the core logs the bytes themselves.
+    /// One line per decoded frame for the log; the core puts time, line speed and origin in front.
+    /// Empty after receive(): the core logs the bytes themselves.
     std::vector<std::string> log;
-    // The receiver restarted its navigation (UBX-CFG-RST): time to first fix counts from now.
+    /// The receiver restarted its navigation (UBX-CFG-RST): time to first fix counts from now.
     bool navigationRestarted = false;
 };
 
-// How long the receiver needs from its start until its first fix, by what it knows.
+/// How long the receiver needs from its start until its first fix, by what it knows.
 struct FixTimes {
-    Duration cold = std::chrono::seconds(26); // nothing
-    Duration aided = std::chrono::seconds(8); // position and time
-    Duration warm = std::chrono::seconds(2);  // a navigation database, with or without position and time
+    Duration cold = std::chrono::seconds(26); ///< nothing
+    Duration aided = std::chrono::seconds(8); ///< position and time
+    Duration warm = std::chrono::seconds(2);  ///< a navigation database, with or without position and time
 };
 
-// What an engine is made with.
+/// What an engine is made with.
 struct EngineOptions {
-    unsigned baudRate = 9600; // after power-up
-    std::uint64_t seed = 1;
-    OutputConfiguration factory; // after power-up; command line options have changed it already
+    uint32_t baudRate = 9600; ///< after power-up
+    uint64_t seed = 1;
+    OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 
 enum class ResetCause {
-    PowerUp,   // all memory lost but what the engine keeps in flash
-    ResetLine, // pulse of the reset line: configuration and battery-backed memory as the real receiver has it
+    PowerUp,   ///< all memory lost but what the engine keeps in flash
+    ResetLine, ///< pulse of the reset line: configuration and battery-backed memory as the real receiver has
+               ///< it
 };
 
 struct KeyValue {
@@ -67,50 +70,52 @@ class ProtocolEngine {
 public:
     virtual ~ProtocolEngine() = default;
 
-    // Bytes from the host, already as the receiver's UART saw them: garbled where the port's speed was wrong.
-    // A frame may come in any number of pieces.
+    /// Bytes from the host, already as the receiver's UART saw them: garbled where the port's speed was
+    /// wrong. A frame may come in any number of pieces.
     virtual Reaction receive(std::string_view bytes, TimePoint now) = 0;
 
-    // Called once before anything else (PowerUp), and at each pulse of the reset line. The core drops what is
-    // queued on the line, sends the power-up banner and restarts the time to first fix by itself.
+    /// Called once before anything else (PowerUp), and at each pulse of the reset line. The core drops what
+    /// is queued on the line, sends the power-up banner and restarts the time to first fix by itself.
     virtual Reaction reset(ResetCause cause, TimePoint now) = 0;
 
-    // An epoch: the engine's own messages (UBX-NAV and others switched on), sent behind the NMEA sentences.
-    // Called for each epoch, with or without a fix, and also where a recording is played in place of the
-    // sentences (the epoch then holds the simulator's own truth; the returned messages are dropped, what is
-    // learnt is kept).
+    /// An epoch: the engine's own messages (UBX-NAV and others switched on), sent behind the NMEA sentences.
+    /// Called for each epoch, with or without a fix, and also where a recording is played in place of the
+    /// sentences (the epoch then holds the simulator's own truth; the returned messages are dropped, what is
+    /// learnt is kept).
     virtual Reaction epoch(const Epoch& epoch, TimePoint now) = 0;
 
-    // Speed of the receiver's UART now, bits per second, 8N1.
-    virtual unsigned baudRate() const = 0;
+    /// Speed of the receiver's UART now, bits per second, 8N1.
+    virtual uint32_t baudRate() const = 0;
 
-    // What to send from the next epoch on; read anew each epoch.
+    /// What to send from the next epoch on; read anew each epoch.
     virtual const OutputConfiguration& output() const = 0;
 
-    // Time from the last start until a fix is possible, by what the receiver knows now. May shrink while it
-    // waits.
+    /// Time from the last start until a fix is possible, by what the receiver knows now. May shrink while it
+    /// waits.
     virtual Duration timeToFirstFix(const FixTimes& times) const = 0;
 
-    // A control command that the core does not know, split at blanks; words[0] is its name.
+    /// A control command that the core does not know, split at blanks; words[0] is its name.
     enum class CommandResult { Unknown, Done, Bad };
     struct CommandReply {
         CommandResult result = CommandResult::Unknown;
-        std::string error; // one sentence, for Bad
+        std::string error; ///< one sentence, for Bad
         Reaction reaction;
     };
     virtual CommandReply command(const std::vector<std::string>& words, TimePoint now) = 0;
 
-    // Help for the commands above: name with arguments, and what it does. For --help.
+    /// Help for the commands above: name with arguments, and what it does. For --help.
     virtual std::vector<KeyValue> commandHelp() const { return {}; }
 
-    // Lines for the state file, in the order they shall stand there. Keys are lower case with underscores.
+    /// Lines for the state file, in the order they shall stand there. Keys are lower case with underscores.
     virtual std::vector<KeyValue> state() const { return {}; }
 };
 
-// A receiver that sends NMEA at a fixed speed and ignores what it is told.
+/// A receiver that sends NMEA at a fixed speed and ignores what it is told.
 std::unique_ptr<ProtocolEngine> makeNmeaEngine(const EngineOptions& options);
 
-// A u-blox M8 (library target simulator_ubx, folder ubx/).
+/// A u-blox M8 (library target simulator_ubx, folder ubx/).
 std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options);
 
 } // namespace simulator
+
+#endif

@@ -23,12 +23,12 @@ Duration fromSeconds(double seconds);
 /// Date and time of day of a UTC time (proleptic Gregorian calendar).
 struct CalendarTime {
     int32_t year = 1970;
-    int32_t month = 1; // 1 to 12
-    int32_t day = 1;   // 1 to 31
+    int32_t month = 1; ///< 1 to 12
+    int32_t day = 1;   ///< 1 to 31
     int32_t hour = 0;
     int32_t minute = 0;
     int32_t second = 0;
-    int32_t nanosecond = 0; // 0 to 999,999,999, also before 1970
+    int32_t nanosecond = 0; ///< 0 to 999,999,999, also before 1970
 };
 
 CalendarTime calendarOf(UtcTime utc);
