@@ -1,6 +1,5 @@
 #include "Channels.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -35,8 +34,6 @@ std::string nameOf(const std::string& path) {
 // --- Control pipe ---------------------------------------------------------------------------------------
 
 ControlPipe::~ControlPipe() {
-    if (descriptor_ >= 0)
-        close(descriptor_);
     if (made_)
         unlink(path_.c_str());
 }
@@ -52,14 +49,14 @@ void ControlPipe::open(const std::string& path) {
         errno = EEXIST;
         fail(path + " is no named pipe");
     }
-    descriptor_ = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor_ < 0)
+    descriptor_ = Descriptor(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    if (!descriptor_.isOpen())
         fail("can't open the pipe " + path);
 }
 
 std::vector<std::string> ControlPipe::readLines() {
     std::array<char, 4096> buffer{};
-    const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+    const ssize_t count = ::read(descriptor_.number(), buffer.data(), buffer.size());
     if (count > 0)
         rest_.append(buffer.data(), static_cast<std::size_t>(count));
     std::vector<std::string> lines;
@@ -72,16 +69,11 @@ std::vector<std::string> ControlPipe::readLines() {
 
 // --- Reset line -----------------------------------------------------------------------------------------
 
-ResetLineWatch::~ResetLineWatch() {
-    if (descriptor_ >= 0)
-        close(descriptor_);
-}
-
 void ResetLineWatch::open(const std::string& path) {
     path_ = path;
-    descriptor_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    const std::uint32_t events = IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO;
-    if (descriptor_ < 0 || inotify_add_watch(descriptor_, folderOf(path).c_str(), events) < 0)
+    descriptor_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    constexpr uint32_t kEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO;
+    if (!descriptor_.isOpen() || inotify_add_watch(descriptor_.number(), folderOf(path).c_str(), kEvents) < 0)
         fail("can't watch " + path);
 }
 
@@ -89,7 +81,7 @@ void ResetLineWatch::open(const std::string& path) {
 bool ResetLineWatch::takeEvents() {
     alignas(inotify_event) std::array<char, 8192> buffer{};
     bool any = false;
-    const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+    const ssize_t count = ::read(descriptor_.number(), buffer.data(), buffer.size());
     for (const char* at = buffer.data(); at < buffer.data() + count;) {
         inotify_event event{};
         std::memcpy(&event, at, sizeof event);

@@ -178,10 +178,9 @@ private:
         lines.push_back({"port", port_.path()});
         lines.push_back({"port_baud", std::to_string(port_.baudRate())});
         lines.push_back({"bytes_lost", std::to_string(bytesLost_)});
-        if (!writeState(options_.stateFile, lines) && !stateFailed_)
-            std::cerr << "receiver-simulator: can't write " << options_.stateFile << std::endl;
-        else
+        if (writeState(options_.stateFile, lines) || stateFailed_)
             return;
+        std::cerr << "receiver-simulator: can't write " << options_.stateFile << std::endl;
         stateFailed_ = true; // said once
     }
 

@@ -3,24 +3,25 @@
 #include <algorithm>
 #include <cmath>
 
+#include "simulator/Constants.h"
+
 namespace simulator {
 
-Duration transmissionTime(std::size_t bytes, unsigned baudRate) {
-    constexpr double kNanosecondsPerSecond = 1e9;
-    const double seconds = static_cast<double>(bytes) * kBitsPerByte / std::max(1U, baudRate);
-    return Duration(std::llround(seconds * kNanosecondsPerSecond));
+Duration transmissionTime(std::size_t bytes, uint32_t baudRate) {
+    const double seconds = static_cast<double>(bytes) * kBitsPerByte / std::max<uint32_t>(1, baudRate);
+    return Duration(std::llround(seconds * static_cast<double>(kNanosecondsPerSecond)));
 }
 
 // --- Queue ----------------------------------------------------------------------------------------------
 
 namespace {
 
-unsigned speedOf(const Line::Frame& frame, unsigned receiverBaud) {
+uint32_t speedOf(const Line::Frame& frame, uint32_t receiverBaud) {
     return frame.baudRate != 0 ? frame.baudRate : receiverBaud;
 }
 
 // How many bytes of the frame have arrived after so long.
-std::size_t carriedAfter(Duration elapsed, std::size_t size, unsigned baudRate) {
+std::size_t carriedAfter(Duration elapsed, std::size_t size, uint32_t baudRate) {
     const double bytes = std::chrono::duration<double>(elapsed).count() * baudRate / kBitsPerByte;
     return std::min(size, static_cast<std::size_t>(std::max(0.0, bytes + 1e-6)));
 }
@@ -45,13 +46,23 @@ TimePoint Line::startOf(const Frame& frame) const {
     return started_ ? startedAt_ : std::max(freeAt_, frame.notBefore);
 }
 
-std::vector<Line::Piece> Line::advance(TimePoint now, unsigned receiverBaud) {
+void Line::begin(Frame& frame, uint32_t receiverBaud) {
+    startedAt_ = startOf(frame);
+    started_ = true;
+    frame.baudRate = speedOf(frame, receiverBaud); // a frame on the line keeps its speed
+}
+
+void Line::end(const Frame& frame) {
+    freeAt_ = startedAt_ + transmissionTime(frame.bytes.size(), frame.baudRate);
+    carried_ = 0;
+    started_ = false;
+}
+
+std::vector<Line::Piece> Line::advance(TimePoint now, uint32_t receiverBaud) {
     std::vector<Piece> pieces;
     while (!frames_.empty() && startOf(frames_.front()) <= now) {
         Frame& frame = frames_.front();
-        startedAt_ = startOf(frame);
-        started_ = true;
-        frame.baudRate = speedOf(frame, receiverBaud); // a frame on the line keeps its speed
+        begin(frame, receiverBaud);
         const std::size_t arrived = carriedAfter(now - startedAt_, frame.bytes.size(), frame.baudRate);
         const bool complete = arrived == frame.bytes.size();
         const std::size_t fresh = delivery_ == Delivery::Paced || complete ? arrived - carried_ : 0;
@@ -60,15 +71,13 @@ std::vector<Line::Piece> Line::advance(TimePoint now, unsigned receiverBaud) {
         carried_ += fresh;
         if (!complete)
             break;
-        freeAt_ = startedAt_ + transmissionTime(frame.bytes.size(), frame.baudRate);
+        end(frame);
         frames_.pop_front();
-        carried_ = 0;
-        started_ = false;
     }
     return pieces;
 }
 
-Duration Line::backlog(TimePoint now, unsigned receiverBaud) const {
+Duration Line::backlog(TimePoint now, uint32_t receiverBaud) const {
     Duration busy = std::max(Duration(0), Duration(freeAt_ - now));
     for (const Frame& frame : frames_)
         if (frame.notBefore <= now && (!frame.yields || &frame == &frames_.front()))
@@ -78,13 +87,13 @@ Duration Line::backlog(TimePoint now, unsigned receiverBaud) const {
 
 // Bytes are fetched in pieces, as a UART's interrupt brings them: a few milliseconds or sixteen bytes at a
 // time.
-TimePoint Line::nextArrival(unsigned receiverBaud) const {
+TimePoint Line::nextArrival(uint32_t receiverBaud) const {
     constexpr std::size_t kFifoBytes = 16;
     constexpr Duration kInterruptPeriod = std::chrono::milliseconds(8);
     if (frames_.empty())
         return TimePoint::max();
     const Frame& frame = frames_.front();
-    const unsigned speed = speedOf(frame, receiverBaud);
+    const uint32_t speed = speedOf(frame, receiverBaud);
     const TimePoint end = startOf(frame) + transmissionTime(frame.bytes.size(), speed);
     if (delivery_ == Delivery::Burst)
         return end;
@@ -116,7 +125,7 @@ public:
         const std::size_t inByte = bit % kBitsPerByte;
         if (inByte == 0)
             return false; // start bit
-        const auto value = static_cast<unsigned char>(bytes_[bit / kBitsPerByte]);
+        const auto value = static_cast<uint8_t>(bytes_[bit / kBitsPerByte]);
         return inByte == kBitsPerByte - 1 || ((value >> (inByte - 1)) & 1U) != 0;
     }
 
@@ -132,13 +141,13 @@ private:
     std::string_view bytes_;
 };
 
-bool sameSpeed(unsigned sender, unsigned reader) {
+bool sameSpeed(uint32_t sender, uint32_t reader) {
     return std::fabs(static_cast<double>(sender) - reader) <= 0.02 * sender;
 }
 
 } // namespace
 
-std::string readAtSpeed(std::string_view bytes, unsigned sender, unsigned reader) {
+std::string readAtSpeed(std::string_view bytes, uint32_t sender, uint32_t reader) {
     if (sameSpeed(sender, reader))
         return std::string(bytes);
     if (reader == 0 || sender == 0)
@@ -147,8 +156,8 @@ std::string readAtSpeed(std::string_view bytes, unsigned sender, unsigned reader
     const double step = static_cast<double>(sender) / reader; // one bit of the reader in bits of the sender
     std::string read;
     for (double start = line.nextLow(0); start < line.length(); start = line.nextLow(start)) {
-        unsigned value = 0;
-        for (unsigned bit = 0; bit < 8; ++bit)
+        uint32_t value = 0;
+        for (uint32_t bit = 0; bit < 8; ++bit)
             value |= line.high(start + (bit + 1.5) * step) ? 1U << bit : 0U;
         const bool stopBit = line.high(start + 9.5 * step);
         read += static_cast<char>(stopBit ? value : 0U);

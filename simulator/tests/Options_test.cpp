@@ -94,6 +94,16 @@ TEST(Options, WaypointsMakeARoute) {
     EXPECT_NEAR(1111.951, parseOptions({"--waypoints", "47,8,10;47.01,8,10"}).settings.route.lengthM(), 1e-3);
 }
 
+TEST(Options, RepeatedRouteLeadsBackToItsStart) {
+    EXPECT_NEAR(2223.902,
+                parseOptions({"--repeat", "--waypoints", "47,8,10;47.01,8,10"}).settings.route.lengthM(),
+                1e-3);
+}
+
+TEST(Options, LastOfTwoCounts) {
+    EXPECT_EQ(9600U, parseOptions({"--baud", "4800", "--baud", "9600"}).engine.baudRate);
+}
+
 TEST(Options, WhatIsWrongIsSaidInOneSentence) {
     EXPECT_EQ("unrecognized option '--frobnicate'", errorOf({"--frobnicate"}));
     EXPECT_EQ("unrecognized option '-x'", errorOf({"-x"}));

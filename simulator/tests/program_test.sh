@@ -82,6 +82,15 @@ done
 check "what is in a recording is said" \
     '[[ $("$simulator" --check-recording "$folder/sentence") == "1 sentence, 0 frames and 7 unreadable bytes" ]]'
 
+# --- A receiver that has just been switched on -----------------------------------------------------------
+
+start --deaf 60 --port-baud 38400
+check "the port has the speed that it was told" '[[ $(state port_baud) == 38400 ]]'
+printf 'hello' >"$folder/port"
+check "what is written while it is deaf is counted" 'await bytes_from_host 5'
+check "and logged as lost" 'grep -q "port=38400 receiver=9600 deaf after its start, lost " "$folder/log"'
+stop
+
 # --- A running receiver ---------------------------------------------------------------------------------
 
 echo 1 >"$folder/reset"
