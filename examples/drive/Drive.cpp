@@ -101,7 +101,7 @@ void Drive::run(const volatile std::sig_atomic_t& stop) {
         ruxosleep_interruptible(kPollMilliseconds);
         pollOnce();
     }
-    say(stop ? "asked to stop" : isTimeOver() ? "the time is over" : "everything expected was seen");
+    say(stop ? "asked to stop" : isTimeOver() ? "the time is over" : "all that can be expected was seen");
 }
 
 bool Drive::isTimeOver() const { return secondsBetween(started_, Clock::now()) >= options_.durationS; }

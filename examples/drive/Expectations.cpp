@@ -50,7 +50,7 @@ struct Expectation {
 
 constexpr Expectation kExpectations[] = {
     {"fix", [](const Tally& t) { return t.fixes > 0; }, "fixes", "no fix was accepted", poorFixes},
-    {"availability", [](const Tally& t) { return t.becameAvailable; }, "word that they are available",
+    {"availability", [](const Tally& t) { return t.becameAvailable; }, "their availability",
      "fixes never became available", noExcuse},
     {"position", [](const Tally& t) { return t.positionUpdates > 0; }, "position updates",
      "no position update came", poorFixes},

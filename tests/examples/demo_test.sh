@@ -229,6 +229,7 @@ the_logs_lines_stand_in_the_applications_columns() {
 the_vehicle_departs_at_the_second_start() {
     tell "the service is up"
     expect "one departure" equal "$(cat "$scratch/receiver.control")" go
+    expect "which is told" equal "$(grep -c "around the unit  the vehicle departs$" "$output")" 1
     expect "not at the first start" contains "$(<"$output")" "the vehicle stands"
 }
 
@@ -259,6 +260,22 @@ the_shortest_example_says_that_this_is_no_unit() {
         "${drive%/drive}/minimal"
 }
 
+# --- The README's example -------------------------------------------------------------------------------
+
+the_readme_shows_the_shortest_example_as_it_is() {
+    local shown
+    # shellcheck disable=SC2016  # the README's own marks
+    shown=$(sed -n '/^```cpp$/,/^```$/p' "$repository/README.md" | sed '1d;$d')
+    expect "the same lines" equal "$shown" "$(sed 1,2d "$repository/examples/minimal.cpp")"
+}
+
+the_shortest_example_prints_where_it_is() {
+    RECEIVER_SIMULATOR=$simulator "$repository/tools/virtual-unit" --receiver '--ttff 5' --speed 5 -- \
+        "${drive%/drive}/minimal" >"$output" 2>"$scratch/log"
+    expect "the exit status" equal "$?" 0
+    expect "the receiver's position" equal "$(<"$output")" "47.285200, 8.565300"
+}
+
 # --- Running --------------------------------------------------------------------------------------------
 
 readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_receiver ctrl_c_ends_the_first_start
@@ -267,7 +284,8 @@ readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_rece
     a_missing_database_is_explained_at_the_first_start_only a_restart_of_gpsd_is_explained
     the_logs_lines_stand_in_the_applications_columns the_vehicle_departs_at_the_second_start
     without_the_port_drive_says_that_this_is_no_unit without_the_reset_line_drive_says_that_this_is_no_unit
-    the_shortest_example_says_that_this_is_no_unit)
+    the_shortest_example_says_that_this_is_no_unit the_readme_shows_the_shortest_example_as_it_is
+    the_shortest_example_prints_where_it_is)
 
 run_check() {
     failed=

@@ -178,7 +178,7 @@ TEST(Verdict, ComplainsOfAFirstFixThatIsNotSooner) {
 
 TEST(Words, NameEverythingThatWasSeen) {
     EXPECT_EQ(words(parse({}), goodTally()),
-              "verdict: all is well; seen: fixes, word that they are available, position updates, tracking "
+              "verdict: all is well; seen: fixes, their availability, position updates, tracking "
               "reports, each geofence entered and left, the antenna lost and back again and metres on the "
               "odometer\n");
 }
