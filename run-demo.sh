@@ -122,6 +122,14 @@ build_all() {
     quietly cmake --build --preset demo
 }
 
+# Says in one line what is in it, and refuses what no receiver has written.
+check_recording() {
+    local words
+    words=$("$simulator" --check-recording "$recording" 2>&1) ||
+        wrong_usage "--recording: ${words#*--check-recording: }"
+    say "the capture holds $words"
+}
+
 # --- The whole ------------------------------------------------------------------------------------------
 
 show() {
@@ -146,6 +154,7 @@ main() {
     rm -rf "$results"
     mkdir -p "$results/data"
     build_all
+    [[ -z $recording ]] || check_recording
     show
 }
 

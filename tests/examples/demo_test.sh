@@ -189,6 +189,23 @@ make_capture() {
     wait "$!" 2>/dev/null
 }
 
+a_file_without_a_sentence_is_refused_in_one_line() {
+    echo "no receiver wrote this" >"$scratch/notes"
+    start_demo --recording "$scratch/notes"
+    wait "$demo"
+    expect "the exit status" equal "$?" 2
+    expect "one line besides the steps" equal "$(grep -vc '^==' "$output")" 1
+    expect "it names the file" contains "$(<"$output")" "$scratch/notes"
+}
+
+a_capture_is_counted_before_it_is_played() {
+    make_capture
+    start_demo --recording "$scratch/capture"
+    await "sentences" || failed=1
+    end_demo_by INT "-$demo"
+    expect_a_clean_end 130
+}
+
 # --- The story as a person reads it ---------------------------------------------------------------------
 
 # tell LINE ...: the story with an application that says these lines at each start and saves a database at its end.
@@ -281,6 +298,7 @@ the_shortest_example_prints_where_it_is() {
 readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_receiver ctrl_c_ends_the_first_start
     ctrl_c_ends_the_second_start ctrl_c_ends_a_recording sigterm_ends_the_demo_alone_as_well
     the_second_demo_waits_for_the_first a_demo_that_waits_can_be_interrupted
+    a_file_without_a_sentence_is_refused_in_one_line a_capture_is_counted_before_it_is_played
     a_missing_database_is_explained_at_the_first_start_only a_restart_of_gpsd_is_explained
     the_logs_lines_stand_in_the_applications_columns the_vehicle_departs_at_the_second_start
     without_the_port_drive_says_that_this_is_no_unit without_the_reset_line_drive_says_that_this_is_no_unit
