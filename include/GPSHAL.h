@@ -49,8 +49,8 @@ public:
 
     /// Ends the data acquisition and returns 0. Blocks up to about 5 s, one wait for a report. Where
     /// something listens on gpsd's port and never accepts, a reader that is still connecting is waited for:
-    /// about 135 s for each address of "localhost", as long as the system repeats the attempt (`sysctl
-    /// net.ipv4.tcp_syn_retries` says how often; with its usual 6 the attempt was measured to last 134 s).
+    /// about 135 s for each address of "localhost", as long as the system repeats the attempt (with the
+    /// usual 6 of `sysctl net.ipv4.tcp_syn_retries`).
     virtual unsigned int Stop() = 0;
 
     /// The current fix. `data` is cleared first and then filled with every value that is current; `valid` is

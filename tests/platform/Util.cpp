@@ -4,10 +4,10 @@
 
 bool Util::File::RemoveSingleFile(const char* path) {
     const PlatformHooks* hooks = platformHooks();
-    return hooks != nullptr && hooks->removeFile(path);
+    return hooks != nullptr && path != nullptr && hooks->removeFile(path);
 }
 
 bool Util::Time::GetGmTime(long* utcSeconds) {
     const PlatformHooks* hooks = platformHooks();
-    return hooks != nullptr && hooks->utcSeconds(*utcSeconds);
+    return hooks != nullptr && utcSeconds != nullptr && hooks->utcSeconds(*utcSeconds);
 }

@@ -52,6 +52,31 @@ void VirtualGpsd::reportsEvery(Duration period, Fill fill) {
     };
 }
 
+void VirtualGpsd::sendsAFix(double latitude, double longitude) {
+    reports([=](gps_data_t& record) {
+        record.set = STATUS_SET | MODE_SET | LATLON_SET;
+        record.fix.mode = 3;
+        record.fix.latitude = latitude;
+        record.fix.longitude = longitude;
+    });
+}
+
+void VirtualGpsd::sendsTheSky(int satellites) {
+    reports([=](gps_data_t& record) {
+        record.set |= SATELLITE_SET;
+        record.satellites_visible = record.satellites_used = satellites;
+        std::for_each_n(record.skyview, satellites, [](auto& satellite) { satellite.used = true; });
+    });
+}
+
+void VirtualGpsd::stopsInALine() {
+    afterwards_ = [] { return Cycle{Duration(0), true, 0, nullptr}; };
+}
+
+void VirtualGpsd::dies() {
+    afterwards_ = [] { return Cycle{Duration(0), true, -1, nullptr}; };
+}
+
 void VirtualGpsd::openGives(int result, int descriptor) {
     openResult_ = result;
     nextDescriptor_ = descriptor;

@@ -11,8 +11,9 @@
 
 /// libgps and the gpsd behind it, as a script: each `gps_waiting` of the library plays the next cycle.
 ///
-/// Keeps to libgps's contract: after a failed open a wait is over at once, and what would crash there (a read
-/// of a session that isn't open, a second close) fails the test.
+/// Keeps to libgps's contract (tests/contracts runs one suite against both): after a failed open a wait is
+/// over at once, and what would crash there (a read of a session that isn't open, a second close) fails the
+/// test.
 class VirtualGpsd {
 public:
     using Duration = VirtualClock::Duration;
@@ -32,6 +33,15 @@ public:
     void isSilent(int times = 1);
     /// When the script is over: a report each `period`. Without this gpsd is silent.
     void reportsEvery(Duration period, Fill fill);
+    /// A report of a fix (status, mode and position), which sets the mask anew, as libgps has it.
+    void sendsAFix(double latitude, double longitude);
+    /// A report of the sky, each satellite used, which adds its bit to the mask.
+    void sendsTheSky(int satellites);
+    /// When the script is over: half a line is there. Waits are over at once and reads give 0, until more
+    /// comes.
+    void stopsInALine();
+    /// When the script is over: gpsd has gone. Waits are over at once and reads give -1, for ever.
+    void dies();
     /// Runs as the last scripted cycle begins; the usual way to end the reader's loop.
     std::function<void()> whenLastCycleBegins;
 

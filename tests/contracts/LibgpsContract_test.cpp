@@ -1,0 +1,74 @@
+// libgps itself, connected to a gpsd that this program plays on a loopback port of its own.
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "GpsdContract.h"
+
+namespace {
+
+class LoopbackGpsd : public ScriptedGpsd {
+public:
+    LoopbackGpsd() {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const generic = reinterpret_cast<sockaddr*>(&address);
+        const bool works = bind(listener_, generic, size) == 0 && listen(listener_, 1) == 0 &&
+                           getsockname(listener_, generic, &size) == 0;
+        EXPECT_TRUE(works) << "no loopback port";
+        port_ = ntohs(address.sin_port);
+    }
+    ~LoopbackGpsd() override {
+        dies();
+        refuses();
+    }
+
+    const char* host() const override { return "127.0.0.1"; }
+    std::string port() const override { return std::to_string(port_); }
+
+    void refuses() override { shut(listener_); }
+    void accepts() override { client_ = accept(listener_, nullptr, nullptr); }
+
+    void sendsAFix(double latitude) override { sends(kFixBegin + fixEnd(latitude)); }
+    void sendsTheSky(int satellites) override {
+        std::string list;
+        for (int i = 1; i <= satellites; ++i)
+            list += (i > 1 ? "," : "") + (R"({"PRN":)" + std::to_string(i)) +
+                    R"(,"el":30.0,"az":10.0,"ss":38.5,"used":true})";
+        sends(R"({"class":"SKY","device":"/dev/x","satellites":[)" + list + "]}\r\n");
+    }
+    void sendsItsDevices() override {
+        sends(R"({"class":"DEVICES","devices":[]})"
+              "\r\n");
+    }
+    void sendsHalfAFix() override { sends(kFixBegin); }
+    void sendsTheRestOfTheFix(double latitude) override { sends(fixEnd(latitude)); }
+    void dies() override { shut(client_); }
+
+private:
+    static std::string fixEnd(double latitude) {
+        return R"("mode":3,"lat":)" + std::to_string(latitude) + R"(,"lon":11.5})" + "\r\n";
+    }
+    void sends(const std::string& text) {
+        EXPECT_EQ(send(client_, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
+    }
+    static void shut(int& descriptor) {
+        if (descriptor >= 0)
+            close(descriptor);
+        descriptor = -1;
+    }
+
+    const std::string kFixBegin = R"({"class":"TPV","device":"/dev/x",)";
+    int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    int client_ = -1;
+    int port_ = 0;
+};
+
+std::unique_ptr<ScriptedGpsd> loopbackGpsd() { return std::make_unique<LoopbackGpsd>(); }
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Libgps, GpsdContract, ::testing::Values(MakeScriptedGpsd{"libgps", loopbackGpsd}));
