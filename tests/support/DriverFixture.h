@@ -81,6 +81,7 @@ public:
 
 private:
     unsigned int called(const char* name, unsigned int result) {
+        const GroundMemory memory;
         calls.push_back(name);
         counters.push_back(::noDataReadCounter());
         return result;

@@ -409,6 +409,17 @@ TEST_F(Watchdog, PausesUndisturbedByTheApplicationsTimers) {
     EXPECT_TRUE(blocked);
 }
 
+TEST_F(Watchdog, RestartsWithoutMemoryToo) {
+    withEachAllocationFailing([] { noDataReadCounter() = 11; },
+                              [this] { EXPECT_EQ(driver->GPSHAL_RUXO_3::GetData(data), kNoCurrentData); },
+                              [this] {
+                                  EXPECT_EQ(noDataReadCounter(), 0u);
+                                  EXPECT_TRUE(driver->IsRunning());
+                                  EXPECT_TRUE(unit.shell.daemon.running);
+                                  EXPECT_FALSE(unit.port.isOpen());
+                              });
+}
+
 TEST_F(Watchdog, ActsInNoOtherQuery) {
     noDataReadCounter() = 11;
     long seconds = 0;

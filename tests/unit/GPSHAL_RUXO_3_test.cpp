@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <utility>
 #include <vector>
@@ -70,6 +71,21 @@ TEST_F(DriverConstruction, LeavesTheCounterOfEmptyCyclesAlone) {
     EXPECT_EQ(noDataReadCounter(), 7u);
 }
 
+TEST_F(DriverConstruction, ThrowsForWantOfMemoryAloneAndLeavesNothingBehind) {
+    std::unique_ptr<GPSHAL> hal;
+    std::size_t thrown = 0;
+    while (hal == nullptr) {
+        try {
+            const FailingMemory memory(thrown + 1);
+            hal.reset(GPSHAL::GetNewInstance());
+        } catch (const std::bad_alloc&) {
+            ++thrown;
+            EXPECT_FALSE(unit.port.isOpen());
+        }
+    }
+    EXPECT_GT(thrown, 5u);
+}
+
 class DriverDestruction : public DriverFixture {};
 
 TEST_F(DriverDestruction, StopsTheReaderKillsGpsdAndThenSavesTheDatabase) {
@@ -78,6 +94,19 @@ TEST_F(DriverDestruction, StopsTheReaderKillsGpsdAndThenSavesTheDatabase) {
     const Lines done = unit.journal.only({"pthread_", "popen kill", "remove", "fopen /data"});
     EXPECT_THAT(done, ElementsAre("pthread_join thread 1", "popen kill -9 $(pidof gpsd)",
                                   "remove /var/run/gpsd.pid", "fopen /data/NavigationDatabaseDump wb"));
+}
+
+TEST_F(DriverDestruction, ThrowsNothingWithoutMemory) {
+    withEachAllocationFailing(
+        [this] {
+            driver = std::make_unique<GPSHAL_RUXO_3>();
+            start();
+        },
+        [this] { driver.reset(); },
+        [this] {
+            EXPECT_EQ(unit.journal.count("popen kill"), 1u);
+            EXPECT_FALSE(unit.port.isOpen());
+        });
 }
 
 TEST_F(DriverDestruction, JoinsNothingWhenItNeverStarted) {
@@ -469,6 +498,18 @@ TEST_F(DriverStart, RunsAllItsLifeWithoutMemory) {
                                   EXPECT_FALSE(driver->IsActive());
                               },
                               [this] { EXPECT_EQ(unit.journal.count("popen kill"), 1u); });
+}
+
+TEST_F(DriverStart, HandsAPositionOverWithoutMemoryOrLeavesItOut) {
+    driver->Initialize();
+    withEachAllocationFailing(
+        [this] { unit.forget(); },
+        [this] { EXPECT_EQ(driver->GPSHAL_RUXO_3::setInitialPosition(52500000, 13400000, 12345), 0u); },
+        [this] {
+            EXPECT_TRUE(driver->IsRunning());
+            EXPECT_TRUE(unit.shell.daemon.running);
+            EXPECT_FALSE(unit.port.isOpen());
+        });
 }
 
 class DriverStop : public DriverFixture {};
