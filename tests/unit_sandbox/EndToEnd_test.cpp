@@ -58,7 +58,7 @@ TEST_F(Service, CallsOnPositionUpdateWithEveryEleventhFix) {
     const auto updates = unit.lines("event", "position");
     ASSERT_GE(updates.size(), 3u);
     for (std::size_t i = 1; i < updates.size(); ++i)
-        EXPECT_NEAR(updates[i].t - updates[i - 1].t, 11, 2.5);
+        EXPECT_NEAR(updates[i].t - updates[i - 1].t, 11, 1); // whole seconds, looked at four times in each
 }
 
 TEST_F(Service, WorksForAnApplicationWithoutACallback) {
@@ -130,8 +130,8 @@ std::string route(double metres, double speed) {
 
 } // namespace
 
-// What is left at the end, less than 15 m, is not counted yet. Each step is rounded to a metre, which does
-// not average out where a busy host lets cycles come unevenly: hence no faster clock.
+// What is left at the end, less than 15 m, is not counted yet. Each step is rounded to a metre, which
+// averages out where the cycles come evenly.
 TEST_F(Service, CountsTheRoutesLengthWithinAPercentAfterTheWarmUp) {
     unit.receiver("--ttff 2 --hold " + route(6000, 20));
     serve(concat(concat(kWarmUp, {"readings", control("go")}), kStandAtTheEnd));
@@ -266,8 +266,7 @@ TEST_F(Service, EndsTheWorkerWhenTheApplicationDisablesIt) {
 
 TEST_F(Service, IsNotDisturbedByTheApplicationsTimer) {
     unit.receiver("--ttff 2");
-    serve(
-        {kFirstFix, "timer 100", "until position 3 100", "timer 0"}); // of the host: 10 a second on the unit
+    serve({kFirstFix, "timer 10", "until position 3 100", "timer 0"});
     EXPECT_THAT(unit.loggedLike("cycles without any data reception"), IsEmpty());
     EXPECT_THAT(unit.logged(3, kWatchdog), IsEmpty());
 }
@@ -318,7 +317,7 @@ long secondOf(const std::string& quoted) {
     return strptime(quoted.c_str(), "\"%Y-%m-%dT%H:%M:%S", &utc) == nullptr ? -1 : timegm(&utc);
 }
 
-constexpr int kQuiet = 40; // a busy host may hold everybody up for seconds of a fast clock
+constexpr int kQuiet = 9; // the captures have no longer pause
 
 class Fixes : public EndToEndTest {
 protected:
@@ -382,7 +381,7 @@ protected:
 
 TEST_F(Fixes, ArriveEachWithTheReceiverAtOneHertz) {
     play("--waypoints '47,8,20;47.02,8,20' --start 47,8,400 --burst", 40, 40);
-    expectEachFixDelivered(25);
+    expectEachFixDelivered(38); // of 42, less those by which gpsd recognises the receiver
 }
 
 // Two reports an epoch are a few more than the reader takes: it falls behind, but loses none, and catches up
@@ -402,7 +401,7 @@ TEST_F(Fixes, ArriveFromACaptureOfTheSimulator) {
     const std::string capture = drive.dataFolder() + "/capture";
     ASSERT_GT(std::filesystem::file_size(capture), 10000u);
     play("--recording " + capture, 200, kQuiet);
-    expectEachFixDelivered(20); // a busy host may cost the capture some seconds
+    expectEachFixDelivered(40); // of 45, less 2 to the fix and those by which gpsd recognises the receiver
 }
 
 // --- Captures of real receivers -------------------------------------------------------------------------

@@ -18,8 +18,9 @@
 //   readings, state                           prints the library's readings, the receiver's state
 //   write FILE TEXT ...                       replaces a file's content, or writes to a pipe
 //   shell COMMAND ...                         its output is printed in lines that begin with "output "
-//   timer HZ                                  a signal that interrupts the application that often; 0: no more
-//   watch-port                                looks from now on who holds the receiver's port open
+//   timer HZ                                  a signal for the application, that often; 0: no more
+//   timer-here HZ                             the same, and it interrupts the thread that carries out the
+//   steps watch-port                                looks from now on who holds the receiver's port open
 //   driver, destroy-driver                    a driver without an adapter, started
 //   poll SECONDS [QUIET]                      asks it at short intervals and prints each answer that is new;
 //   ends
@@ -339,6 +340,7 @@ private:
             {"write", 2, &Probe::writeFile},
             {"shell", 1, &Probe::runShell},
             {"timer", 1, &Probe::startTimer},
+            {"timer-here", 1, &Probe::startTimer},
             {"watch-port", 0, &Probe::watchPort},
             {"driver", 0, &Probe::startDriver},
             {"poll", 1, &Probe::pollDriver},
@@ -524,21 +526,28 @@ private:
         print(text("end shell status=%d", pclose(stream)));
     }
 
-    // The kernel hands the signal to the main thread as long as that takes it, and nobody would be disturbed.
+    // The kernel hands the signal to the main thread as long as that takes it, and no other would be
+    // disturbed.
     void startTimer(const Words& words) {
         sigset_t alarm;
         sigemptyset(&alarm);
         sigaddset(&alarm, SIGALRM);
-        pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+        pthread_sigmask(words[0] == "timer-here" ? SIG_UNBLOCK : SIG_BLOCK, &alarm, nullptr);
         struct sigaction action = {};
         action.sa_handler = [](int) {};
         action.sa_flags = SA_RESTART;
         sigaction(SIGALRM, &action, nullptr);
-        const double rate = number(words[1]);
+        const double rate = number(words[1]) * unitSpeed();
         const auto periodUs = static_cast<suseconds_t>(rate > 0 ? 1e6 / rate : 0);
         const itimerval period = {{0, periodUs}, {0, periodUs}};
         if (setitimer(ITIMER_REAL, &period, nullptr) != 0)
             fail("the timer does not start");
+    }
+
+    // Timers count the host's time.
+    static double unitSpeed() {
+        const char* const speed = getenv("UNIT_SPEED");
+        return speed == nullptr ? 1 : number(speed);
     }
 
     void watchPort(const Words&) { portWatch_.begin(); }
