@@ -12,7 +12,7 @@ readonly application=$build/examples/drive
 readonly simulator=$build/simulator/receiver-simulator
 readonly route=examples/drive/route.txt
 
-readonly polls_until_kill=50 # an interrupted step gets five seconds to end by itself
+readonly end_s=2 # so long an interrupted step has to end by itself
 
 folder=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 readonly folder
@@ -79,10 +79,10 @@ runs() { pgrep --pgroup "$1" --runstates R,S,D,T >/dev/null; }
 # SIGTERM comes again until all is over: the virtual unit ends its command gently at the first one and at once at the
 # second; ninja takes its compilers along.
 end_step() {
-    local polls
-    for ((polls = 0; polls < polls_until_kill; polls++)); do
-        ((polls % 2)) || kill -TERM -- "$1" "-$1"
-        sleep 0.1
+    local deadline_s=$((SECONDS + end_s))
+    while ((SECONDS < deadline_s)); do
+        kill -TERM -- "$1" "-$1"
+        sleep 0.2
         runs "$1" || return
     done
     kill -KILL -- "-$1"
