@@ -32,7 +32,9 @@ void Line::queue(Frame frame, bool mayOvertake) {
     auto place = frames_.end();
     if (mayOvertake) {
         const auto first = frames_.begin() + (started_ ? 1 : 0);
-        place = std::find_if(first, frames_.end(), [](const Frame& queued) { return queued.yields; });
+        place = std::find_if(first, frames_.end(), [&](const Frame& queued) {
+            return queued.yields || queued.notBefore > frame.notBefore;
+        });
     } else {
         // A delayed frame doesn't hold up what is due before it.
         while (place != frames_.begin() && std::prev(place)->notBefore > frame.notBefore &&

@@ -63,6 +63,14 @@ TEST_F(LineTest, DelayedFrameWaitsAndLetsOthersPass) {
     EXPECT_EQ("late", arrivedAfter(600ms));
 }
 
+TEST_F(LineTest, OvertakingWaitsForNothingThatBeginsLater) {
+    queue("late", 500ms);
+    line.queue({"epoch", start + 1ms, 0, false}, true);
+    queue("soon", 2ms);
+    EXPECT_EQ("epochsoon", arrivedAfter(100ms));
+    EXPECT_EQ("late", arrivedAfter(600ms));
+}
+
 TEST_F(LineTest, OvertakingGoesAheadOfWhatYieldsButNotOfWhatIsOnItsWay) {
     queue("first", 0ns, true);
     queue("second", 0ns, true);
