@@ -36,7 +36,8 @@ namespace gpsreport {
 
 // --- Differences between generations --------------------------------------------------------------------
 
-/// Whether a report's fix status stands beside its `fix`.
+/// Whether a report's fix status stands beside its `fix`. Naming a member that isn't there would not compile,
+/// so its existence decides, here and below.
 template <typename Report, typename = void>
 struct HasOuterStatus : std::false_type {};
 template <typename Report>
@@ -66,9 +67,10 @@ double altitude(const Fix& fix) {
         return fix.altitude;
 }
 
-/// A fix's time in whole seconds since the Unix epoch, truncated toward zero and limited to 32 bits; NaN is
-/// 0.
+/// A fix's time in whole seconds since the Unix epoch, truncated toward zero and limited to 32 bits. A time
+/// that is no number is 0.
 inline int32_t seconds(double time) { return saturate<int32_t>(time); }
+/// The same: a timespec counts its fraction upwards, so -0.5 s is second -1 and half a second.
 inline int32_t seconds(const timespec& time) {
     const bool fractionBeforeEpoch = time.tv_sec < 0 && time.tv_nsec > 0;
     return saturateSeconds<int32_t>(static_cast<long long>(time.tv_sec) + (fractionBeforeEpoch ? 1 : 0));
@@ -87,8 +89,13 @@ int read(int (*gpsRead)(Report*, char*, int), Report* report) {
 }
 
 // --- The copy ---------------------------------------------------------------------------------------------
+//
+// A table, so that a value, the bit that announces it and the time at which it came can't drift apart: what
+// is copied is also what `makeStale` resets. To take another value from gpsd: give it a member and an arrival
+// time in ReaderBlock.h (whose layout Layout_test pins), and a row below.
 
-/// One row of the copy: a group of values that come together.
+/// One row of the copy: a group of values that come together, and are stamped together: a query that finds
+/// the arrival time current may use all of them.
 template <typename Report>
 struct CopyRow {
     gps_mask_t mask;                                        ///< a report that carries all these bits has them
@@ -97,7 +104,8 @@ struct CopyRow {
 };
 
 /// Takes the sky view: both counts as they stand, and as many satellites as report and snapshot have room
-/// for. Entries behind them keep what they held. Angles that are no numbers are 0.
+/// for. A negative count has none. Entries behind them keep what they held, which nobody looks at. Angles
+/// lose their fractions; those that are no numbers are 0.
 template <typename Report>
 void copySatellites(const Report& report, ReaderBlock& block) {
     block.satellitesVisible = report.satellites_visible;
@@ -114,7 +122,7 @@ void copySatellites(const Report& report, ReaderBlock& block) {
     }
 }
 
-/// Takes the seven dilutions of precision.
+/// Takes the seven dilutions of precision, as gpsd gives them: NaN for those that it doesn't know.
 template <typename Report>
 void copyDop(const Report& report, ReaderBlock& block) {
     block.xdop = report.dop.xdop;
@@ -126,7 +134,9 @@ void copyDop(const Report& report, ReaderBlock& block) {
     block.gdop = report.dop.gdop;
 }
 
-/// The rows, in the order of the copy.
+/// The rows, in the order of the copy. Beside each: the place in gpsd's JSON from which libgps takes the
+/// values, and their unit. Altitude, times and angles are converted; everything else is copied as it stands,
+/// NaN and infinity included, and judged by the queries.
 template <typename Report>
 const auto& copyRows() {
     using R = const Report&;
@@ -135,20 +145,34 @@ const auto& copyRows() {
     // DOP_SET is not consulted. Pinned by GpsReportCopy.TakesDilutionsOnlyWithTimePositionAltitudeAndSky
     static constexpr gps_mask_t kDopMask = TIME_SET | LATLON_SET | ALTITUDE_SET | SATELLITE_SET;
     static constexpr CopyRow<Report> kRows[] = {
+        // TPV "status", also of a report without a fix
         {STATUS_SET, [](R r, B& b) { b.status = status(r); }, &B::tsStatus},
+        // TPV "time"
         {TIME_SET, [](R r, B& b) { b.fixTime = seconds(r.fix.time); }, &B::tsTime},
+        // TPV "mode"
         {MODE_SET, [](R r, B& b) { b.mode = r.fix.mode; }, &B::tsMode},
+        // TPV "lat" and "lon", degrees
         {LATLON_SET, [](R r, B& b) { b.latitude = r.fix.latitude, b.longitude = r.fix.longitude; },
          &B::tsLatLon},
+        // TPV "altMSL", "altHAE" or "alt", m
         {ALTITUDE_SET, [](R r, B& b) { b.altitude = altitude(r.fix); }, &B::tsAltitude},
+        // TPV "track", degrees
         {TRACK_SET, [](R r, B& b) { b.track = r.fix.track; }, &B::tsTrack},
+        // TPV "speed", m/s
         {SPEED_SET, [](R r, B& b) { b.speed = r.fix.speed; }, &B::tsSpeed},
+        // TPV "climb", m/s
         {CLIMB_SET, [](R r, B& b) { b.climb = r.fix.climb; }, &B::tsClimb},
+        // SKY "satellites"
         {SATELLITE_SET, copySatellites<Report>, &B::tsSatellites},
+        // TPV "ept", s
         {TIMERR_SET, [](R r, B& b) { b.ept = r.fix.ept; }, &B::tsTimeError},
+        // TPV "epx" and "epy", m
         {HERR_SET, [](R r, B& b) { b.epx = r.fix.epx, b.epy = r.fix.epy; }, &B::tsHorizontalError},
+        // TPV "epv", m
         {VERR_SET, [](R r, B& b) { b.epv = r.fix.epv; }, &B::tsVerticalError},
+        // TPV "eps", m/s
         {SPEEDERR_SET, [](R r, B& b) { b.eps = r.fix.eps; }, &B::tsSpeedError},
+        // SKY "xdop" to "gdop"
         {kDopMask, copyDop<Report>, &B::tsDop},
     };
     return kRows;
@@ -167,7 +191,8 @@ void copy(const Report& report, time_t cycleTime, ReaderBlock& block) {
 }
 
 /// Makes every value that the copy ever stamps count as stale: all arrival times are 0 afterwards, and
-/// nothing else is changed. Called before a reader is started.
+/// nothing else is changed. It goes over the same rows, so it can't miss one. Called on the owner's thread
+/// before a reader is started, without `semaphore`; a reader that runs meanwhile would stamp anew.
 template <typename Report>
 void makeStale(ReaderBlock& block) {
     for (const CopyRow<Report>& row : copyRows<Report>())
