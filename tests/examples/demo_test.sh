@@ -137,7 +137,7 @@ ctrl_c_ends_the_first_start() {
     expect "there is no second start" equal "$(grep -c "== second start" "$output")" 0
 }
 
-ctrl_c_ends_the_second_start() { interrupt_once "== second start" --speed 10; }
+ctrl_c_ends_the_second_start() { interrupt_once "== second start"; }
 
 ctrl_c_ends_a_recording() {
     make_capture
