@@ -420,11 +420,12 @@ TEST_F(Receiver, LeavesAnOldFileThatCanNotBeWrittenAsItIs) {
     std::filesystem::remove(old);
 }
 
-TEST_F(Receiver, IsServedWithoutRoomForTheDump) {
+TEST_F(Receiver, IsServedWithADeviceInPlaceOfTheDumpFile) {
     std::filesystem::create_symlink("/dev/full", dumpFile());
     unit.receiver("--ttff 2 --burst");
     serve({"until position 1 60"});
-    EXPECT_THAT(unit.logged(6, kEmptyDump), SizeIs(1));
+    EXPECT_THAT(unit.logged(6, kNoDumpFile), SizeIs(1));
+    EXPECT_THAT(unit.logged(3, kNotWritable), SizeIs(1));
 }
 
 // One page: the frames of a longer list stop in the middle, and the trailer would be missing.
