@@ -14,8 +14,8 @@
 /// Queries set their arguments to an empty value first (0, false, antenna state 1) and return a result code.
 /// A value counts as current when it arrived within the last 10 seconds; one exactly 10 s old still does.
 ///
-/// Only construction throws, for want of memory. Without memory the operations below do what they do and lose
-/// log lines; a configuration that runs out of it leaves out the commands that it can't build.
+/// Only construction throws, for want of memory. Without memory everything below goes on with the same
+/// results: log lines are lost, and what finds none for the receiver is left out.
 class RUXOGPS_API GPSHAL {
 public:
     /// Keeps a copy of `name`; nothing reads it back.
