@@ -15,11 +15,12 @@ namespace simulator {
 /// Sentences that are sent together or not at all: one message, or one system's GSV set.
 using SentenceGroup = std::vector<std::string>;
 
-/// All groups that are due at the `counter`-th epoch, in the receiver's order (RMC first, GLL behind GSV).
+/// All groups that are due at the `counter`-th epoch, in the receiver's order (DTM and RMC first,
+/// GLL behind GSV). Empty where the port has no NMEA.
 std::vector<SentenceGroup> writeSentences(const Epoch& epoch, const OutputConfiguration& output,
                                           uint64_t counter);
 
-/// What the receiver says about itself after power-up and reset.
+/// What the receiver says about itself after power-up and reset. Empty where the port has no NMEA.
 std::vector<std::string> powerUpBanner(const OutputConfiguration& output);
 
 /// The number of a satellite in GSA and GSV; none where this numbering has none for it (it is then not

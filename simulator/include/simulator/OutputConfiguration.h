@@ -45,7 +45,7 @@ struct OutputConfiguration {
     bool gsvUsesMainTalker = false; ///< gsvTalkerId of UBX-CFG-NMEA
     std::set<Constellation> enabled{Constellation::Gps, Constellation::Sbas, Constellation::Qzss,
                                     Constellation::Glonass};
-    std::chrono::milliseconds epochPeriod{1000};
+    std::chrono::milliseconds epochPeriod{1000}; ///< at least 25; the core sends no faster
     /// One sentence every n-th epoch, 0 never; indexed by Sentence.
     std::array<uint8_t, kSentenceIds> sentenceRate = factorySentenceRates();
 
@@ -55,7 +55,7 @@ struct OutputConfiguration {
     }
 
     static constexpr std::array<uint8_t, kSentenceIds> factorySentenceRates() {
-        return {{1, 1, 1, 1, 1, 1}}; ///< GGA, GLL, GSA, GSV, RMC, VTG
+        return {{1, 1, 1, 1, 1, 1}}; // GGA, GLL, GSA, GSV, RMC, VTG
     }
 };
 

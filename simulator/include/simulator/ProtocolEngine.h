@@ -57,10 +57,10 @@ struct EngineOptions {
 
 enum class ResetCause {
     PowerUp,   ///< all memory lost but what the engine keeps in flash
-    ResetLine, ///< pulse of the reset line: configuration and battery-backed memory as the real receiver has
-               ///< it
+    ResetLine, ///< a pulse of the reset line: what survives it is the engine's affair
 };
 
+/// A line of the state file, or a command with its arguments and its help.
 struct KeyValue {
     std::string key;
     std::string value;
@@ -74,8 +74,9 @@ public:
     /// wrong. A frame may come in any number of pieces.
     virtual Reaction receive(std::string_view bytes, TimePoint now) = 0;
 
-    /// Called once before anything else (PowerUp), and at each pulse of the reset line. The core drops what
-    /// is queued on the line, sends the power-up banner and restarts the time to first fix by itself.
+    /// Called before anything else and at each power cycle (PowerUp), and at each pulse of the reset line.
+    /// The core drops what is queued on the line, sends the power-up banner and restarts the time to first
+    /// fix by itself.
     virtual Reaction reset(ResetCause cause, TimePoint now) = 0;
 
     /// An epoch: the engine's own messages (UBX-NAV and others switched on), sent behind the NMEA sentences.

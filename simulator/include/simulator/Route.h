@@ -15,6 +15,7 @@
 
 namespace simulator {
 
+/// One point of a drive.
 struct Waypoint {
     GeoPosition position;
     double speedMps = 0; ///< wanted on the leg that starts here
@@ -22,11 +23,12 @@ struct Waypoint {
     bool tunnel = false; ///< no sky on the leg that starts here
 };
 
+/// Where the antenna is at a moment, and how it moves.
 struct MotionState {
     GeoPosition position;
     double speedMps = 0;
-    double courseDeg = 0;
-    double climbMps = 0;
+    double courseDeg = 0;    ///< 0 to 360
+    double climbMps = 0;     ///< upwards positive
     double travelledM = 0;   ///< along the route since departure
     bool skyBlocked = false; ///< inside a tunnel
     bool arrived = false;    ///< at the end of a route that does not repeat
