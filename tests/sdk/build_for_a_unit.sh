@@ -1,6 +1,7 @@
 #!/bin/bash
-# Builds and installs the library against an SDK folder, as for a unit, and an application against both. The SDK is
-# made of the host's platform libraries.
+# Builds and installs the library as for a unit: with a toolchain file as a vendor ships it, which has everything looked
+# for under a system root, and an SDK folder beside it. The system root is the host's own, the SDK is made of the
+# host's platform libraries. Then an application is linked against both.
 #
 #   build_for_a_unit.sh SOURCE-FOLDER WORK-FOLDER COMPILER PLATFORM-LIBRARY...
 set -eu
@@ -9,32 +10,30 @@ source_folder=$1
 work=$2
 compiler=$3
 shift 3
+here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
+. "$here/unit_build.sh"
 
 rm -rf "$work"
-mkdir -p "$work/sdk/lib"
-cp -r "$source_folder/platform/include" "$work/sdk/include"
-cp "$@" "$work/sdk/lib/"
+make_sdk "$@"
+copy_sources "$work/here"
+build_and_install "$work/here" "$work/root"
 
-cmake -S "$source_folder" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug \
-    -DRUXO_PLATFORM="$work/sdk" -DRUXOGPS_TESTS=OFF -DRUXOGPS_HOST_TOOLS=OFF
-cmake --build "$work/build"
-cmake --install "$work/build" --prefix "$work/root"
-
-complain() {
-    echo "$1" >&2
-    exit 1
-}
-
-[[ -z $(find "$work/build" -name 'libruxo.so' -o -name 'liblogging.so') ]] ||
+[[ -z $(find "$work/here/build" -name 'libruxo.so' -o -name 'liblogging.so') ]] ||
     complain "the host's platform libraries were built although an SDK was given"
 library=$work/root/lib/libruxogps.so
 for name in ruxohal ruxo logging utilities; do
     readelf -d "$library" | grep -q "NEEDED.*\[lib$name\.so\]" || complain "libruxogps.so does not need lib$name.so"
 done
 ! readelf -d "$library" | grep -E 'RPATH|RUNPATH' || complain "the installed library carries a search path of this host"
+grep -qx 'CMAKE_BUILD_TYPE:STRING=RelWithDebInfo' "$work/here/build/CMakeCache.txt" ||
+    complain "without a build type the library is not optimised"
 
 "$compiler" -std=c++17 -I"$work/root/include/ruxogps" -I"$work/sdk/include" "$source_folder/examples/minimal.cpp" \
     -o "$work/minimal" -L"$work/root/lib" -L"$work/sdk/lib" -lruxogps -lruxohal -lruxo -llogging -lutilities
 ! LD_LIBRARY_PATH="$work/root/lib:$work/sdk/lib" ldd "$work/minimal" | grep 'not found' ||
     complain "the application's libraries are not complete"
+
+# What else may be built for a unit is at least found.
+cmake -S "$source_folder" -B "$work/with-tests" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$work/toolchain.cmake" \
+    -DRUXO_PLATFORM="$work/sdk" -DRUXOGPS_TESTS=ON
 echo "built, installed and linked against the SDK"

@@ -1,0 +1,43 @@
+# Sourced by the tests of this folder: a vendor's SDK and toolchain file in $work, and a build with them by $compiler.
+# shellcheck shell=bash
+# shellcheck disable=SC2154  # `work` and `compiler` are the caller's
+
+export CCACHE_DISABLE=1 # a cache would bring objects of other folders
+
+complain() {
+    echo "$1" >&2
+    exit 1
+}
+
+# make_sdk PLATFORM-LIBRARY...
+make_sdk() {
+    mkdir -p "$work/sdk/lib" "$work/sysroot"
+    cp -r "$source_folder/platform/include" "$work/sdk/include"
+    cp "$@" "$work/sdk/lib/"
+    ln -s /usr "$work/sysroot/usr"
+    cat >"$work/toolchain.cmake" <<TOOLCHAIN
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR $(uname -m))
+set(CMAKE_CXX_COMPILER $compiler)
+set(CMAKE_FIND_ROOT_PATH $work/sysroot)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+TOOLCHAIN
+}
+
+# copy_sources FOLDER: what it takes to build the library.
+copy_sources() {
+    mkdir -p "$1/tests"
+    cp -r "$source_folder"/{CMakeLists.txt,include,platform,src} "$1/"
+    cp -r "$source_folder/tests/abi" "$1/tests/"
+}
+
+# build_and_install SOURCE-FOLDER INSTALLED-FOLDER: as a stranger would, without a build type.
+build_and_install() {
+    cmake -S "$1" -B "$1/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$work/toolchain.cmake" -DRUXO_PLATFORM="$work/sdk" \
+        -DRUXOGPS_TESTS=OFF -DRUXOGPS_HOST_TOOLS=OFF
+    cmake --build "$1/build"
+    cmake --install "$1/build" --prefix "$2"
+}
