@@ -18,9 +18,9 @@ TEST(Numbers, WhatIsNoNumberOrOutsideItsRangeIsRefused) {
 }
 
 TEST(Numbers, AWholeNumberIsDigitsAlone) {
-    EXPECT_EQ(7U, parseWhole("7", 0, 10));
-    EXPECT_EQ(10U, parseWhole("0010", 0, 10));
-    EXPECT_EQ(4'294'967'295U, parseWhole("4294967295", 0, UINT32_MAX));
+    EXPECT_EQ(7u, parseWhole("7", 0, 10));
+    EXPECT_EQ(10u, parseWhole("0010", 0, 10));
+    EXPECT_EQ(4'294'967'295u, parseWhole("4294967295", 0, UINT32_MAX));
     for (const char* text : {"", "-1", "+1", " 1", "1.0", "0x1", "11", "4294967296"})
         EXPECT_FALSE(parseWhole(text, 0, 10)) << text;
     EXPECT_FALSE(parseWhole("0", 1, 10));
