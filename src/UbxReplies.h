@@ -11,8 +11,8 @@
 /// Zero bytes that lie behind a read buffer: what follows a pattern found at its end is read there.
 constexpr uint32_t kReadBufferSlack = 8;
 
-/// The first position from `start` on at which `needle` stands in `haystack`, or -1. The last position at
-/// which it would fit is never tested.
+/// The first position from `start` on at which `needle` stands in `haystack`, or -1, also for a haystack that
+/// is shorter. The last position at which it would fit is never tested. Lengths and positions in bytes.
 int findBytes(const unsigned char* haystack, unsigned int haystackLength, const unsigned char* needle,
               unsigned int needleLength, unsigned int start);
 
@@ -32,7 +32,9 @@ public:
     /// Fills the buffer with zeros, those behind it included.
     void clear();
 
-    /// Takes what has arrived at `port`, at most `size` bytes, over the buffer's first ones. Doesn't wait.
+    /// Takes what has arrived at `port`, at most `size` bytes, over the buffer's first ones; the rest stays
+    /// as it is. Doesn't wait on a line that was set up (see ReceiverPort.h), and an idle one brings nothing.
+    /// A read that fails counts as one that brought nothing.
     void readFrom(FILE* port);
 
     /// The header of the first UBX-ACK-ACK from `start` on.
@@ -45,7 +47,8 @@ public:
     const unsigned char* payloadOf(int position) const;
 
     /// Appends the frames of this class and id that lie before the first MGA-ACK to `frames`: each of them
-    /// or, without memory for one (std::bad_alloc), those before it.
+    /// or, without memory for one (std::bad_alloc), those before it. A frame that runs past the buffer's end
+    /// is cut there. Its checksum is not looked at.
     void collect(unsigned char msgClass, unsigned char msgId, CollectedFrames& frames) const;
 
 private:
