@@ -2,6 +2,7 @@
 #define ADAPTERFIXTURE_H
 
 #include <memory>
+#include <vector>
 
 #include "AdapterMembers.h"
 #include "RecordingCallback.h"
@@ -52,6 +53,20 @@ protected:
         change(p);
         EXPECT_EQ(adapter->SetParams(p), 0u);
         unit.forget();
+    }
+
+    /// Whether `isDone` held at each call on the lock while `operation` ran, those that take it and those
+    /// that give it back.
+    template <typename Operation, typename IsDone>
+    std::vector<bool> seenAtTheLock(Operation operation, IsDone isDone) {
+        std::vector<bool> seen;
+        unit.semaphores.beforeEachCall = [&](VirtualSemaphores::Call, const sem_t* called) {
+            if (called == &lock())
+                seen.push_back(isDone());
+        };
+        operation();
+        unit.semaphores.beforeEachCall = nullptr;
+        return seen;
     }
 
     /// What the callback was told since the last question.

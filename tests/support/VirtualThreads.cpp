@@ -53,6 +53,8 @@ int VirtualThreads::create(pthread_t* handle, const pthread_attr_t* attributes, 
     pthread_sigmask(SIG_SETMASK, nullptr, &thread.signalMask);
     const std::size_t index = keep(thread);
     journal_.add("pthread_create " + numbered(index));
+    if (atCreation)
+        atCreation();
     if (clock_.hasRealThreads())
         return createReal(index, handle, real);
     *handle = kFirstHandle + index;

@@ -47,6 +47,9 @@ public:
     /// Joining a captured thread that has not been run yet runs it, as if it had been slow to start.
     bool runsAtJoin = false;
 
+    /// Runs in each `pthread_create` that succeeds, before it returns.
+    std::function<void()> atCreation;
+
     /// The next `pthread_create`, `pthread_join` or `pthread_cancel` gives `error`.
     void createFails(int error) { createError_ = error; }
     void joinFails(int error) { joinError_ = error; }

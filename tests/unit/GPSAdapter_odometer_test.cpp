@@ -42,6 +42,7 @@ protected:
         return {latitude, longitude};
     }
 
+    using Seen = std::vector<bool>;
     const Lines kOnce = {"sem_wait lock", "sem_post lock"};
     const Lines kTwice = {"sem_wait lock", "sem_post lock", "sem_wait lock", "sem_post lock"};
 };
@@ -266,6 +267,37 @@ TEST_F(UpdateOdometer, WrapsAtItsEnd) {
     metres() = kUnsignedMax;
     step(180);
     EXPECT_EQ(metres(), 19u);
+}
+
+// --- What the lock covers -------------------------------------------------------------------------------
+
+TEST_F(UpdateOdometer, TakesItsReferenceUnderTheLock) {
+    current() = fixAt(48137154, 11576124);
+    warmup() = 0;
+    const auto moved = [&] { return reference().latitude != 0 || filtered().longitude != 0; };
+    EXPECT_EQ(seenAtTheLock([&] { update(); }, moved), (Seen{false, true}));
+}
+
+TEST_F(UpdateOdometer, SmoothsUnderTheLock) {
+    reference() = filtered() = fixAt(1000, 1000);
+    current() = fixAt(1100, 1100);
+    const auto smoothed = [&] { return filtered().latitude != 1000 || filtered().longitude != 1000; };
+    EXPECT_EQ(seenAtTheLock([&] { update(); }, smoothed), (Seen{false, true}));
+}
+
+TEST_F(UpdateOdometer, CountsUnderTheLockAndMovesTheReferenceBehindIt) {
+    const auto counted = [&] { return metres() != 0; };
+    EXPECT_EQ(seenAtTheLock([&] { step(180); }, counted), (Seen{false, false, false, true}));
+    const auto moved = [&] { return reference().latitude != 180; };
+    EXPECT_EQ(seenAtTheLock([&] { step(180); }, moved), (Seen{false, false, false, false}));
+}
+
+TEST_F(UpdateOdometer, ForgetsBothPointsBeforeItTakesTheLockForTheWarmUp) {
+    warmup() = 0;
+    EXPECT_EQ(seenAtTheLock([&] { step(9008); }, [&] { return warmup() == 180; }),
+              (Seen{false, false, false, true}));
+    const auto forgotten = [&] { return !reference().valid && !filtered().valid; };
+    EXPECT_EQ(seenAtTheLock([&] { step(9008); }, forgotten), (Seen{false, false, true, true}));
 }
 
 // --- Jumps ----------------------------------------------------------------------------------------------

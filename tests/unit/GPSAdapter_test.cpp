@@ -98,6 +98,14 @@ TEST_F(AdapterConstruction, PassesOnWhatTheDriversCreationThrows) {
     EXPECT_THAT(unit.port.sent, IsEmpty());
 }
 
+TEST_F(AdapterConstruction, PassesOnThatThereIsNoMemoryForItsGeofencesNames) {
+    for (const std::size_t geofence : {1u, 7u, 12u}) {
+        const FailingMemory memory(geofence);
+        EXPECT_THROW(const GPSAdapter adapter(nullptr), std::bad_alloc);
+    }
+    EXPECT_THAT(unit.journal.lines(), IsEmpty()) << "nothing is logged, and the receiver is left alone";
+}
+
 TEST_F(AdapterConstruction, PassesOnWhatTheWorkersCreationThrowsAndReleasesTheDriver) {
     expectFailure(sizeof(GPSTimedWorker));
     EXPECT_EQ(unit.journal.count("fopen /data/NavigationDatabaseDump wb"), 1u) << "the driver's destruction";
@@ -267,6 +275,90 @@ TEST_F(AdapterLocking, DoesNotGuardWhatNeedsNone) {
     adapter->GetNTPServiceAvailable();
     adapter->setInitialPosition(1, 2, 3);
     EXPECT_EQ(unit.journal.count("sem_"), 0u);
+}
+
+// --- What the lock covers ---------------------------------------------------------------------------------
+
+/// Done neither before the lock is taken nor after it was given back.
+const std::vector<bool> kWithin = {false, true};
+
+class AdapterLockCovers : public AdapterFixture {
+protected:
+    using Update = unsigned int (GPSAdapter::*)();
+    template <typename IsDone>
+    std::vector<bool> seenIn(Update update, IsDone isDone) {
+        return seenAtTheLock([&] { ((*adapter).*update)(); }, isDone);
+    }
+};
+
+TEST_F(AdapterLockCovers, TheSettingsOnTheirWayOut) {
+    member(AdapterParams()).enabled = true;
+    member(AdapterParams()).logInterval = 77;
+    GPSParams p;
+    const auto read = [&] { adapter->GetParams(p); };
+    EXPECT_EQ(seenAtTheLock(read, [&] { return p.enabled || p.logInterval == 77; }), kWithin);
+    p = GPSParams();
+    EXPECT_EQ(seenAtTheLock(read, [&] { return p.enabled && p.logInterval == 77; }), kWithin);
+}
+
+TEST_F(AdapterLockCovers, TheSettingsOnTheirWayIn) {
+    GPSParams p;
+    p.logInterval = 77;
+    const auto set = [&] { adapter->SetParams(p); };
+    const GPSParams& held = member(AdapterParams());
+    EXPECT_EQ(seenAtTheLock(set, [&] { return !held.enabled || held.logInterval == 77; }), kWithin);
+    adapter->ResetParams();
+    EXPECT_EQ(seenAtTheLock(set, [&] { return !held.enabled && held.logInterval == 77; }), kWithin);
+}
+
+TEST_F(AdapterLockCovers, TheReadings) {
+    member(AdapterAvailable()) = true;
+    member(AdapterTimeError()) = 77;
+    GPSReadings r;
+    const auto read = [&] { adapter->GetReadings(r); };
+    EXPECT_EQ(seenAtTheLock(read, [&] { return r.available || r.timeError == 77; }), kWithin);
+    r = GPSReadings();
+    EXPECT_EQ(seenAtTheLock(read, [&] { return r.available && r.timeError == 77; }), kWithin);
+}
+
+TEST_F(AdapterLockCovers, SatellitesAndErrorEstimates) {
+    hal->visible = hal->snr = hal->horizontalError = 7;
+    hal->timeError = 7;
+    EXPECT_EQ(seenIn(&GPSAdapter::UpdateSatelliteCount, [&] { return member(AdapterSatelliteCount()) == 7; }),
+              kWithin);
+    EXPECT_EQ(seenIn(&GPSAdapter::UpdateSNR, [&] { return member(AdapterSnr()) == 7; }), kWithin);
+    EXPECT_EQ(
+        seenIn(&GPSAdapter::UpdateErrorEstimates, [&] { return member(AdapterHorizontalError()) == 7; }),
+        kWithin);
+    member(AdapterTimeError()) = 0;
+    EXPECT_EQ(seenIn(&GPSAdapter::UpdateErrorEstimates, [&] { return member(AdapterTimeError()) == 7; }),
+              kWithin);
+}
+
+TEST_F(AdapterLockCovers, TheAntennasStatesAndTheAvailability) {
+    hal->antenna = GPS_ANTENNA_SHORT;
+    const auto update = &GPSAdapter::UpdateAntennaStatus;
+    EXPECT_EQ(seenIn(update, [&] { return member(AdapterAntennaState()) == GPS_ANTENNA_SHORT; }), kWithin);
+    EXPECT_EQ(seenIn(update, [&] { return member(AdapterPreviousAntennaState()) == GPS_ANTENNA_SHORT; }),
+              kWithin);
+    member(AdapterAvailable()) = true;
+    EXPECT_EQ(seenIn(update, [&] { return !member(AdapterAvailable()); }), kWithin);
+}
+
+TEST_F(AdapterLockCovers, TheTimeDeviation) {
+    unit.clock.setUtc(1700000000);
+    hal->utc = 1700000005;
+    const auto update = &GPSAdapter::UpdateSystemTimeDeviation;
+    EXPECT_EQ(seenIn(update, [&] { return member(AdapterTimeDelta()) == 5; }), kWithin);
+    member(AdapterTimeDeviationValid()) = false;
+    EXPECT_EQ(seenIn(update, [&] { return member(AdapterTimeDeviationValid()); }), kWithin);
+}
+
+TEST_F(AdapterLockCovers, TheFix) {
+    hal->fix = fixAt(48137154, 11576124);
+    const auto update = &GPSAdapter::UpdateCurrentPosition;
+    EXPECT_EQ(seenIn(update, [&] { return member(AdapterCurrentData()).valid; }), kWithin);
+    EXPECT_EQ(seenIn(update, [&] { return member(AdapterValidFixCounter()) == 2; }), kWithin);
 }
 
 // --- The lock, when its operation doesn't come to its end ------------------------------------------------

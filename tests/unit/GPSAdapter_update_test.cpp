@@ -204,6 +204,17 @@ TEST_F(UpdateCurrentPosition, TellsThePositionWithTheFixAlreadyStored) {
     EXPECT_EQ(unit.journal.count("callback OnPositionUpdate"), 1u);
 }
 
+TEST_F(UpdateCurrentPosition, CountsAnewOnceTheCallHasReturned) {
+    member(AdapterValidFixCounter()) = 10;
+    callback.atCall = [&](const std::string& call) {
+        if (call == "OnPositionUpdate") {
+            EXPECT_EQ(member(AdapterValidFixCounter()), 11u);
+        }
+    };
+    update();
+    EXPECT_EQ(member(AdapterValidFixCounter()), 0u);
+}
+
 TEST_F(UpdateCurrentPosition, HoldsTheLockDuringItsCallbacks) {
     member(AdapterValidFixCounter()) = 10;
     int calls = 0;

@@ -9,6 +9,7 @@
 #include <limits>
 #include <new>
 
+#include "PlatformHooks.h"
 #include "WorkerFixture.h"
 
 using ::testing::ElementsAre;
@@ -147,6 +148,19 @@ TEST_F(WorkerStart, TakesTheTokenAndThenCreatesTheThread) {
     EXPECT_FALSE(stopRequested());
     EXPECT_TRUE(VirtualSemaphores::isTaken(token()));
     EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(WorkerStart, TakesAStopBackBeforeItCreatesTheThreadAndCountsAsRunningAfterwards) {
+    stopRequested() = true;
+    bool created = false;
+    unit.threads.atCreation = [&] {
+        created = true;
+        EXPECT_FALSE(stopRequested()) << "or a quick thread would end at once";
+        EXPECT_FALSE(worker().IsActive());
+    };
+    worker().Start();
+    EXPECT_TRUE(created);
+    EXPECT_TRUE(worker().IsActive());
 }
 
 TEST_F(WorkerStart, WaitsForTheTokenUntilTheNextSecondAnd250Nanoseconds) {
@@ -373,6 +387,24 @@ TEST_F(WorkerLoop, SaysWhenItStartsAndStops) {
 TEST_F(WorkerLoop, CountsAsRunningFromItsBeginToItsEnd) {
     inSleep = [this] { EXPECT_TRUE(worker().IsActive()); };
     runCycles(3);
+    EXPECT_FALSE(worker().IsActive());
+}
+
+/// Whether the worker counted as running at its last log line.
+bool wasRunningWhenItLogged = false;
+const GPSTimedWorker* logging = nullptr;
+
+TEST_F(WorkerLoop, StillCountsAsRunningWhenItSaysThatItStopped) {
+    const PlatformHooks* const usual = platformHooks();
+    PlatformHooks watching = *usual;
+    watching.logLine = [](int, const char*, int, const char*) {
+        wasRunningWhenItLogged = logging->IsActive();
+    };
+    logging = &worker();
+    setPlatformHooks(&watching);
+    runCycles(1);
+    setPlatformHooks(usual);
+    EXPECT_TRUE(wasRunningWhenItLogged);
     EXPECT_FALSE(worker().IsActive());
 }
 
@@ -613,6 +645,33 @@ TEST_F(WorkerSchedule, CountsTheStatusFromTheEndOfItsBlock) {
     };
     runFor(10s);
     EXPECT_THAT(ticks["GetErrorEstimates"], ElementsAre(kStart, kStart + 3, kStart + 6, kStart + 9));
+}
+
+/// At tick 10, with a position block that takes four seconds.
+class WorkerScheduleOfASlowCycle : public WorkerSchedule {
+protected:
+    WorkerScheduleOfASlowCycle() {
+        unit.clock.setTick(10);
+        hal->atCall = [this](const std::string& name) {
+            ticks[name].push_back(unit.clock.tick());
+            if (name == "GetData")
+                unit.clock.advance(4s);
+        };
+    }
+};
+
+TEST_F(WorkerScheduleOfASlowCycle, JudgesTheLaterBlocksByTheTickAtItsBegin) {
+    setIntervals(10, 12, 12);
+    runFor(1s);
+    EXPECT_EQ(ticks["GetData"], Ticks{10});
+    EXPECT_EQ(ticks.count("GetAntennaStatus"), 0u);
+    EXPECT_EQ(detailLines(), 0u);
+}
+
+TEST_F(WorkerScheduleOfASlowCycle, CountsTheLogFromItsBegin) {
+    setIntervals(10, 100, 5);
+    runFor(7s); // two cycles, the second at 16.5
+    EXPECT_EQ(detailLines(), 2u);
 }
 
 TEST_F(WorkerSchedule, RunsABlockOnlyOnceTheTickHasPassedItsInterval) {

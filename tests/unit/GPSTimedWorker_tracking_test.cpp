@@ -103,6 +103,49 @@ TEST_F(TrackingBlock, CountsTheLockOutFromAReportThatFailed) {
     EXPECT_THAT(reports(), ElementsAre(kStart, kStart + 5));
 }
 
+/// The position block takes four seconds in each cycle that begins at `tick` or later.
+class TrackingOfASlowCycle : public TrackingBlock {
+protected:
+    void bringFixesSlowlyFrom(uint32_t tick) {
+        unit.clock.setTick(10);
+        hal->atCall = [this, tick](const std::string& name) {
+            if (name == "GetData" && unit.clock.tick() >= tick)
+                unit.clock.advance(4s);
+        };
+    }
+};
+
+TEST_F(TrackingOfASlowCycle, CountsItsLockOutFromTheBeginOfTheCycle) {
+    track(1);
+    set([](GPSParams& p) { p.positionInterval = 10; });
+    bringFixesSlowlyFrom(10);
+    runFor(7s); // the second cycle begins at 16.5, five seconds after 10 and not after 14
+    EXPECT_THAT(reports(), ElementsAre(14u, 16u));
+}
+
+TEST_F(TrackingOfASlowCycle, JudgesTheLockOutByTheTickAtTheBeginOfTheCycle) {
+    track(1);
+    set([](GPSParams& p) { p.positionInterval = 3; });
+    bringFixesSlowlyFrom(13);
+    runFor(3500ms); // the last cycle begins at 13 and has its fix at 17
+    EXPECT_THAT(reports(), ElementsAre(10u));
+}
+
+int timesAsked = 0;
+
+TEST_F(TrackingBlock, AsksForTheTimeInEachCycleAlsoDuringItsLockOut) {
+    const PlatformHooks* const usual = platformHooks();
+    PlatformHooks counting = *usual;
+    counting.utcSeconds = [](long&) { return ++timesAsked != 0; };
+    timesAsked = 0;
+    track(1);
+    setPlatformHooks(&counting);
+    runCycles(7);
+    setPlatformHooks(usual);
+    EXPECT_EQ(timesAsked, 7);
+    EXPECT_EQ(reports().size(), 1u);
+}
+
 TEST_F(TrackingBlock, StartsItsLockOutWithTheFirstReportOnly) {
     setUtc(kMinute + 57);
     track(60);
