@@ -41,8 +41,10 @@ public:
     /// `callback` stays the application's and must live until the adapter is destroyed; null is allowed:
     /// events are then dropped and the operations that would call it return `GPS_ERR_NOT_AVAILABLE`.
     ///
-    /// Passes on what the creation of driver or worker throws. Ends the process (`std::terminate`) when its
-    /// lock can't be created, and with status 255 when the serial line can't be set up.
+    /// Passes on what the creation of driver or worker throws, and `std::bad_alloc` where there is no memory
+    /// for the geofences' names (before the receiver is touched, and without a log line). Ends the process
+    /// (`std::terminate`) when its lock can't be created, and with status 255 when the serial line can't be
+    /// set up.
     explicit GPSAdapter(IGPSCallback* callback);
 
     /// Stops and finalises what still runs, then destroys the worker and the driver, whose destruction saves
@@ -104,9 +106,12 @@ public:
     /// (the worker is started all the same); else the result of the worker's start: `GPS_ERR_NOT_AVAILABLE`
     /// or `GPS_ERR_THREAD`, or 0.
     ///
-    /// Blocks until 3 s have passed since `Initialize`, and a second more after a worker that ended by
-    /// itself. `enabled` is read without the lock: where another thread sets it meanwhile, either value may
-    /// count.
+    /// Blocks until 3 s have passed since `Initialize`, and a second more after a worker that ended by itself
+    /// or whose thread could not be created. `enabled` is read without the lock: where another thread sets it
+    /// meanwhile, either value may count.
+    ///
+    /// Where driver and worker run already, it only takes a stop of the worker back. Don't call it then while
+    /// gpsd may be silent: the worker's restart of gpsd would meet it.
     unsigned int Start();
 
     /// Stops the worker and the driver. The driver's error code, or else the worker's, or 0.

@@ -33,8 +33,8 @@ struct GPSParams {
     bool trackingEnabled = false;
 
     /// Seconds; a report goes out when UTC - `trackingBase` + `trackingOffset`, 32 bits wide, is within one
-    /// second of a multiple of it, at most once in 5 seconds. 0 sends none, a negative period one every 5
-    /// seconds. Default 0.
+    /// second of a multiple of it, at most once in 5 seconds (but for ticks 0 to 4 of `ruxo_systemtick()`,
+    /// where nothing holds a report back). 0 sends none, a negative period one every 5 seconds. Default 0.
     int32_t trackingPeriod = 0;
 
     /// Seconds subtracted from UTC before that test. Above UTC + `trackingOffset` a report goes out every

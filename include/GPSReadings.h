@@ -39,7 +39,8 @@ struct GPSReadings {
     /// One state for each of the settings' geofences, same index.
     GPSGeofenceState geofenceStates[kGPSMaxGeofences] = {};
 
-    /// `timeDelta` has been measured. It stays true until the deviation is reset by the settings.
+    /// `timeDelta` has been measured. It stays true until `resetTimeDeviation` of the settings or
+    /// `ResetParams` forgets the deviation.
     bool timeDeviationValid = false;
 
     /// GPS time minus system time, seconds, as last measured.

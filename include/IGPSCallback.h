@@ -18,6 +18,9 @@
 /// should return soon: the next cycle waits for them. They must not throw: what they throw on the worker's
 /// thread ends the process (on a thread of the application's it comes back there, with the lock free again).
 ///
+/// The worker's thread has all signals blocked, and a process that a callback starts inherits that: it could
+/// not even be ended by SIGTERM. Start processes on a thread of the application's, or set the mask first.
+///
 /// Each returns 0 or an error code of the application's own, which the adapter hands on as its own result.
 class RUXOGPS_API IGPSCallback {
 public:

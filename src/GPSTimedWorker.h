@@ -27,9 +27,10 @@ public:
     GPSTimedWorker(const GPSTimedWorker&) = delete;
     GPSTimedWorker& operator=(const GPSTimedWorker&) = delete;
 
-    /// Starts the thread; with a thread that runs, only takes back a request to stop. After a thread that
-    /// ended by itself it blocks for up to a second. 0, `GPS_ERR_NOT_AVAILABLE` when the start token can't be
-    /// taken, `GPS_ERR_THREAD` when the thread can't be created.
+    /// Starts the thread; with a thread that runs, only takes back a request to stop. Where the start token
+    /// was not given back, after a thread that ended by itself or could not be created, it blocks for up to a
+    /// second. 0, `GPS_ERR_NOT_AVAILABLE` when the start token can't be taken, `GPS_ERR_THREAD` when the
+    /// thread can't be created.
     uint32_t Start();
 
     /// Ends the thread and waits for it: up to its current sleep and cycle. Returns 0 at once when none runs;
