@@ -686,6 +686,7 @@ unsigned int GPSHAL_RUXO_3::getgnss() { return 0; }
 // --- gpsd control ---------------------------------------------------------------------------------------
 
 unsigned int GPSHAL_RUXO_3::checkgpsd() {
+    gpsdRunning = false;
     ShellCommand find(kFindGpsd);
     if (!find.started())
         LOG(Logging::LevelError, kCheckFailed);

@@ -14,7 +14,7 @@ constexpr char kHost[] = "localhost";
 constexpr char kPort[] = "2947";
 constexpr unsigned int kWatchFlags = WATCH_ENABLE | WATCH_JSON;
 constexpr int kReportTimeoutUs = 5000000;
-constexpr int kNoDescriptor = -6; // -1 and -2 would name libgps's shared memory and D-Bus
+constexpr int kNoDescriptor = -6; // -1 and -2 name libgps's shared memory and D-Bus, and it would crash
 
 std::unique_ptr<gps_data_t> newRecord() {
     try {
@@ -23,6 +23,11 @@ std::unique_ptr<gps_data_t> newRecord() {
         return nullptr;
     }
 }
+
+/// Whether libgps can wait on the descriptor in `record`. It waits with select, which aborts the process on
+/// one beyond its set, and looks into a buffer of its own first, without asking whether there was memory for
+/// it: an open that found none fails, but leaves the descriptor.
+bool canWait(const gps_data_t& record) { return record.gps_fd < FD_SETSIZE && record.privdata != nullptr; }
 
 } // namespace
 
@@ -33,20 +38,17 @@ GpsdSession::~GpsdSession() { close(); }
 int GpsdSession::open() {
     if (record_ == nullptr)
         return -ENOMEM;
-    int rc = gps_open(kHost, kPort, record_.get());
+    const int rc = gps_open(kHost, kPort, record_.get());
     open_ = true;
-    // libgps waits with select, which aborts the process on a descriptor beyond its set. Only the descriptor
-    // is closed here: after gps_close, libgps would wait on a released session and crash.
-    if (rc >= 0 && record_->gps_fd >= FD_SETSIZE) {
+    usable_ = record_->gps_fd >= 0 && canWait(*record_);
+    if (usable_)
+        return rc;
+    // Only the descriptor is closed here: after gps_close, libgps would wait on a released session and crash.
+    // A 0 stood in the record before, and is the application's.
+    if (record_->gps_fd > 0)
         ::close(static_cast<int>(record_->gps_fd));
-        record_->gps_fd = kNoDescriptor;
-        rc = -EMFILE;
-    }
-    // A failed open may leave the number of another source, which gps_waiting would crash on.
-    if (rc < 0 && record_->gps_fd < 0)
-        record_->gps_fd = kNoDescriptor;
-    usable_ = rc >= 0 || record_->gps_fd >= 0;
-    return rc;
+    record_->gps_fd = kNoDescriptor;
+    return rc < 0 ? rc : -EMFILE;
 }
 
 void GpsdSession::watch() {

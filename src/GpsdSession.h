@@ -21,9 +21,10 @@ public:
     GpsdSession(const GpsdSession&) = delete;
     GpsdSession& operator=(const GpsdSession&) = delete;
 
-    /// Connects to gpsd on "localhost", port "2947". 0, or negative when it failed: libgps's own result,
-    /// `-EMFILE` when the connection's descriptor is one that libgps can't wait on (1024 and above),
-    /// `-ENOMEM` when there is no record to connect with.
+    /// Connects to gpsd on "localhost", port "2947". 0, or negative when it failed: libgps's own result (-1
+    /// also when it had no memory), `-EMFILE` when the connection's descriptor is one that libgps can't wait
+    /// on (1024 and above), `-ENOMEM` when there is no record to connect with. Should libgps fail and leave a
+    /// descriptor that it can wait on, the session counts as connected all the same.
     ///
     /// Blocks as long as the system tries to connect. Where somebody listens on the port and never accepts,
     /// that is more than two minutes for each address of "localhost". To be called once.

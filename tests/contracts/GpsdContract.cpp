@@ -32,6 +32,7 @@ TEST_P(GpsdContract, OpensWithADescriptorToWaitOn) {
     EXPECT_EQ(connect(), 0);
     EXPECT_GE(record->gps_fd, 0);
     EXPECT_LT(record->gps_fd, 1024);
+    EXPECT_NE(record->privdata, nullptr);
     EXPECT_EQ(gps_stream(record.get(), WATCH_ENABLE | WATCH_JSON, nullptr), 0);
 }
 

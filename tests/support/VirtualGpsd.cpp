@@ -82,6 +82,11 @@ void VirtualGpsd::openGives(int result, int descriptor) {
     nextDescriptor_ = descriptor;
 }
 
+void VirtualGpsd::openFindsNoMemory() {
+    openGives(-1, kDescriptor);
+    openHasMemory_ = false;
+}
+
 int VirtualGpsd::opens() const {
     const GroundLock lock;
     return opens_;
@@ -111,9 +116,12 @@ int VirtualGpsd::open(const char* host, const char* port, gps_data_t* record) {
     record_ = record;
     descriptor_ = nextDescriptor_;
     record->gps_fd = descriptor_;
+    if (descriptor_ > 0 && openHasMemory_)
+        record->privdata = reinterpret_cast<decltype(record->privdata)>(&script_);
     const int result = openResult_;
     openResult_ = 0;
     nextDescriptor_ = kDescriptor;
+    openHasMemory_ = true;
     return result;
 }
 
@@ -132,6 +140,7 @@ bool VirtualGpsd::waiting(const gps_data_t* record, int timeoutMicros) {
     current_ = nextCycle();
     if (record->gps_fd < 0)
         return true;
+    EXPECT_NE(record->privdata, nullptr) << "gps_waiting crashes without the session's buffer";
     const bool arrives = current_.arrives && current_.wait <= Duration(timeoutMicros);
     clock_.advance(arrives ? current_.wait : Duration(timeoutMicros));
     return arrives;
@@ -141,6 +150,7 @@ int VirtualGpsd::read(gps_data_t* record) {
     journal_.add("gps_read");
     EXPECT_EQ(record, record_) << "gps_read on a session that isn't open";
     EXPECT_GE(record->gps_fd, 0) << "gps_read crashes after a failed open";
+    EXPECT_NE(record->privdata, nullptr) << "gps_read crashes without the session's buffer";
     if (current_.fill)
         current_.fill(*record);
     return current_.result;

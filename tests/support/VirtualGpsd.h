@@ -12,8 +12,8 @@
 /// libgps and the gpsd behind it, as a script: each `gps_waiting` of the library plays the next cycle.
 ///
 /// Keeps to libgps's contract (tests/contracts runs one suite against both): after a failed open a wait is
-/// over at once, and what would crash there (a read of a session that isn't open, a second close) fails the
-/// test.
+/// over at once, and what would crash there (a read of a session that isn't open, a second close, a session
+/// without its buffer) fails the test.
 class VirtualGpsd {
 public:
     using Duration = VirtualClock::Duration;
@@ -47,6 +47,9 @@ public:
 
     /// The next `gps_open` gives `result` and leaves `descriptor` in the record.
     void openGives(int result, int descriptor);
+    /// The next `gps_open` connects, finds no memory for the session's buffer and gives up with -1; the
+    /// descriptor stays in the record.
+    void openFindsNoMemory();
 
     // --- What happened --------------------------------------------------------------------------------
 
@@ -88,6 +91,7 @@ private:
     Cycle current_{};
     int openResult_ = 0;
     int nextDescriptor_ = kDescriptor;
+    bool openHasMemory_ = true;
     int descriptor_ = -1;
     const gps_data_t* record_ = nullptr;
     int opens_ = 0;

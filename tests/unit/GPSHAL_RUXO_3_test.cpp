@@ -149,6 +149,15 @@ TEST_F(GpsdControl, FindsNoGpsdWithoutOutput) {
     expectJournal(kOneCheck);
 }
 
+TEST_F(GpsdControl, HasFoundNoneUntilTheCheckIsOver) {
+    (*driver).*memberOf(DriverGpsdRunning()) = true;
+    std::vector<bool> meanwhile;
+    unit.shell.listeners.push_back([&](const std::string&) { meanwhile.push_back(found()); });
+    driver->checkgpsd();
+    unit.shell.listeners.pop_back();
+    EXPECT_THAT(meanwhile, ElementsAre(false));
+}
+
 TEST_F(GpsdControl, TakesAFailedCheckForNoGpsd) {
     daemon.running = true;
     (*driver).*memberOf(DriverGpsdRunning()) = true;

@@ -2,6 +2,7 @@
 
 #include "GpsdSession.h"
 
+#include <fcntl.h>
 #include <gps.h>
 
 #include <memory>
@@ -69,6 +70,34 @@ TEST_F(Session, RefusesADescriptorThatLibgpsCanNotWaitOn) {
     EXPECT_TRUE(session.wait());
     EXPECT_FALSE(session.read());
     EXPECT_EQ(unit.journal.count("close 1024"), 1u);
+}
+
+TEST_F(Session, RefusesSuchADescriptorOfAFailedOpenToo) {
+    unit.gpsd.openGives(-7, 1024);
+    EXPECT_EQ(session.open(), -7);
+    EXPECT_TRUE(session.wait());
+    EXPECT_FALSE(session.read());
+}
+
+TEST_F(Session, IsNotConnectedWhenLibgpsHadNoMemoryForItsBuffer) {
+    unit.gpsd.openFindsNoMemory();
+    EXPECT_EQ(session.open(), -1);
+    session.watch();
+    EXPECT_TRUE(session.wait());
+    EXPECT_FALSE(session.read());
+    EXPECT_EQ(unit.journal.count("gps_read"), 0u);
+    EXPECT_EQ(unit.journal.count("close 700"), 1u);
+    session.close();
+    EXPECT_EQ(unit.gpsd.closes(), 1);
+}
+
+TEST_F(Session, LeavesStandardInputAloneWhenTheOpenLeftNoDescriptor) {
+    unit.gpsd.openGives(-1, 0); // as the record was before
+    const int before = fcntl(0, F_GETFD);
+    EXPECT_EQ(session.open(), -1);
+    EXPECT_TRUE(session.wait());
+    EXPECT_FALSE(session.read());
+    EXPECT_EQ(fcntl(0, F_GETFD), before);
 }
 
 TEST_F(Session, IsClosedOnceAndThenNotConnected) {
