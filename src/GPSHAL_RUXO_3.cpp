@@ -573,6 +573,14 @@ void waitForGpsd(GPSHAL_RUXO_3& driver, const bool& found, bool up, int checks) 
     }
 }
 
+/// Without memory for it the file stays; the next gpsd writes its own.
+void removePidFile() {
+    try {
+        Util::File::RemoveSingleFile(kPidFile);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
 void restartAfterSilence(GPSHAL& driver, UbxConfigHandler& receiver) {
     LOG(Logging::LevelError, kRestarting);
     driver.Stop();
@@ -705,7 +713,7 @@ unsigned int GPSHAL_RUXO_3::killgpsd() {
         waitForGpsd(*this, gpsdRunning, false, kKillChecks);
     }
     // KEEP: also when gpsd is still there. Pinned by GpsdControl.GivesUpOnAGpsdThatWillNotDieAfterTenSleeps
-    Util::File::RemoveSingleFile(kPidFile);
+    removePidFile();
     return 0;
 }
 

@@ -38,7 +38,9 @@ void endIfSilent(GpsdSession& session, ReaderBlock& block) {
     logEmptyCycles(count);
 }
 
-/// Holds `semaphore` for one copy, and gives it back however the copy ends: a cancelled thread unwinds.
+/// Holds `semaphore` for one copy, and gives it back however the copy ends. Nothing that is copied today can
+/// throw, nor is it a place where a thread is cancelled; the day that a row of the copy can, no later copy
+/// waits for ever. A thread that is cancelled while it waits here has nothing to give back.
 class CopyLock {
 public:
     CopyLock() { sem_wait(&semaphore); }

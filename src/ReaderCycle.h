@@ -17,8 +17,8 @@ constexpr unsigned int kEmptyCyclesAllowed = 10;
 /// but ends nothing: the copy takes what the record still holds. So a session that isn't connected, or has no
 /// memory, comes here some 20 times a second until the restart ends it.
 ///
-/// Nothing is thrown: a log line that finds no memory is lost. A thread that is cancelled meanwhile gives the
-/// semaphore back.
+/// Nothing is thrown: a log line that finds no memory is lost. A thread that is cancelled meanwhile leaves
+/// the semaphore free.
 void readOneReport(GpsdSession& session, ReaderBlock& block);
 
 #endif

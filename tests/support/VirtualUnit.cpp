@@ -54,6 +54,8 @@ unsigned int antennaState(GPSAntennaState& state) {
 bool removeFile(const char* path) {
     const GroundMemory memory;
     currentUnit->journal.add(std::string("remove ") + path);
+    if (currentUnit->atRemoval)
+        currentUnit->atRemoval();
     return std::string(path) == "/var/run/gpsd.pid" || unlink(path) == 0; // other paths are the host's
 }
 

@@ -60,6 +60,9 @@ public:
     VirtualSemaphores semaphores;
     VirtualHal hal;
 
+    /// Runs as the platform is asked to remove a file, before it does.
+    std::function<void()> atRemoval;
+
     /// `gettimeofday` fails with this errno while it is not 0.
     int timeOfDayError = 0;
 };

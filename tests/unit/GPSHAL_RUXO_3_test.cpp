@@ -251,6 +251,14 @@ TEST_F(GpsdControl, NeverRemovesThePidFileOfAStart) {
     EXPECT_EQ(unit.journal.count("remove"), 0u);
 }
 
+TEST_F(GpsdControl, LeavesThePidFileWhenThePlatformHasNoMemoryToRemoveIt) {
+    daemon.running = true;
+    unit.atRemoval = [] { throw std::bad_alloc(); };
+    EXPECT_EQ(driver->killgpsd(), 0u);
+    EXPECT_EQ(unit.journal.lines().back(), "remove /var/run/gpsd.pid");
+    EXPECT_FALSE(found());
+}
+
 /// Whether a signal is blocked on this thread.
 bool isBlocked(int signal) {
     sigset_t mask;
@@ -869,6 +877,41 @@ TEST_F(ReaderThread, KeepsTheCounterOverStopAndStart) {
     EXPECT_EQ(noDataReadCounter(), 12u);
     EXPECT_EQ(unit.journal.count("gps_waiting"), 1u);
     EXPECT_THAT(unit.log.texts(), ElementsAre("3 Close GPS socket", cycles(12)));
+}
+
+// Cancellation.
+
+class CancelledReader : public ReaderThread {
+protected:
+    /// What unwinds a cancelled thread: no handler of the library's takes it for its own.
+    struct Cancelled {};
+    static void cancel() { throw Cancelled(); }
+
+    void expectNothingTakenOrOpen(int copies) {
+        unit.gpsd.reportsEvery(1s, position(48));
+        EXPECT_THROW(unit.threads.run(), Cancelled);
+        EXPECT_FALSE(VirtualSemaphores::isTaken(reportSemaphore()));
+        EXPECT_EQ(unit.semaphores.count(VirtualSemaphores::Post), copies);
+        EXPECT_EQ(unit.gpsd.closes(), 1);
+    }
+};
+
+TEST_F(CancelledReader, LeavesNothingTakenOrOpenInARead) {
+    unit.gpsd.reports([](gps_data_t&) { cancel(); });
+    expectNothingTakenOrOpen(0);
+}
+
+TEST_F(CancelledReader, GivesNothingBackThatItStillWaitsFor) {
+    unit.semaphores.beforeEachCall = [](auto, auto) { cancel(); };
+    expectNothingTakenOrOpen(0);
+}
+
+TEST_F(CancelledReader, LeavesNothingTakenOrOpenInItsPause) {
+    unit.clock.afterEachSleep = [](auto length) {
+        if (length == 50ms)
+            cancel();
+    };
+    expectNothingTakenOrOpen(1);
 }
 
 // Resources.

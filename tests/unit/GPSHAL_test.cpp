@@ -163,6 +163,23 @@ TEST_F(FreshDriver, GivesNoSnrAndNoSatellitesBeforeItIsStarted) {
     EXPECT_EQ(count, 0u);
 }
 
+TEST_F(FreshDriver, ReportsStaleDataInEveryQueryUntilDataArrives) {
+    start();
+    GPSData data;
+    long seconds = 1;
+    bool receiving = true;
+    unsigned int figures[3] = {1, 1, 1};
+    int timeError = 1;
+    EXPECT_EQ(driver->GetData(data), 0x17000205u);
+    EXPECT_EQ(driver->GetCurrentTime(seconds), 0x17000205u);
+    EXPECT_EQ(driver->GetSatellites(figures[0], figures[1]), 0x17000205u);
+    EXPECT_EQ(driver->GetStatus(receiving), 0u);
+    EXPECT_EQ(driver->GetErrorEstimates(figures[2], timeError), 0u);
+    EXPECT_FALSE(data.valid || receiving);
+    EXPECT_THAT(figures, ::testing::Each(0u));
+    EXPECT_EQ(std::make_pair(seconds, timeError), std::make_pair(0L, 0));
+}
+
 TEST_F(FreshDriver, GivesSnrAndSatellitesOfTheSkyView) {
     start();
     reader().satellitesVisible = 2;
