@@ -10,8 +10,8 @@
 /// the platform's answer to the antenna query, or for the text of `OnAntennaStateChanged`.
 const unsigned int GPS_ERR_FAILED = 0x17000001u;
 
-/// The object is not in the state that the call needs: a start before initialisation, or a query while the
-/// reader is not running.
+/// The object is not in the state that the call needs: a start before initialisation, or a query of a driver
+/// that was not started, or was stopped.
 const unsigned int GPS_ERR_NOT_RUNNING = 0x17000002u;
 
 /// There is nobody to call or to ask: no callback is registered, the platform's HAL is missing, or the

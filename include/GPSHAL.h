@@ -43,7 +43,8 @@ public:
     virtual bool IsRunning() = 0;
 
     /// Starts the data acquisition; every value is stale until it arrives anew. Blocks until 3 s have passed
-    /// since `Initialize`, or until a signal interrupts that. `GPS_ERR_NOT_RUNNING` when not initialised,
+    /// since `Initialize`, counted in whole seconds of `ruxo_systemtick()` (so up to a second less), or until
+    /// a signal interrupts that. `GPS_ERR_NOT_RUNNING` when not initialised,
     /// else 0, also when it runs already or its thread could not be created (which is only logged).
     virtual unsigned int Start() = 0;
 
@@ -67,8 +68,9 @@ public:
     ///
     /// When more than 10 cycles of the acquisition brought no data since the last such restart, this call
     /// first stops everything, configures the receiver again and restarts gpsd, also of a driver that was
-    /// stopped meanwhile. It then blocks for 10 s and more (up to about 6 s more for each configuration
-    /// command that the receiver leaves unanswered) and reports stale data.
+    /// stopped meanwhile. It then blocks for about 10 s (and up to about 6 s more for each configuration
+    /// command that the receiver leaves unanswered, frames of a restored database included) and reports stale
+    /// data.
     virtual unsigned int GetData(GPSData& data) = 0;
 
     /// The fix's time (TPV `time`), whole seconds since the Unix epoch, UTC. `GPS_ERR_NOT_RUNNING`,

@@ -31,7 +31,8 @@ extern RuxoHAL* ruxoHal;
 /// of `GPSHAL`: units, result codes, how long each may block.
 ///
 /// All operations are called by the driver's owner, on one thread at a time. Only `ReadData` runs beside
-/// them. Members and their order, and the order of the virtual operations, are part of the library's binary
+/// them, and `IsRunning`, which the adapter's `Start` asks beside its worker: seen late, the driver counts as
+/// it was. Members and their order, and the order of the virtual operations, are part of the library's binary
 /// interface.
 class RUXOGPS_API GPSHAL_RUXO_3 : public GPSHAL {
 public:

@@ -14,7 +14,7 @@
 
 /// The one place that knows how libgps's generations differ, and the copy of a report into the snapshot.
 ///
-/// Neither soname nor API number tells the layout (API 14 is three layouts), so each difference is found out
+/// Neither soname nor API number tells the layout (API 14 is three releases), so each difference is found out
 /// from the record's type itself:
 ///   - the fix status stands beside `fix` (unit, API 6) or within it (from API 10);
 ///   - `fix.time` is a double (unit) or a timespec (from API 9);
@@ -58,7 +58,9 @@ int32_t status(const Report& report) {
         return report.fix.status;
 }
 
-/// Metres above mean sea level, or above the ellipsoid where that isn't known; NaN where neither is.
+/// Metres above mean sea level, or above the ellipsoid where that isn't known; NaN where neither is. The
+/// older record has one altitude for both. Newer ones still have that member, too, but deprecated, so the two
+/// others decide where they exist.
 template <typename Fix>
 double altitude(const Fix& fix) {
     if constexpr (HasAltMsl<Fix>::value)
@@ -70,14 +72,17 @@ double altitude(const Fix& fix) {
 /// A fix's time in whole seconds since the Unix epoch, truncated toward zero and limited to 32 bits. A time
 /// that is no number is 0.
 inline int32_t seconds(double time) { return saturate<int32_t>(time); }
-/// The same: a timespec counts its fraction upwards, so -0.5 s is second -1 and half a second.
+/// The same: a timespec counts its fraction upwards, so -0.5 s is second -1 and half a second. Its seconds
+/// may be 32 or 64 bits wide, as libgps was built.
 inline int32_t seconds(const timespec& time) {
     const bool fractionBeforeEpoch = time.tv_sec < 0 && time.tv_nsec > 0;
     return saturateSeconds<int32_t>(static_cast<long long>(time.tv_sec) + (fractionBeforeEpoch ? 1 : 0));
 }
 
 /// Reads one report into `report` with libgps's `gpsRead`, and gives its result: the bytes that were read, 0
-/// for half a report, -1 when gpsd has gone. Only to be called for a session that is connected.
+/// for half a report, -1 when gpsd has gone. Takes one report: what came with it stays with libgps, and the
+/// next wait is over at once. Only to be called for a session that is connected and has been waited for, or
+/// it blocks.
 template <typename Report>
 int read(int (*gpsRead)(Report*), Report* report) {
     return gpsRead(report);
@@ -105,7 +110,8 @@ struct CopyRow {
 
 /// Takes the sky view: both counts as they stand, and as many satellites as report and snapshot have room
 /// for. A negative count has none. Entries behind them keep what they held, which nobody looks at. Angles
-/// lose their fractions; those that are no numbers are 0.
+/// lose their fractions; those that are no numbers are 0. How many satellites a report has room for differs
+/// between generations; no count that gpsd gives is trusted.
 template <typename Report>
 void copySatellites(const Report& report, ReaderBlock& block) {
     block.satellitesVisible = report.satellites_visible;
@@ -179,7 +185,9 @@ const auto& copyRows() {
 }
 
 /// Copies what `report` carries into `block`, each value stamped with `cycleTime`, in seconds since the Unix
-/// epoch. What the report doesn't carry stays as it is. Called by the reader thread, with `semaphore` held.
+/// epoch: when the cycle began, so a value may count as up to 5 s older than it is, never as younger. What
+/// the report doesn't carry stays as it is, value and time. Called by the reader thread, with `semaphore`
+/// held; the queries look on without it.
 template <typename Report>
 void copy(const Report& report, time_t cycleTime, ReaderBlock& block) {
     for (const CopyRow<Report>& row : copyRows<Report>()) {

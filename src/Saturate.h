@@ -6,9 +6,10 @@
 #include <type_traits>
 
 /// Every conversion of the library from floating point to a narrower type goes through here: a report's
-/// times and angles on their way into the snapshot (GpsReport.h), and the snapshot's figures on their way to
-/// the application (Snapshot.h). A plain conversion is undefined for NaN and for values beyond the type's
-/// range, and gpsd reports NaN for whatever it doesn't know.
+/// times and angles on their way into the snapshot (GpsReport.h), the snapshot's figures on their way to the
+/// application (Snapshot.h), the adapter's stretches and averages, the handler's pause. A plain conversion is
+/// undefined for NaN and for values beyond the type's range, and gpsd reports NaN for whatever it doesn't
+/// know.
 ///
 /// Pure functions: from any thread, nothing fails, throws or blocks.
 
