@@ -86,6 +86,19 @@ TEST_F(DriverConstruction, ThrowsForWantOfMemoryAloneAndLeavesNothingBehind) {
     EXPECT_GT(thrown, 5u);
 }
 
+TEST_F(DriverConstruction, ReleasesWhatItTookWhereverItsMemoryEnds) {
+    const auto failEverywhere = [this](std::size_t allocations) {
+        for (std::size_t n = 1; n <= allocations; ++n) {
+            const FailingMemory memory(n);
+            EXPECT_THROW(GPSHAL::GetNewInstance(), std::bad_alloc);
+        }
+        unit.forget();
+        return mallinfo2().uordblks;
+    };
+    const std::size_t before = failEverywhere(20);
+    EXPECT_LT(failEverywhere(20), before + 4000) << "the read buffer alone takes 5000";
+}
+
 class DriverDestruction : public DriverFixture {};
 
 TEST_F(DriverDestruction, StopsTheReaderKillsGpsdAndThenSavesTheDatabase) {

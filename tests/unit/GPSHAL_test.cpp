@@ -2,6 +2,8 @@
 
 #include "GPSHAL.h"
 
+#include <malloc.h>
+
 #include <new>
 #include <vector>
 
@@ -130,6 +132,18 @@ TEST_F(HalFactory, DestroysTheDriverThroughTheInterface) {
 TEST_F(HalFactory, PassesOnWhatTheConstructionThrows) {
     unit.shell.listeners.push_back([](const std::string&) { throw std::bad_alloc(); });
     EXPECT_THROW(GPSHAL::GetNewInstance(), std::bad_alloc);
+}
+
+TEST_F(HalFactory, ReleasesTheDriverWhenItsConstructionThrows) {
+    unit.shell.listeners.push_back([](const std::string&) { throw std::bad_alloc(); });
+    const auto failOften = [this] {
+        for (int i = 0; i < 20; ++i)
+            EXPECT_THROW(GPSHAL::GetNewInstance(), std::bad_alloc);
+        unit.forget();
+        return mallinfo2().uordblks;
+    };
+    const std::size_t before = failOften();
+    EXPECT_LT(failOften(), before + sizeof(GPSHAL_RUXO_3));
 }
 
 // --- Order of use ---------------------------------------------------------------------------------------
