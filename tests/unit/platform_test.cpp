@@ -95,6 +95,7 @@ std::string outputOf(int descriptor, const Environment& settings, const std::fun
     int ends[2];
     if (pipe(ends) != 0)
         return "no pipe";
+    fflush(stdout); // or the child would write what is still in its buffer, too
     const pid_t child = fork();
     if (child == 0) {
         unsetenv("RUXO_LOG");
