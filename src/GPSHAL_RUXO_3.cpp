@@ -67,6 +67,7 @@ constexpr unsigned char kClassMga = 0x13;
 constexpr unsigned char kIdMgaDbd = 0x80;
 constexpr unsigned char kIdMgaIni = 0x40;
 
+// Shell commands.
 constexpr char kKillAllGpsd[] = "killall -9 gpsd";
 
 // Log texts.

@@ -14,8 +14,8 @@
 
 namespace simulator {
 
-/// One row per fault; its name is the command that begins it. A new fault is a new row: command, help and
-/// state follow.
+/// One row per fault; its name is the command that begins it. A new fault is a new row, counted in kFaults:
+/// command, help and state follow.
 struct FaultRow {
     const char* name;
     const char* help;
