@@ -252,6 +252,22 @@ TEST_F(InitialTime, IsNotSentBehind128Records) {
     EXPECT_LOGGED(6, timeCompleted(0, 0));
 }
 
+class InitialTimeBehindALongList : public InitialTime, public ::testing::WithParamInterface<LongListCase> {};
+
+TEST_P(InitialTimeBehindALongList, SendsWhatItsIndexOf8BitsNames) {
+    fillListTo(GetParam().recordsBefore);
+    unit.clock.setUtc(kFirstSecondOf2017);
+    handler->addInitialTime();
+    EXPECT_EQ(unit.journal.count("system echo -e"), GetParam().framesWritten);
+    EXPECT_LOGGED(6, timeCompleted(GetParam().used, 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lists, InitialTimeBehindALongList,
+                         Values(LongListCase{127, 1, 1},   // record 127
+                                LongListCase{254, 0, 0},   // -2
+                                LongListCase{255, 255, 1}, // -1: all but the first
+                                LongListCase{256, 1, 0})); // 0: the port command
+
 class InAnotherTimeZone : public InitialTime {
 protected:
     InAnotherTimeZone() { setZone("FAR-13"); }

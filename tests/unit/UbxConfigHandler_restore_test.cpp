@@ -230,10 +230,11 @@ protected:
             list.push_back(frame);
         std::vector<Bytes> expected;
         for (int n = 1; n <= count; ++n) {
-            const auto from = list.begin() + (n <= 123 ? n + 4 : n == 251 ? 1 : n - 252);
-            const int howMany = n <= 123 ? 1 : n <= 250 ? 0 : n == 251 ? 255 : 1;
-            if (howMany > 0)
-                expected.insert(expected.end(), from, from + howMany);
+            const int index = (n + 4) % 256; // 128 to 254 are negative and name none, 255 is -1
+            if (index < 128)
+                expected.push_back(list[static_cast<std::size_t>(index)]);
+            if (index == 255)
+                expected.insert(expected.end(), list.begin() + 1, list.begin() + n + 5);
         }
         return expected;
     }
@@ -265,7 +266,9 @@ INSTANTIATE_TEST_SUITE_P(Counts, RestoreOfManyFrames,
                          Values(CountCase{0, 0, 0}, CountCase{1, 1, 1}, CountCase{122, 122, 122},
                                 CountCase{123, 123, 123}, CountCase{124, 123, 123}, CountCase{249, 123, 123},
                                 CountCase{250, 123, 123}, CountCase{251, 378, 251}, CountCase{252, 379, 251},
-                                CountCase{300, 427, 300}));
+                                CountCase{300, 427, 300}, CountCase{379, 506, 379}, CountCase{380, 506, 379},
+                                CountCase{506, 506, 379}, CountCase{507, 1017, 507},
+                                CountCase{508, 1018, 508}));
 
 TEST_F(RestoreIndex, AnnouncesNoFrameThatIsNotSent) {
     restores(database(differentFrames(124)));
@@ -296,8 +299,12 @@ TEST_P(ShutDownAfterRestore, SavesTheDatabaseWhenItsIndexNamesThePoll) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Counts, ShutDownAfterRestore,
-                         Values(SecondShutDownCase{122, 1, false}, SecondShutDownCase{123, 0, true},
-                                SecondShutDownCase{249, 0, true}, SecondShutDownCase{250, 255, false}));
+                         Values(SecondShutDownCase{0, 1, false}, SecondShutDownCase{122, 1, false},
+                                SecondShutDownCase{123, 0, true}, SecondShutDownCase{249, 0, true},
+                                SecondShutDownCase{250, 255, false}, SecondShutDownCase{251, 1, false},
+                                SecondShutDownCase{378, 1, false}, SecondShutDownCase{379, 0, true},
+                                SecondShutDownCase{505, 0, true}, SecondShutDownCase{506, 511, false},
+                                SecondShutDownCase{507, 1, false}));
 
 // --- Files that can't be read or are too short ----------------------------------------------------------
 
