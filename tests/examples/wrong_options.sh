@@ -44,7 +44,7 @@ answers() {
 
 for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository/tools/virtual-unit" \
     "$repository/tools/install-dependencies" "$repository/tools/fresh-machine" "$repository/tools/demo-scenario" \
-    "$2" "$3"; do
+    "$repository/.ci/run" "$2" "$3"; do
     refuses "$command" --no-such-option
 done
 refuses "$repository/run-demo.sh" --recording
