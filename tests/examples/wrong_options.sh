@@ -44,7 +44,7 @@ answers() {
 
 for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository/tools/virtual-unit" \
     "$repository/tools/install-dependencies" "$repository/tools/fresh-machine" "$repository/tools/demo-scenario" \
-    "$repository/.ci/run" "$2" "$3"; do
+    "$repository/tests/unit_sandbox/measure" "$repository/tests/fuzz/run-fuzzers" "$repository/.ci/run" "$2" "$3"; do
     refuses "$command" --no-such-option
 done
 refuses "$repository/run-demo.sh" --recording

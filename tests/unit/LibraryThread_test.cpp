@@ -1,33 +1,19 @@
 // The signals of the library's threads, and of the shell commands that run on them.
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <map>
 #include <string>
 
 #include "DriverMembers.h"
 #include "GPSAdapter.h"
+#include "SignalMask.h"
 #include "VirtualUnit.h"
 
 namespace {
-
-sigset_t maskOfThisThread() {
-    sigset_t mask;
-    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    return mask;
-}
-
-bool blocks(const sigset_t& mask, int signal) { return sigismember(&mask, signal) == 1; }
 
 /// An application that blocks SIGUSR1 for a purpose of its own, and a service that has fallen silent.
 class ShellCommandsOfTheWatchdog : public UnitTest {
 protected:
     ShellCommandsOfTheWatchdog() {
-        sigset_t own;
-        sigemptyset(&own);
-        sigaddset(&own, SIGUSR1);
-        pthread_sigmask(SIG_SETMASK, &own, &before_);
         adapter.Initialize();
         adapter.Start();
         noDataReadCounter() = 11;
@@ -38,7 +24,6 @@ protected:
     ~ShellCommandsOfTheWatchdog() override {
         unit.shell.listeners.clear();
         noDataReadCounter() = 0;
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
 
     /// One cycle of the worker, under the signal mask that its thread was created with.
@@ -57,8 +42,8 @@ protected:
         pthread_sigmask(SIG_SETMASK, &own, nullptr);
     }
 
-    sigset_t before_{};
     GPSAdapter adapter{nullptr};
+    BlocksOnly itsOwn{SIGUSR1};            // from here on; put back before the adapter goes
     std::map<std::string, sigset_t> masks; // of the first command by its first word
     sigset_t workerMask{};
 };

@@ -2,33 +2,19 @@
 
 #include "Pause.h"
 
-#include <signal.h>
-
+#include "SignalMask.h"
 #include "VirtualUnit.h"
 
 using ::testing::ElementsAre;
 
 namespace {
 
-sigset_t maskOfThisThread() {
-    sigset_t mask;
-    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    return mask;
-}
-
-bool blocks(const sigset_t& mask, int signal) { return sigismember(&mask, signal) == 1; }
-
 /// A thread of the application's, which blocks one signal of its own.
 class Pause : public UnitTest {
 protected:
     Pause() {
-        sigset_t own;
-        sigemptyset(&own);
-        sigaddset(&own, SIGWINCH);
-        pthread_sigmask(SIG_SETMASK, &own, &before_);
         unit.clock.afterEachSleep = [this](auto) { meanwhile.push_back(maskOfThisThread()); };
     }
-    ~Pause() override { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
     /// The mask during either kind of pause, the same for both.
     sigset_t duringPauses() {
@@ -43,7 +29,7 @@ protected:
     std::vector<sigset_t> meanwhile;
 
 private:
-    sigset_t before_{};
+    BlocksOnly own_{SIGWINCH};
 };
 
 TEST_F(Pause, LetsTimersAndNoticesWait) {
