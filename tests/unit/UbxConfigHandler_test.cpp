@@ -380,6 +380,9 @@ TEST_F(ReloadConfig, EndsWithMoreThan255Records) {
 
 class HandlersPauses : public HandlerTest {
 protected:
+    // The handler goes after this, and pauses once more while it does.
+    ~HandlersPauses() override { unit.clock.afterEachSleep = nullptr; }
+
     /// How many of the pauses so far an application's timer could have cut short.
     std::size_t disturbed = 0;
     std::size_t pauses = 0;
