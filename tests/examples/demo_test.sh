@@ -13,14 +13,8 @@ readonly soonest_s=3  # host seconds within which an interrupted demo must have 
 
 # --- Vocabulary -----------------------------------------------------------------------------------------
 
-expect() {
-    local what=$1
-    shift
-    "$@" || { echo "    not so: $what" && failed=1; }
-}
+. "$repository/tests/support/checks.bash"
 
-equal() { [[ $1 == "$2" ]] || { echo "    got '$1', not '$2'" && return 1; }; }
-contains() { [[ $1 == *"$2"* ]] || { echo "    '$1' lacks '$2'" && return 1; }; }
 at_most() { (($1 <= $2)) || { echo "    $1 is more than $2" && return 1; }; }
 
 # Everything that the demo needs, in a folder of its own. The packages are there; `cmake` puts the programs in place.

@@ -32,14 +32,8 @@ readonly lasting=6$$.5  # seconds; marks this run's processes on the host
 
 # --- Vocabulary -----------------------------------------------------------------------------------------
 
-expect() {
-    local what=$1
-    shift
-    "$@" || { echo "    not so: $what" && failed=1; }
-}
+. "$repository/tests/support/checks.bash"
 
-equal() { [[ $1 == "$2" ]] || { echo "    got '$1', not '$2'" && return 1; }; }
-contains() { [[ $1 == *"$2"* ]] || { echo "    '$1' lacks '$2'" && return 1; }; }
 between() { (($1 >= $2 && $1 <= $3)) || { echo "    $1 is not in $2 .. $3" && return 1; }; }
 not() { ! "$@"; }
 

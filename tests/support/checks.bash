@@ -1,0 +1,12 @@
+# Sourced by the shell tests: what a check expects. A check that is not as expected says so and leaves `failed` set.
+# shellcheck shell=bash
+
+expect() {
+    local what=$1
+    shift
+    # shellcheck disable=SC2034  # read by the test
+    "$@" || { echo "    not so: $what" && failed=1; }
+}
+
+equal() { [[ $1 == "$2" ]] || { echo "    got '$1', not '$2'" && return 1; }; }
+contains() { [[ $1 == *"$2"* ]] || { echo "    '$1' lacks '$2'" && return 1; }; }
