@@ -450,9 +450,22 @@ fi
 result=0
 run_checks "$@" || result=1
 as_ordinary_user() { setpriv --reuid="$ordinary_user" --regid="$(id -g "$ordinary_user")" --clear-groups -- "$@"; }
+
+# The log that repeat-when-late made belongs to root: the ordinary user's units write one of their own, and its lines
+# are added to root's.
+run_checks_as_ordinary_user() {
+    local log status
+    log=$(mktemp) && chown "$ordinary_user" "$log" || return
+    UNIT_LATENESS_LOG=${UNIT_LATENESS_LOG:+$log} as_ordinary_user "$unit_test" "$@"
+    status=$?
+    [[ -z ${UNIT_LATENESS_LOG-} ]] || cat "$log" >>"$UNIT_LATENESS_LOG"
+    rm -f "$log"
+    return "$status"
+}
+
 if ((EUID == 0)); then
     if as_ordinary_user test -x "$unit" -a -x "${RECEIVER_SIMULATOR:-$unit}"; then
-        as_ordinary_user "$unit_test" "$@" || result=1
+        run_checks_as_ordinary_user "$@" || result=1
     else
         echo "SKIP the run as $ordinary_user, who cannot read this checkout or build"
     fi
