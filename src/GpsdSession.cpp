@@ -24,10 +24,15 @@ std::unique_ptr<gps_data_t> newRecord() {
     }
 }
 
-/// Whether libgps can wait on the descriptor in `record`. It waits with select, which aborts the process on
-/// one beyond its set, and looks into a buffer of its own first, without asking whether there was memory for
-/// it: an open that found none fails, but leaves the descriptor.
-bool canWait(const gps_data_t& record) { return record.gps_fd < FD_SETSIZE && record.privdata != nullptr; }
+/// Whether libgps can wait on what an open with the result `rc` left, and read from it. It waits with select,
+/// which aborts the process on a descriptor beyond its set. An open that failed for want of memory leaves a
+/// descriptor but no buffer, and libgps would look into that without asking; where it keeps the buffer of an
+/// open that succeeded is its own affair.
+bool isConnected(int rc, const gps_data_t& record) {
+    if (record.gps_fd >= FD_SETSIZE)
+        return false;
+    return rc >= 0 || (record.gps_fd >= 0 && record.privdata != nullptr);
+}
 
 } // namespace
 
@@ -40,7 +45,7 @@ int GpsdSession::open() {
         return -ENOMEM;
     const int rc = gps_open(kHost, kPort, record_.get());
     open_ = true;
-    usable_ = record_->gps_fd >= 0 && canWait(*record_);
+    usable_ = isConnected(rc, *record_);
     if (usable_)
         return rc;
     // Only the descriptor is closed here: after gps_close, libgps would wait on a released session and crash.

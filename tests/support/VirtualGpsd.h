@@ -50,6 +50,8 @@ public:
     /// The next `gps_open` connects, finds no memory for the session's buffer and gives up with -1; the
     /// descriptor stays in the record.
     void openFindsNoMemory();
+    /// The next `gps_open` keeps its buffer elsewhere than in the record.
+    void openKeepsItsBufferElsewhere();
 
     // --- What happened --------------------------------------------------------------------------------
 
@@ -92,6 +94,8 @@ private:
     int openResult_ = 0;
     int nextDescriptor_ = kDescriptor;
     bool openHasMemory_ = true;
+    bool openShowsItsBuffer_ = true;
+    bool hasBuffer_ = false;
     int descriptor_ = -1;
     const gps_data_t* record_ = nullptr;
     int opens_ = 0;

@@ -91,6 +91,15 @@ TEST_F(Session, IsNotConnectedWhenLibgpsHadNoMemoryForItsBuffer) {
     EXPECT_EQ(unit.gpsd.closes(), 1);
 }
 
+TEST_F(Session, ReadsAfterASuccessWhereverLibgpsKeepsItsBuffer) {
+    unit.gpsd.openKeepsItsBufferElsewhere();
+    unit.gpsd.readGives(250);
+    EXPECT_EQ(session.open(), 0);
+    EXPECT_TRUE(session.wait());
+    EXPECT_TRUE(session.read());
+    EXPECT_THAT(lines(), ElementsAre("gps_open localhost 2947", "gps_waiting 5000000", "gps_read"));
+}
+
 TEST_F(Session, LeavesStandardInputAloneWhenTheOpenLeftNoDescriptor) {
     unit.gpsd.openGives(-1, 0); // as the record was before
     const int before = fcntl(0, F_GETFD);
