@@ -14,8 +14,9 @@
 /// Queries set their arguments to an empty value first (0, false, antenna state 1) and return a result code.
 /// A value counts as current when it arrived within the last 10 seconds; one exactly 10 s old still does.
 ///
-/// Only construction throws, for want of memory. Without memory everything below goes on with the same
-/// results: log lines are lost, and what finds none for the receiver is left out.
+/// Only construction throws, for want of memory. Without memory everything below goes on, with the same
+/// results but where `GPS_ERR_FAILED` is named: log lines are lost, and what finds none for the receiver is
+/// left out.
 class RUXOGPS_API GPSHAL {
 public:
     /// Keeps a copy of `name`; nothing reads it back.

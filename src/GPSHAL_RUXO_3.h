@@ -60,7 +60,8 @@ public:
 
     /// Looks for a gpsd process and keeps the finding in `gpsdRunning`. Returns 0.
     unsigned int checkgpsd();
-    /// Ends every gpsd process, waits for that up to 10 s, and removes gpsd's pid file. Returns 0.
+    /// Ends every gpsd process, waits for that up to 10 s, and removes gpsd's pid file, which stays where no
+    /// gpsd runs. Returns 0.
     unsigned int killgpsd();
     /// Starts gpsd on the receiver's port when none runs, and waits for it up to 9 s. Returns 0.
     unsigned int startgpsd();

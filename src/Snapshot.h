@@ -13,7 +13,7 @@
 /// `now` is the time of the query, in seconds since the Unix epoch, against which every age is measured.
 
 /// Whether a value that arrived then is current: at most 10 s old, one of exactly 10 s included. A value that
-/// never arrived has the time 0 and isn't.
+/// never arrived has the time 0, which isn't current unless the clock itself stands within 10 s of the epoch.
 bool isFresh(time_t arrival, time_t now);
 
 /// Fills in each field of `data` whose own value is current, but not `valid`; the others stay as they are.

@@ -83,7 +83,8 @@ public:
 
     /// Polls the receiver's navigation database (UBX-MGA-DBD) into the dump file, in place of what it held.
     /// The old file stays when the port can't be opened, when the list holds 128 to 254 records already
-    /// (384 to 510, and so on by 256), or when there is no memory for the poll.
+    /// (384 to 510, and so on by 256), when there is no memory for the poll, or without a buffer (after
+    /// `resetConfig`; the poll is written then all the same).
     void dumpNavigationDatabase();
 
     /// Sends the frames of the dump file back, one by one, each appended to the list; those that find 128
