@@ -35,6 +35,8 @@ extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
         syscall(SYS_ppoll, descriptors, count, timeoutMs < 0 ? nullptr : &timeout, nullptr, 0));
 }
 
+constexpr uid_t kNobody = 65534;
+
 // A client in a process of its own, which the port's process can't look into: another user's where we are
 // root, else one that says so itself.
 class ClientProcess {
@@ -74,11 +76,19 @@ private:
                 close(descriptor);
     }
     static bool becomeSomebodyElse() {
-        constexpr uid_t kNobody = 65534;
         return geteuid() == 0 ? setuid(kNobody) == 0 : prctl(PR_SET_DUMPABLE, 0) == 0;
     }
 
     pid_t child_ = -1;
+};
+
+// While one lives, a claim keeps us out as it does any user but root.
+class OrdinaryUser {
+public:
+    OrdinaryUser() { EXPECT_EQ(0, geteuid() == 0 ? seteuid(kNobody) : 0); }
+    ~OrdinaryUser() { EXPECT_EQ(0, seteuid(getuid())); }
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
 };
 
 class PortTest : public ::testing::Test {
@@ -289,6 +299,7 @@ TEST_F(PortTest, ItLooksAgainAtWhatComesNext) {
 
 // A claim in the moment in which the port has let go of its own descriptor.
 TEST_F(PortTest, ClientThatClaimsThePortWhileItLooksIsServed) {
+    const OrdinaryUser user;
     sendSomething();
     atNextPoll = [this] {
         openClient();
@@ -304,6 +315,7 @@ TEST_F(PortTest, ClientThatClaimsThePortWhileItLooksIsServed) {
 }
 
 TEST_F(PortTest, PortIsFreeAgainAfterAClaimInTheMomentOfALook) {
+    const OrdinaryUser user;
     const std::string link = ::testing::TempDir() + "/port_test_claimed_" + std::to_string(getpid());
     port.linkTo(link);
     sendSomething();

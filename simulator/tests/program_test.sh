@@ -54,8 +54,9 @@ check "and one line" \
     '[[ $message == "receiver-simulator: unrecognized option '"'--colour'"' (--help lists the options)" ]]'
 check "help lists options and commands" '[[ $("$simulator" --help) == *--recording*nosatellites* ]]'
 check "so does -h" '[[ $("$simulator" -h) == "$("$simulator" --help)" ]]'
-check "every option is explained in the README" \
-    '! "$simulator" --help | sed -n "/^Options/,/^\$/s/^  \(-h, \)\?\(--[a-z-]*\) .*/\2/p" | while read -r option; do
+options=$("$simulator" --help | sed -n '/^Options/,/^$/s/^  \(-h, \)\?\(--[a-z-]*\) .*/\2/p')
+check "the help's list of options is found" '[[ $options == --link*--version ]]'
+check "every option is explained in the README" '! for option in $options; do
         grep -q -- "\`$option\`" "$readme" || echo "$option"; done | grep .'
 check "its version is the project's" '[[ $("$simulator" --version) =~ ^receiver-simulator\ \(ruxogps\)\ [0-9]+\.[0-9]+\.[0-9]+$ ]]'
 check "a route's length is printed" \

@@ -301,6 +301,7 @@ readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_rece
 
 run_check() {
     failed=
+    declare -F "$1" >/dev/null || { echo "there is no check '$1'" >&2; return 1; }
     make_checkout
     echo "$1"
     "$1"

@@ -311,6 +311,30 @@ TEST_F(AdapterLockCovers, TheSettingsOnTheirWayIn) {
     EXPECT_EQ(seenAtTheLock(set, [&] { return !held.enabled && held.logInterval == 77; }), kWithin);
 }
 
+TEST_F(AdapterLockCovers, WhatNewSettingsForget) {
+    GPSParams p;
+    p.geofences[11].width = 10;
+    p.resetTimeDeviation = true;
+    GPSGeofenceState& state = member(AdapterGeofenceStates())[11] = GPSGeofenceState::Inside;
+    bool& valid = member(AdapterTimeDeviationValid()) = true;
+    const auto set = [&] { adapter->SetParams(p); };
+    EXPECT_EQ(seenAtTheLock(set, [&] { return state == GPSGeofenceState::Unknown || !valid; }), kWithin);
+}
+
+TEST_F(AdapterLockCovers, TheDefaults) {
+    member(AdapterParams()).logInterval = 77;
+    member(AdapterTimeError()) = 77;
+    member(AdapterOdometerWarmup()) = 77;
+    const auto reset = [&] { adapter->ResetParams(); };
+    EXPECT_EQ(seenAtTheLock(reset,
+                            [&] {
+                                return member(AdapterParams()).logInterval != 77 ||
+                                       member(AdapterTimeError()) != 77 ||
+                                       member(AdapterOdometerWarmup()) != 77;
+                            }),
+              kWithin);
+}
+
 TEST_F(AdapterLockCovers, TheReadings) {
     member(AdapterAvailable()) = true;
     member(AdapterTimeError()) = 77;

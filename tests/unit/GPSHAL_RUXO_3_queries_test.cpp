@@ -3,7 +3,6 @@
 #include "GPSHAL_RUXO_3.h"
 
 #include <cmath>
-#include <csignal>
 #include <limits>
 #include <locale>
 #include <new>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "DriverFixture.h"
+#include "SignalMask.h"
 
 using ::testing::Contains;
 using ::testing::Each;
@@ -401,9 +401,7 @@ TEST_F(Watchdog, PausesUndisturbedByTheApplicationsTimers) {
     noDataReadCounter() = 11;
     bool blocked = false;
     unit.clock.afterEachSleep = [&](auto length) {
-        sigset_t mask;
-        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-        blocked = blocked || (length == 5s && sigismember(&mask, SIGALRM) == 1);
+        blocked = blocked || (length == 5s && blocks(maskOfThisThread(), SIGALRM));
     };
     getData();
     EXPECT_TRUE(blocked);

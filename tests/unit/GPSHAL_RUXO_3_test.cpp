@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "DriverFixture.h"
+#include "SignalMask.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -272,12 +273,7 @@ TEST_F(GpsdControl, LeavesThePidFileWhenThePlatformHasNoMemoryToRemoveIt) {
     EXPECT_FALSE(found());
 }
 
-/// Whether a signal is blocked on this thread.
-bool isBlocked(int signal) {
-    sigset_t mask;
-    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    return sigismember(&mask, signal) == 1;
-}
+bool isBlocked(int signal) { return blocks(maskOfThisThread(), signal); }
 
 TEST_F(GpsdControl, WaitsForGpsdUndisturbedByTheApplicationsTimers) {
     daemon.running = true;

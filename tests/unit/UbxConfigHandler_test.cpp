@@ -1,8 +1,7 @@
 // The handler's sequences: start-up, sending, reload, reset, shut-down. Commands, pauses, opens and closes.
 
-#include <signal.h>
-
 #include "HandlerTest.h"
+#include "SignalMask.h"
 
 using ::testing::ElementsAre;
 using ::testing::ExitedWithCode;
@@ -388,10 +387,8 @@ protected:
     std::size_t pauses = 0;
 
     void count() {
-        sigset_t mask;
-        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
         ++pauses;
-        if (sigismember(&mask, SIGALRM) != 1)
+        if (!blocks(maskOfThisThread(), SIGALRM))
             ++disturbed;
     }
 };

@@ -19,11 +19,10 @@
 //   write FILE TEXT ...                       replaces a file's content, or writes to a pipe
 //   shell COMMAND ...                         its output is printed in lines that begin with "output "
 //   timer HZ                                  a signal for the application, that often; 0: no more
-//   timer-here HZ                             the same, and it interrupts the thread that carries out the
-//   steps watch-port                                looks from now on who holds the receiver's port open
+//   timer-here HZ                             the same, and it interrupts the thread of the steps
+//   watch-port                                looks from now on who holds the receiver's port open
 //   driver, destroy-driver                    a driver without an adapter, started
-//   poll SECONDS [QUIET]                      asks it at short intervals and prints each answer that is new;
-//   ends
+//   poll SECONDS [QUIET]                      asks it at short intervals and prints each new answer; ends
 //                                             earlier when there was none for QUIET seconds
 
 #include <dirent.h>

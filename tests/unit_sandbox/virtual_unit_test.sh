@@ -433,6 +433,7 @@ run_checks() {
     local check failures=0
     for check; do
         failed=0
+        expect "there is such a check" declare -F "$check" >/dev/null
         "$check"
         ((failures += failed))
         ((failed)) && echo "FAIL $check" || echo "PASS $check"
