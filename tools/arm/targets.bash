@@ -1,0 +1,19 @@
+# Sourced by the tools of this folder: what is known of each ARM target.
+# shellcheck shell=bash
+# shellcheck disable=SC2034  # read by those who source this
+
+readonly arm_targets=(armhf armhf-time64 arm64)
+
+# Debian's packages of the target that are built against. Their dependencies follow by themselves.
+readonly sysroot_packages=libc6-dev,libstdc++6,libgps-dev,libgtest-dev,libgmock-dev,nlohmann-json3-dev
+
+# arm_target NAME: sets what depends on the target, or fails. Debian's ARM of 32 bits counts time with 64 bits from
+# trixie on; its compiler lives in that suite, because bookworm's would bring an older C++ library than the sysroot's.
+arm_target() {
+    case $1 in
+        armhf) suite=bookworm architecture=armhf triplet=arm-linux-gnueabihf ;;
+        armhf-time64) suite=trixie architecture=armhf triplet=arm-linux-gnueabihf ;;
+        arm64) suite=bookworm architecture=arm64 triplet=aarch64-linux-gnu ;;
+        *) return 1 ;;
+    esac
+}
