@@ -10,7 +10,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir "$work/bin" "$work/checkout"
 cd "$repository"
-cp -r CMakeLists.txt CMakePresets.json run-demo.sh cmake examples include platform simulator src tests tools "$work/checkout/"
+cp -r CMakeLists.txt CMakePresets.json run-demo.sh cmake docs examples include packaging platform simulator src tests tools "$work/checkout/"
 cd "$work/checkout"
 
 # Packages are there; what a configured folder would be built into is not of interest, and the demo ends there.

@@ -30,7 +30,7 @@ TOOLCHAIN
 # copy_sources FOLDER: what it takes to build the library.
 copy_sources() {
     mkdir -p "$1/tests"
-    cp -r "$source_folder"/{CMakeLists.txt,cmake,include,platform,src} "$1/"
+    cp -r "$source_folder"/{CMakeLists.txt,cmake,docs,examples,include,packaging,platform,src} "$1/"
     cp -r "$source_folder/tests/abi" "$1/tests/"
 }
 
