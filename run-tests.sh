@@ -1,9 +1,13 @@
 #!/bin/bash
-# Installs what the tests need, builds everything and runs all tests. Ends with CTest's summary.
-# shellcheck disable=SC2154  # `tool` and `options` come from options.bash
+# Installs what the tests need, builds everything and runs all tests: here, on a bare Debian of each release with its own
+# libgps, for ARM, from packages. Ends with CTest's summary.
+# shellcheck disable=SC2154,SC2317  # `tool` and `options` come from options.bash; traps call functions by name
 set -u
 
-readonly test_presets=(release debug clang asan+ubsan tsan)
+readonly test_presets=(release debug clang asan+ubsan tsan libgps22)
+readonly libgps_targets=(bookworm trixie forky libgps22)
+readonly arm_targets=(armhf armhf-time64 arm64)
+readonly logs=build/targets
 
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" || exit
 . tools/options.bash
@@ -12,9 +16,24 @@ usage() {
     cat <<'HELP'
 Usage: ./run-tests.sh [OPTIONS]
 
-  --preset NAME  release (the default), debug, clang, asan+ubsan or tsan, as in CMakePresets.json
+  --preset NAME  release (the default), debug, clang, asan+ubsan, tsan or libgps22, as in CMakePresets.json
+  --no-install   the packages are there: look for none, install none
+
+These run several targets one after the other, and end with a table of their tests:
+
+  --libgps       each generation of libgps with its Debian's own compiler, gpsd and libfaketime, each on a bare Debian made
+                 for this run: bookworm, trixie, forky (which moves); and libgps22, a stand-in for the oldest, here
+  --arm          each ARM target under qemu: armhf (32-bit time_t), armhf-time64 (in a trixie), arm64
+  --packages     the packages, built, checked, installed and used
+  --all          the tests here (release) and all of these
+  --only LIST    of these targets only the named ones: trixie,armhf
+
   --fresh        do as a new user would on a bare Debian 12, made for this run: clone this checkout's last commit, run
-                 the demo, then the tests; needs root, see tools/fresh-machine --help
+                 the demo, then the tests
+
+What needs a bare Debian (--fresh, --packages, bookworm, trixie, forky, armhf-time64) needs root, and takes this checkout's
+last commit; see tools/fresh-machine --help.
+
   -h, --help     print this text
   --version      print the version
 
@@ -27,20 +46,51 @@ fail() {
     exit 1
 }
 
-preset=release
-fresh=
-read_options "preset:,fresh" "$@"
+is_one_of() { printf '%s\n' "${@:2}" | grep -qxF -e "$1"; }
+
+# --- Options --------------------------------------------------------------------------------------------
+
+choose_kind() {
+    [[ -z $kind || $kind == "$1" ]] || wrong_usage "--$kind and --$1 exclude each other"
+    kind=$1
+}
+
+preset=
+kind=
+only=
+install=1
+read_options "preset:,no-install,fresh,arm,libgps,packages,all,only:" "$@"
 set -- "${options[@]}"
 while [[ $1 != -- ]]; do
     case $1 in
-        --preset) preset=$2; shift 2 ;;
-        --fresh) fresh=1; shift ;;
+        --preset) preset=$2; shift 2
+            is_one_of "$preset" "${test_presets[@]}" || wrong_usage "--preset needs one of ${test_presets[*]}, not '$preset'" ;;
+        --only) only=$2; shift 2; [[ -n $only ]] || wrong_usage "--only needs a list of targets, like trixie,armhf" ;;
+        --no-install) install=; shift ;;
+        *) choose_kind "${1#--}"; shift ;;
     esac
 done
 shift
 (($# == 0)) || wrong_usage "unexpected argument '$1'"
-printf '%s\n' "${test_presets[@]}" | grep -qxF -e "$preset" ||
-    wrong_usage "--preset needs one of ${test_presets[*]}, not '$preset'"
+
+case $kind in
+    arm) targets=("${arm_targets[@]}") ;;
+    libgps) targets=("${libgps_targets[@]}") ;;
+    packages) targets=(packages) ;;
+    all) targets=(release "${libgps_targets[@]}" "${arm_targets[@]}" packages) ;;
+    *) targets=() ;;
+esac
+((${#targets[@]} == 0)) || [[ -z $preset ]] || wrong_usage "--preset and --$kind exclude each other"
+[[ -z $kind || -n $install ]] || wrong_usage "--no-install and --$kind exclude each other"
+if [[ -n $only ]]; then
+    ((${#targets[@]} > 1)) || wrong_usage "--only narrows --libgps, --arm or --all"
+    readarray -t named < <(tr , '\n' <<<"$only")
+    for name in "${named[@]}"; do
+        is_one_of "$name" "${targets[@]}" || wrong_usage "--only needs some of ${targets[*]}, not '$name'"
+    done
+    targets=("${named[@]}")
+fi
+preset=${preset:-release}
 
 # --- Here -----------------------------------------------------------------------------------------------
 
@@ -51,6 +101,13 @@ build_all() {
     { cmake --preset "$preset" -DRUXOGPS_TESTS=ON && cmake --build --preset "$preset"; } >"$log" 2>&1 && return
     tail -n 60 "$log" >&2
     fail "the build failed, see $log"
+}
+
+# What the results depend on, in one line, as it is installed.
+tell_versions() {
+    command -v dpkg-query >/dev/null || return 0
+    dpkg-query -W -f '${Package} ${Version}, ' gpsd libgps-dev libfaketime 2>/dev/null | sed 's/^/== with /'
+    "${CXX:-c++}" --version 2>/dev/null | head -n 1
 }
 
 # Each run that was repeated because the host was too busy has left a line; they stand in front of CTest's summary.
@@ -68,7 +125,8 @@ with_the_repeats() {
 }
 
 run_here() {
-    tools/install-dependencies test || fail "the packages could not be installed"
+    [[ -z $install ]] || tools/install-dependencies test || fail "the packages could not be installed"
+    tell_versions
     build_all
     echo "== testing ($preset)"
     export RUXOGPS_REPEATS_LOG=$PWD/build/$preset/repeats.log
@@ -77,7 +135,7 @@ run_here() {
     exit "${PIPESTATUS[0]}"
 }
 
-# --- As a new user --------------------------------------------------------------------------------------
+# --- On a bare Debian -----------------------------------------------------------------------------------
 
 # The last commit alone, with its branch's name where it has one, in a file that `git clone` takes.
 bundle() {
@@ -90,22 +148,120 @@ bundle() {
 # The checkout may belong to the user who became root for this.
 git_here() { git -c safe.directory="$PWD" "$@"; }
 
-run_fresh() {
-    ((EUID == 0)) || fail "--fresh needs root, to make a machine of its own (sudo ./run-tests.sh --fresh)"
+prepare_machines() {
+    ((EUID == 0)) || fail "$1 needs root, to make a machine of its own (sudo ./run-tests.sh $1)"
     tools/install-dependencies fresh || fail "the packages could not be installed"
-    echo "== as a new user on a bare Debian 12: $(git_here log -1 --format='%h %s')"
     folder=$(mktemp -d) || exit
     trap 'rm -rf "$folder"' EXIT
     bundle "$folder/ruxogps.bundle"
+}
+
+# become_a_machine SUITE LINE ...: types the command lines in a clone, as the machine's user, until one fails.
+become_a_machine() {
     # shellcheck disable=SC2016  # for the shell of the new user
-    tools/fresh-machine --give "$folder/ruxogps.bundle" -- bash -c '
+    exec tools/fresh-machine --suite "$1" --give "$folder/ruxogps.bundle" -- bash -c '
         types() { echo "\$ $*"; "$@" || exit; }
         types git clone --quiet ruxogps.bundle
         types cd ruxogps
-        types ./run-demo.sh
-        types ./run-tests.sh "$@"' bash --preset "$preset"
+        for line; do types $line; done' bash "${@:2}"
+}
+
+run_fresh() {
+    prepare_machines --fresh
+    echo "== as a new user on a bare Debian 12: $(git_here log -1 --format='%h %s')"
+    (become_a_machine bookworm ./run-demo.sh "./run-tests.sh --preset $preset")
     exit
 }
 
+# --- Several targets ------------------------------------------------------------------------------------
+
+needs_a_machine() { is_one_of "$1" bookworm trixie forky armhf-time64; }
+
+become_target() {
+    case $1 in
+        release | libgps22) exec ./run-tests.sh --preset "$1" ;;
+        bookworm | trixie | forky) become_a_machine "$1" "tools/install-dependencies suite" "./run-tests.sh --no-install" ;;
+        armhf | arm64) exec tools/arm/run-tests "$1" ;;
+        armhf-time64) become_a_machine trixie "tools/arm/run-tests $1" ;;
+        packages) exec tests/packages/run ;;
+    esac
+}
+
+# A shell that waits for a background process, unlike a foreground one, hears signals at once. The target has a process
+# group of its own, so that all of it gets the signal, and gets it once, whoever was told to end.
+interrupted() {
+    trap '' INT TERM HUP
+    if [[ -n $running ]]; then
+        kill -s "$1" -- "-$running" 2>/dev/null
+        wait "$running"
+        exec {sink}>&-
+        wait "$keeper"
+    fi
+    exit $((128 + $(kill -l "$1")))
+}
+
+# Its output is seen and kept; sets `status`.
+run_and_keep() {
+    exec {sink}> >(exec tee --ignore-interrupts "$logs/$1.log")
+    keeper=$!
+    set -m
+    become_target "$1" >&"$sink" 2>&1 </dev/null {sink}>&- &
+    running=$!
+    set +m
+    wait "$running"
+    status=$?
+    running=
+    exec {sink}>&-
+    wait "$keeper"
+}
+
+# The counts that CTest ended with, in this target's log: "TESTS PASSED SKIPPED"; nothing where it did not come that far.
+counts_of() {
+    awk '/% tests passed, [0-9]+ tests? failed out of [0-9]+/ { tests = $NF; passed = tests - $4; found = 1 }
+        / Test +#[0-9]+: .*\*\*\*Skipped/ { ++skipped }
+        END { if (found) print tests, passed - skipped, skipped + 0 }' "$logs/$1.log"
+}
+
+# Each target has its row, the failed ones say so; then one line for all of them, like CTest's. A target that failed before
+# it counted its tests is one failed test there.
+print_table() {
+    local row target seconds status tests passed skipped all=0 failed=0
+    echo
+    printf '== %-14s %7s %7s %8s %8s\n' target tests passed skipped seconds
+    for row in "${rows[@]}"; do
+        read -r target seconds status <<<"$row"
+        read -r tests passed skipped < <(counts_of "$target") || { tests=- passed=- skipped=-; }
+        [[ $tests != - ]] || ((status == 0)) || ((++all, ++failed))
+        printf '   %-14s %7s %7s %8s %8s%s\n' "$target" "$tests" "$passed" "$skipped" "$seconds" \
+            "$( ((status == 0)) || echo "  failed, see $logs/$target.log")"
+        [[ $tests == - ]] || ((all += tests, failed += tests - passed - skipped))
+    done
+    echo
+    echo "$((all == 0 ? 0 : 100 * (all - failed) / all))% tests passed, $failed tests failed out of $all"
+}
+
+run_targets() {
+    local target began signal worst=0
+    for target in "${targets[@]}"; do
+        ! needs_a_machine "$target" || { prepare_machines "--$kind${only:+ --only $only}"; break; }
+    done
+    mkdir -p "$logs"
+    running=
+    rows=()
+    for signal in INT TERM HUP; do
+        # shellcheck disable=SC2064  # the signal's name is meant to be expanded now
+        trap "interrupted $signal" "$signal"
+    done
+    for target in "${targets[@]}"; do
+        echo "== $target"
+        began=$SECONDS
+        run_and_keep "$target"
+        rows+=("$target $((SECONDS - began)) $status")
+        ((status == 0)) || worst=1
+    done
+    print_table
+    exit "$worst"
+}
+
 # In one line: bash reads on in this file only later, when somebody may have changed it.
-if [[ -n $fresh ]]; then run_fresh; else run_here; fi; exit
+if ((${#targets[@]} > 0)); then run_targets; elif [[ $kind == fresh ]]; then run_fresh; else run_here; fi; exit

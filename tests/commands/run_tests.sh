@@ -52,8 +52,81 @@ for preset in fastest '' 'release debug' demo; do
     run --preset "$preset"
     expect "--preset '$preset' is refused" test "$status" = 2
     expect "--preset '$preset' is named in one line" test "$output" = \
-        "run-tests.sh: --preset needs one of release debug clang asan+ubsan tsan, not '$preset' (--help lists the options)"
+        "run-tests.sh: --preset needs one of release debug clang asan+ubsan tsan libgps22, not '$preset' (--help lists the options)"
 done
+
+# --- Several targets ------------------------------------------------------------------------------------
+
+# expect_refused COMPLAINT OPTION ...
+expect_refused() {
+    run "${@:2}"
+    expect "${*:2}: refused" test "$status" = 2
+    expect "${*:2}: told in one line" test "$output" = "run-tests.sh: $1 (--help lists the options)"
+}
+expect_refused "--libgps and --arm exclude each other" --libgps --arm
+expect_refused "--all and --fresh exclude each other" --all --fresh
+expect_refused "--preset and --arm exclude each other" --preset debug --arm
+expect_refused "--no-install and --all exclude each other" --all --no-install
+expect_refused "--only needs some of armhf armhf-time64 arm64, not 'trixie'" --arm --only armhf,trixie
+expect_refused "--only needs some of bookworm trixie forky libgps22, not 'sid'" --libgps --only=sid
+expect_refused "--only needs some of armhf armhf-time64 arm64, not ''" --arm --only armhf,
+expect_refused "--only needs a list of targets, like trixie,armhf" --arm --only ''
+expect_refused "--only narrows --libgps, --arm or --all" --only armhf
+expect_refused "--only narrows --libgps, --arm or --all" --packages --only armhf
+
+mkdir -p "$work/checkout/tools/arm"
+stand_in "$work/checkout/tools/arm/run-tests" <<'TARGET'
+#!/bin/sh
+[ "$1" != arm64 ] || { echo "no compiler"; exit 3; }
+echo "  7/20 Test #12: a capture ...***Skipped   0.02 sec"
+echo "100% tests passed, 0 tests failed out of 20"
+TARGET
+rows() { sed -nE 's/^   (\S+) +([0-9-]+) +([0-9-]+) +([0-9-]+) +[0-9]+/\1 \2 \3 \4/p' <<<"$output"; }
+
+run --arm --only armhf
+expect "a green target is green" test "$status" = 0
+expect "its tests are counted" test "$(rows)" = "armhf 20 19 1"
+expect "CTest's line is the last" ends_with $'\n\n100% tests passed, 0 tests failed out of 20'
+
+REPEATED='' run --all --only release,arm64,armhf
+expect "a failed target fails the run" test "$status" = 1
+expect "the next targets are run all the same" test "$(rows)" = \
+    $'release 2 1 0  failed, see build/targets/release.log\narm64 - - -  failed, see build/targets/arm64.log\narmhf 20 19 1'
+expect "what was not counted has failed" ends_with $'\n\n91% tests passed, 2 tests failed out of 23'
+
+# --- Ctrl-C ---------------------------------------------------------------------------------------------
+
+# As a terminal does it, for all of them at once; and for the command alone.
+stand_in "$work/checkout/tools/arm/run-tests" <<'TARGET'
+#!/bin/bash
+trap 'echo "cleaning up"; touch "$WORK/cleaned"; exit 130' INT TERM
+exec 2>/dev/null
+echo "$1 has begun"
+touch "$WORK/begun"
+while :; do sleep 0.1; done
+TARGET
+# interrupt SIGNAL all|command
+interrupt() {
+    local command whom
+    rm -f "$work/begun" "$work/cleaned"
+    WORK=$work setsid env --default-signal=INT "$work/checkout/run-tests.sh" --arm --only armhf,arm64 >"$work/output" 2>&1 </dev/null &
+    command=$!
+    until [[ -e $work/begun ]]; do kill -0 "$command" || break; sleep 0.02; done
+    whom=$command
+    [[ $2 == command ]] || whom=-$command
+    kill -s "$1" -- "$whom"
+    wait "$command"
+    status=$?
+    output=$(<"$work/output")
+    expect "SIG$1 to $2 is the exit status" test "$status" = $((128 + $(kill -l "$1")))
+    expect "SIG$1 to $2 lets the target end by itself" test -e "$work/cleaned"
+    expect "SIG$1 to $2 begins no other target" test "$output" = $'== armhf\narmhf has begun\ncleaning up'
+}
+interrupt INT all
+interrupt INT command
+interrupt TERM command
+
+# --- What needs root ------------------------------------------------------------------------------------
 
 as_ordinary_user=()
 ((EUID != 0)) || as_ordinary_user=(setpriv --reuid 65534 --regid 65534 --clear-groups)
@@ -62,4 +135,9 @@ status=$?
 expect "a fresh machine is for root" test "$status" = 1
 expect "that is said in one line" test "$output" = \
     "run-tests.sh: --fresh needs root, to make a machine of its own (sudo ./run-tests.sh --fresh)"
+output=$("${as_ordinary_user[@]}" "$work/checkout/run-tests.sh" --libgps --only libgps22,trixie 2>&1)
+status=$?
+expect "a generation is for root" test "$status" = 1
+expect "that is said in one line, before anything is run" test "$output" = \
+    "run-tests.sh: --libgps --only libgps22,trixie needs root, to make a machine of its own (sudo ./run-tests.sh --libgps --only libgps22,trixie)"
 exit "$((failures > 0))"
