@@ -37,7 +37,7 @@ copy_sources() {
 # build_and_install SOURCE-FOLDER INSTALLED-FOLDER: as a stranger would, without a build type.
 build_and_install() {
     cmake -S "$1" -B "$1/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$work/toolchain.cmake" -DRUXO_PLATFORM="$work/sdk" \
-        -DRUXOGPS_TESTS=OFF -DRUXOGPS_HOST_TOOLS=OFF
+        -DRUXOGPS_TESTS=OFF -DRUXOGPS_HOST_TOOLS=OFF -DRUXOGPS_UNIT_TOOLS=OFF
     cmake --build "$1/build"
     cmake --install "$1/build" --prefix "$2"
 }
