@@ -19,6 +19,7 @@
 ///   - the fix status stands beside `fix` (unit, API 6) or within it (from API 10);
 ///   - `fix.time` is a double (unit) or a timespec (from API 9);
 ///   - from API 9 the altitude is `fix.altMSL`, or `fix.altHAE` where that isn't known;
+///   - a satellite's angles are whole degrees (unit) or may be fractions and no numbers (from API 9);
 ///   - `gps_read` takes the record alone (unit) or a message buffer too (from API 7).
 ///
 /// What libgps's mask `set` says, which decides the copy (the same in all generations):

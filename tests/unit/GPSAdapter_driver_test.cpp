@@ -6,6 +6,7 @@
 
 #include "AdapterMembers.h"
 #include "DriverMembers.h"
+#include "GpsRecord.h"
 #include "RecordingCallback.h"
 
 using ::testing::ElementsAre;
@@ -23,17 +24,17 @@ constexpr uint32_t kUnsignedMax = std::numeric_limits<uint32_t>::max();
 VirtualGpsd::Fill everyNumberIs(double value) {
     return [value](gps_data_t& r) {
         r.set = ~gps_mask_t{0};
-        for (double* number :
-             {&r.fix.latitude, &r.fix.longitude, &r.fix.altMSL, &r.fix.altHAE, &r.fix.track, &r.fix.speed,
-              &r.fix.climb, &r.fix.ept, &r.fix.epx, &r.fix.epy, &r.fix.epv, &r.fix.eps, &r.dop.xdop,
-              &r.dop.ydop, &r.dop.pdop, &r.dop.hdop, &r.dop.vdop, &r.dop.tdop, &r.dop.gdop})
+        for (double* number : {&r.fix.latitude, &r.fix.longitude, &r.fix.track, &r.fix.speed, &r.fix.climb,
+                               &r.fix.ept, &r.fix.epx, &r.fix.epy, &r.fix.epv, &r.fix.eps, &r.dop.xdop,
+                               &r.dop.ydop, &r.dop.pdop, &r.dop.hdop, &r.dop.vdop, &r.dop.tdop, &r.dop.gdop})
             *number = value;
+        setAltitudes(r, value, value);
         r.fix.mode = 3;
         r.satellites_visible = r.satellites_used = 2;
         for (auto& satellite : r.skyview) {
             satellite.used = true;
             satellite.ss = value;
-            satellite.elevation = satellite.azimuth = value;
+            setAngles(satellite, value, value);
         }
     };
 }
@@ -42,7 +43,7 @@ void fillGoodReport(gps_data_t& r) {
     everyNumberIs(4)(r);
     r.fix.latitude = 48.137154;
     r.fix.longitude = 11.576124;
-    r.fix.time.tv_sec = 1700000000;
+    setTime(r, 1700000000, 0);
     r.dop.pdop = 1.5;
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Arrivals.h"
+#include "GpsRecord.h"
 
 namespace {
 
@@ -46,16 +47,6 @@ using UnitReport = OldReport<72>;
 /// Wide enough to bring more satellites than the snapshot holds.
 using WideReport = OldReport<300>;
 
-void setAltitude(UnitReport& r, double metres) { r.fix.altitude = metres; }
-void setAltitude(gps_data_t& r, double metres) { r.fix.altMSL = metres; }
-void setStatus(UnitReport& r, int status) { r.status = status; }
-void setStatus(gps_data_t& r, int status) { r.fix.status = status; }
-void setTime(UnitReport& r, double seconds) { r.fix.time = seconds; }
-void setTime(gps_data_t& r, double seconds) {
-    r.fix.time.tv_sec = static_cast<time_t>(std::floor(seconds));
-    r.fix.time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-}
-
 /// A report with a value of its own in each place and an empty mask.
 template <typename Report>
 void fill(Report& r) {
@@ -67,8 +58,10 @@ void fill(Report& r) {
     r.fix.track = 271.5, r.fix.speed = 13.75, r.fix.climb = -0.5;
     r.fix.ept = 0.005, r.fix.epy = 4, r.fix.epx = 3, r.fix.epv = 7.5, r.fix.eps = 1.25;
     r.satellites_visible = 2, r.satellites_used = 1;
-    r.skyview[0].ss = 21, r.skyview[0].PRN = 5, r.skyview[0].elevation = 70, r.skyview[0].azimuth = 359;
-    r.skyview[1].ss = 38.5, r.skyview[1].used = true, r.skyview[1].PRN = 65, r.skyview[1].elevation = -3;
+    r.skyview[0].ss = 21, r.skyview[0].PRN = 5;
+    setAngles(r.skyview[0], 70, 359);
+    r.skyview[1].ss = 38.5, r.skyview[1].used = true, r.skyview[1].PRN = 65;
+    setAngles(r.skyview[1], -3, 0);
     r.dop.xdop = 1, r.dop.ydop = 2, r.dop.pdop = 3, r.dop.hdop = 4;
     r.dop.vdop = 5, r.dop.tdop = 6, r.dop.gdop = 7;
 }
@@ -261,8 +254,10 @@ TEST(GpsReportCopy, TakesNoMoreSatellitesThanItHasRoomFor) {
     const auto report = std::make_unique<WideReport>();
     report->set = 0x8000;
     report->satellites_visible = 300;
-    for (auto& satellite : report->skyview)
-        satellite.PRN = satellite.elevation = satellite.azimuth = 9;
+    for (auto& satellite : report->skyview) {
+        satellite.PRN = 9;
+        setAngles(satellite, 9, 9);
+    }
     const ReaderBlock block = copied(*report);
     EXPECT_EQ(block.satellitesVisible, 300);
     EXPECT_EQ(block.PRN[234], 9);
@@ -282,12 +277,14 @@ TEST(GpsReportCopy, TakesNoSatellitesOfANegativeCount) {
 }
 
 TEST(GpsReportCopy, LimitsAnglesThatAreNoNumbers) {
+    if (!kAnglesAreDoubles<gps_data_t>)
+        GTEST_SKIP() << "this libgps has its angles in whole degrees";
     const auto report = std::make_unique<gps_data_t>();
     report->set = 0x8000;
     report->satellites_visible = 3;
-    report->skyview[0].elevation = kNaN, report->skyview[0].azimuth = kInfinity;
-    report->skyview[1].elevation = -kInfinity, report->skyview[1].azimuth = 1e300;
-    report->skyview[2].elevation = -12.9, report->skyview[2].azimuth = 359.9;
+    setAngles(report->skyview[0], kNaN, kInfinity);
+    setAngles(report->skyview[1], -kInfinity, 1e300);
+    setAngles(report->skyview[2], -12.9, 359.9);
     const ReaderBlock block = copied(*report);
     const std::vector<int16_t> elevations(block.elevation, block.elevation + 3);
     const std::vector<int16_t> azimuths(block.azimuth, block.azimuth + 3);
@@ -327,32 +324,52 @@ TEST(GpsReportCopy, LimitsTimesBeyond32Bits) {
 }
 
 TEST(GpsReportCopy, TakesNoTimeForATimeThatIsNoNumber) {
-    const auto report = std::make_unique<UnitReport>();
-    report->set = 0x4;
-    for (const auto& [time, seconds] : std::vector<std::pair<double, int32_t>>{
-             {kNaN, 0}, {kInfinity, 2147483647}, {-kInfinity, std::numeric_limits<int32_t>::min()}}) {
-        report->fix.time = time;
-        EXPECT_EQ(copied(*report).fixTime, seconds) << time;
-    }
+    forEachShape([](auto& report) {
+        if (!kTimeIsADouble<std::decay_t<decltype(report)>>)
+            return; // it has no such time
+        report.set = 0x4;
+        for (const auto& [time, seconds] : std::vector<std::pair<double, int32_t>>{
+                 {kNaN, 0}, {kInfinity, 2147483647}, {-kInfinity, std::numeric_limits<int32_t>::min()}}) {
+            setTime(report, time);
+            EXPECT_EQ(copied(report).fixTime, seconds) << time;
+        }
+    });
 }
 
 // --- Altitude -------------------------------------------------------------------------------------------
 
 TEST(GpsReportCopy, PrefersTheAltitudeAboveTheSea) {
+    if (!kTellsAltitudesApart<gps_data_t>)
+        GTEST_SKIP() << "this libgps has one altitude";
     const auto report = std::make_unique<gps_data_t>();
     report->set = 0x20;
-    report->fix.altMSL = 500, report->fix.altHAE = 546, report->fix.altitude = 1;
+    setAltitudes(*report, 500, 546);
     EXPECT_EQ(copied(*report).altitude, 500);
-    report->fix.altMSL = kNaN;
+    setAltitudes(*report, kNaN, 546);
     EXPECT_EQ(copied(*report).altitude, 546);
-    report->fix.altMSL = kInfinity;
+    setAltitudes(*report, kInfinity, 546);
     EXPECT_EQ(copied(*report).altitude, 546);
-    report->fix.altHAE = kNaN;
+    setAltitudes(*report, kInfinity, kNaN);
     EXPECT_TRUE(std::isnan(copied(*report).altitude));
+}
+
+TEST(GpsReportCopy, TakesTheOneAltitudeOfAnOldReportAsItStands) {
+    forEachShape([](auto& report) {
+        if (kTellsAltitudesApart<std::decay_t<decltype(report)>>)
+            return; // it has two
+        report.set = 0x20;
+        for (const double altitude : {519.5, 0.0, -430.0, 1e300, kInfinity}) {
+            setAltitudes(report, altitude, 1);
+            EXPECT_EQ(copied(report).altitude, altitude);
+        }
+        setAltitudes(report, kNaN, 1);
+        EXPECT_TRUE(std::isnan(copied(report).altitude));
+    });
 }
 
 // --- Reading --------------------------------------------------------------------------------------------
 
+// Of a record of the old shape, whose status is the result.
 int readRecordAlone(UnitReport* record) { return record->status; }
 
 int readWithMessage(UnitReport* record, char* message, int length) {
@@ -361,7 +378,7 @@ int readWithMessage(UnitReport* record, char* message, int length) {
 
 TEST(GpsReportRead, ReadsWithOrWithoutAMessageBuffer) {
     const auto record = std::make_unique<UnitReport>();
-    record->status = 250;
+    setStatus(*record, 250);
     EXPECT_EQ(gpsreport::read(readRecordAlone, record.get()), 250);
     EXPECT_EQ(gpsreport::read(readWithMessage, record.get()), 250);
 }

@@ -6,6 +6,7 @@
 #include <atomic>
 
 #include "GPSAdapter.h"
+#include "GpsRecord.h"
 #include "VirtualUnit.h"
 
 using namespace std::chrono_literals;
@@ -43,8 +44,8 @@ void fillReport(gps_data_t& r) {
     r.fix.mode = 3;
     r.fix.latitude = r.fix.latitude == 0 ? 48.0 : r.fix.latitude + 0.0002;
     r.fix.longitude = 11.5;
-    r.fix.altMSL = 500;
-    r.fix.time.tv_sec = 1700000000;
+    setAltitude(r, 500);
+    setTime(r, 1700000000, 0);
     r.satellites_visible = 12;
     r.satellites_used = 8;
     r.dop.pdop = 1.5;
