@@ -11,4 +11,5 @@ include(${CMAKE_CURRENT_LIST_DIR}/arm-debian.cmake)
 # As Debian builds everything for armhf from trixie on. The C library and libgps have both widths behind one header: who
 # builds without these flags has a record of another size than libgps fills.
 set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
-set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
+# g++ would tell of each argument that was passed otherwise before its version 7.1.
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -Wno-psabi")

@@ -7,3 +7,6 @@ set(RUXOGPS_TRIPLET arm-linux-gnueabihf)
 set(RUXOGPS_EMULATOR qemu-arm)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 include(${CMAKE_CURRENT_LIST_DIR}/arm-debian.cmake)
+
+# g++ would tell of each argument that was passed otherwise before its version 7.1.
+set(CMAKE_CXX_FLAGS_INIT "-Wno-psabi")

@@ -28,10 +28,14 @@ done
 grep -qx 'CMAKE_BUILD_TYPE:STRING=RelWithDebInfo' "$work/here/build/CMakeCache.txt" ||
     complain "without a build type the library is not optimised"
 
-"$compiler" -std=c++17 -I"$work/root/include/ruxogps" -I"$work/sdk/include" "$source_folder/examples/minimal.cpp" \
+# shellcheck disable=SC2086  # flags and an emulator are words
+"$compiler" ${SYSROOT:+"--sysroot=$SYSROOT"} ${FLAGS-} -std=c++17 -I"$work/root/include/ruxogps" -I"$work/sdk/include" "$source_folder/examples/minimal.cpp" \
     -o "$work/minimal" -L"$work/root/lib" -L"$work/sdk/lib" -lruxogps -lruxohal -lruxo -llogging -lutilities
-! LD_LIBRARY_PATH="$work/root/lib:$work/sdk/lib" ldd "$work/minimal" | grep 'not found' ||
-    complain "the application's libraries are not complete"
+# As ldd does it, which can't ask the loader of another machine.
+# shellcheck disable=SC2086
+loaded=$(LD_TRACE_LOADED_OBJECTS=1 LD_LIBRARY_PATH="$work/root/lib:$work/sdk/lib" ${EMULATOR-} "$work/minimal")
+[[ $loaded == *"$work/root/lib/libruxogps.so"* && $loaded != *'not found'* ]] ||
+    complain "the application's libraries are not complete: $loaded"
 
 # What else may be built for a unit is at least found.
 cmake -S "$source_folder" -B "$work/with-tests" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$work/toolchain.cmake" \

@@ -1,6 +1,9 @@
 # Sourced by the tests of this folder: a vendor's SDK and toolchain file in $work, and a build with them by $compiler.
 # shellcheck shell=bash
 # shellcheck disable=SC2154  # `work` and `compiler` are the caller's
+#
+# In a build for another machine the environment tells its system root (SYSROOT), its processor (PROCESSOR), the flags
+# that its programs need (FLAGS) and how one is started here (EMULATOR).
 
 export CCACHE_DISABLE=1 # a cache would bring objects of other folders
 
@@ -14,11 +17,13 @@ make_sdk() {
     mkdir -p "$work/sdk/lib" "$work/sysroot"
     cp -r "$source_folder/platform/include" "$work/sdk/include"
     cp "$@" "$work/sdk/lib/"
-    ln -s /usr "$work/sysroot/usr"
+    ln -s "${SYSROOT-}/usr" "$work/sysroot/usr"
     cat >"$work/toolchain.cmake" <<TOOLCHAIN
 set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR $(uname -m))
+set(CMAKE_SYSTEM_PROCESSOR ${PROCESSOR:-$(uname -m)})
 set(CMAKE_CXX_COMPILER $compiler)
+${SYSROOT:+set(CMAKE_SYSROOT "$SYSROOT")}
+set(CMAKE_CXX_FLAGS_INIT "${FLAGS-}")
 set(CMAKE_FIND_ROOT_PATH $work/sysroot)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -36,7 +36,16 @@ private:
 Ground unit() { return {}; }
 
 /// The next definition after the program's own: libc's, or the sanitizer's.
-#define REAL(name) reinterpret_cast<decltype(&::name)>(dlsym(RTLD_NEXT, #name))
+#define REAL(name) REAL_AS(name, #name)
+#define REAL_AS(name, symbol) reinterpret_cast<decltype(&::name)>(dlsym(RTLD_NEXT, symbol))
+
+/// The same of a function that takes or gives a time: where the machine's `time_t` has 32 bits, the C
+/// library's headers give those of 64-bit time, and so the definitions below, names of their own.
+#if defined __USE_TIME_BITS64 && __TIMESIZE == 32
+#define REAL_OF_TIME(name) REAL_AS(name, "__" #name "64")
+#else
+#define REAL_OF_TIME(name) REAL(name)
+#endif
 
 } // namespace
 
@@ -44,7 +53,7 @@ Ground unit() { return {}; }
 
 extern "C" time_t time(time_t* result) noexcept {
     if (unit() == nullptr)
-        return REAL(time)(result);
+        return REAL_OF_TIME(time)(result);
     const time_t now = unit()->clock.utc();
     if (result != nullptr)
         *result = now;
@@ -53,7 +62,7 @@ extern "C" time_t time(time_t* result) noexcept {
 
 extern "C" int gettimeofday(timeval* result, void* zone) noexcept {
     if (unit() == nullptr)
-        return REAL(gettimeofday)(result, zone);
+        return REAL_OF_TIME(gettimeofday)(result, zone);
     if (unit()->timeOfDayError != 0) {
         errno = unit()->timeOfDayError;
         return -1;
@@ -113,12 +122,16 @@ extern "C" void exit(int status) noexcept {
 
 // --- Files ----------------------------------------------------------------------------------------------
 
+// With 64-bit offsets the C library's headers make `fopen` and `open` other names of these two's 64-bit
+// forms.
+#ifndef __USE_FILE_OFFSET64
 extern "C" FILE* fopen(const char* path, const char* mode) {
     const auto next = REAL(fopen);
     if (unit() == nullptr || !unit()->port.owns(path))
         return next(path, mode);
     return unit()->port.open(path, mode, next);
 }
+#endif
 
 /// What libstdc++'s file streams open with.
 extern "C" FILE* fopen64(const char* path, const char* mode) {
@@ -144,6 +157,7 @@ static int openByUnit(Open next, const char* path, int flags, mode_t rights) {
     return here == nullptr ? -1 : next(here, flags, rights);
 }
 
+#ifndef __USE_FILE_OFFSET64
 extern "C" int open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
@@ -151,6 +165,7 @@ extern "C" int open(const char* path, int flags, ...) {
     va_end(arguments);
     return openByUnit(REAL(open), path, flags, rights);
 }
+#endif
 
 extern "C" int open64(const char* path, int flags, ...) {
     va_list arguments;
@@ -242,7 +257,7 @@ extern "C" int sem_wait(sem_t* semaphore) {
 
 extern "C" int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
     if (unit() == nullptr)
-        return REAL(sem_timedwait)(semaphore, deadline);
+        return REAL_OF_TIME(sem_timedwait)(semaphore, deadline);
     if (unit()->semaphores.fails(VirtualSemaphores::TimedWait, semaphore))
         return -1;
     return unit()->semaphores.waitUntilUtc(semaphore, *deadline);

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -45,20 +46,35 @@ std::function<void()> onUsleep;
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
+/// The kernel's own record in the two calls below: two words of the machine, whatever the width of `time_t`.
+struct KernelTime {
+    long seconds = 0;
+    long nanoseconds = 0;
+};
+
 INTERPOSED int clock_gettime(clockid_t clock, timespec* now) noexcept {
     if (clocksFail)
         return -1;
     const auto faked = fakedClocks.find(clock);
-    if (faked == fakedClocks.end())
-        return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
-    *now = faked->second;
-    return 0;
+    if (faked != fakedClocks.end()) {
+        *now = faked->second;
+        return 0;
+    }
+    KernelTime real;
+    const long result = syscall(SYS_clock_gettime, clock, &real);
+    *now = {real.seconds, real.nanoseconds};
+    return static_cast<int>(result);
 }
 
 INTERPOSED int nanosleep(const timespec* wanted, timespec* left) {
     if (onNanosleep)
         return onNanosleep(*wanted, *left);
-    return static_cast<int>(syscall(SYS_nanosleep, wanted, left));
+    const KernelTime pause = {static_cast<long>(wanted->tv_sec), static_cast<long>(wanted->tv_nsec)};
+    KernelTime rest;
+    const long result = syscall(SYS_nanosleep, &pause, &rest);
+    if (left != nullptr)
+        *left = {rest.seconds, rest.nanoseconds};
+    return static_cast<int>(result);
 }
 
 INTERPOSED int usleep(useconds_t) {
@@ -362,7 +378,8 @@ TEST_F(PlatformTime, TicksInWholeSecondsOfTheBootClock) {
 }
 
 TEST_F(PlatformTime, TickWrapsAt32Bits) {
-    fakedClocks[CLOCK_BOOTTIME] = {4294967296 + 3, 0};
+    const int64_t uptime = 4294967296 + 3;
+    fakedClocks[CLOCK_BOOTTIME] = {static_cast<time_t>(uptime), 0};
     EXPECT_EQ(ruxo_systemtick(), 3u);
 }
 

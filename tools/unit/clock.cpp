@@ -38,7 +38,8 @@ timespec hostDeadline(clockid_t clock, const timespec& unitDeadline) {
     clock_gettime(clock, &unitNow);
     const auto left = static_cast<double>(nanoseconds(unitDeadline) - nanoseconds(unitNow));
     const int64_t deadline = hostNow() + static_cast<int64_t>(left / speed());
-    return {deadline / nanosecondsPerSecond, deadline % nanosecondsPerSecond};
+    return {static_cast<time_t>(deadline / nanosecondsPerSecond),
+            static_cast<long>(deadline % nanosecondsPerSecond)};
 }
 
 template <typename Function>

@@ -36,7 +36,8 @@ int64_t now() {
 int64_t sleepUntil(int64_t tick) {
     int64_t left = 0;
     while ((left = tick - now()) > 0) {
-        const timespec pause = {left / kNanosecondsPerSecond, left % kNanosecondsPerSecond};
+        const timespec pause = {static_cast<time_t>(left / kNanosecondsPerSecond),
+                                static_cast<long>(left % kNanosecondsPerSecond)};
         nanosleep(&pause, nullptr);
     }
     return -left;

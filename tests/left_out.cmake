@@ -1,0 +1,47 @@
+# What is not tested in a build for another machine, because its input can't exist there, with the reason. This list is
+# the only place; tools/arm/run-tests prints it.
+
+set(left_out_file ${PROJECT_BINARY_DIR}/left-out.txt)
+set(left_out_folders)
+set(left_out_tests)
+set(left_out_text "")
+
+# Tests of a folder of tests/.
+function(leave_out_folder folder reason)
+    list(APPEND left_out_folders ${folder})
+    set(left_out_folders ${left_out_folders} PARENT_SCOPE)
+    set(left_out_text "${left_out_text}tests/${folder}: ${reason}\n" PARENT_SCOPE)
+endfunction()
+
+# One test, by its name in CTest.
+function(leave_out_test test reason)
+    list(APPEND left_out_tests ${test})
+    set(left_out_tests ${left_out_tests} PARENT_SCOPE)
+    set(left_out_text "${left_out_text}${test}: ${reason}\n" PARENT_SCOPE)
+endfunction()
+
+# --- The list -------------------------------------------------------------------------------------------
+
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+    leave_out_folder(unit_sandbox
+        "the virtual unit's gpsd and fast clock are the host's: its libfaketime can't be preloaded into a program of another machine")
+    leave_out_folder(demo
+        "the demo is a run on the virtual unit")
+    foreach(test IN ITEMS ClaimOfAClientOutlastsOthersThatGo ClientThatClaimsThePortWhileItLooksIsServed)
+        leave_out_test(PortTest.${test}
+            "qemu's user emulation does not know the question whether a terminal is claimed (TIOCGEXCL)")
+    endforeach()
+    leave_out_folder(commands
+        "they try the repository's commands, which build and run the host's programs and nothing of another machine's")
+endif()
+if(LIBGPS_TIME_BITS EQUAL 32)
+    leave_out_test(PlatformTime.TickWrapsAt32Bits
+        "a boot clock beyond 32 bits doesn't fit into a time_t of 32 bits")
+endif()
+
+# --- What CTest is told ---------------------------------------------------------------------------------
+
+file(CONFIGURE OUTPUT ${left_out_file} CONTENT "@left_out_text@" @ONLY)
+list(JOIN left_out_tests "\" \"" left_out_tests_text)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/CTestCustom.cmake
+    CONTENT "set(CTEST_CUSTOM_TESTS_IGNORE \"@left_out_tests_text@\")\n" @ONLY)
