@@ -6,9 +6,14 @@ function(started_program result target)
         return()
     endif()
     set(script ${PROJECT_BINARY_DIR}/started/${target})
+    set(${result} ${script} PARENT_SCOPE)
+    get_property(scripts GLOBAL PROPERTY started_program_scripts)
+    if(script IN_LIST scripts)
+        return() # newer releases of CMake refuse to write one file from two folders
+    endif()
+    set_property(GLOBAL APPEND PROPERTY started_program_scripts ${script})
     list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "' '" emulator)
     file(GENERATE OUTPUT ${script}
         CONTENT "#!/bin/sh\nexec '${emulator}' '$<TARGET_FILE:${target}>' \"$@\"\n"
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-    set(${result} ${script} PARENT_SCOPE)
 endfunction()
