@@ -106,7 +106,8 @@ Finding tryPort() {
         if (wrong.empty())
             wrong = whatIsWrongAfter(baudRate);
     const std::string saved = before.output.substr(0, before.output.find('\n'));
-    if (!runShell(onPort(saved)).succeeded() && wrong.empty())
+    runShell(onPort(saved)); // its status counts what a port can't be, as some never could
+    if (wrong.empty() && runShell(onPort("-g")).output != before.output)
         wrong = "the port's former settings could not be put back";
     if (!wrong.empty())
         return fault(wrong,

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -18,6 +19,8 @@ namespace {
 
 constexpr unsigned int kFirstPseudoTerminalMajor = 136; // of eight, each with 256 terminals
 constexpr unsigned int kPseudoTerminalsAMajor = 256;
+
+constexpr pid_t kFirstProcess = 1;
 
 struct FolderCloser {
     void operator()(DIR* folder) const { closedir(folder); }
@@ -109,18 +112,20 @@ bool holds(const std::vector<Value>& values, Value value) {
 
 Processes Processes::scan() {
     std::vector<Process> processes;
+    bool firstIsListed = getpid() == kFirstProcess; // without it /proc shows this user's processes alone
     for (const std::string& number : numbersIn("/proc").value_or(std::vector<std::string>())) {
         const std::string folder = "/proc/" + number;
         Process process;
         process.id = static_cast<pid_t>(std::strtol(number.c_str(), nullptr, 10));
         char state = 'Z'; // gone meanwhile
         readState(contentOf(folder + "/stat"), process, state);
+        firstIsListed = firstIsListed || process.id == kFirstProcess;
         if (state == 'Z' || state == 'X' || process.id == getpid())
             continue;
         takeFiles(folder, process);
         processes.push_back(std::move(process));
     }
-    return Processes(std::move(processes));
+    return Processes(std::move(processes), firstIsListed);
 }
 
 std::vector<Process> Processes::named(const std::string& name) const {
@@ -136,8 +141,8 @@ std::vector<Process> Processes::havingSocket(uint64_t inode) const {
 }
 
 bool Processes::allFilesVisible() const {
-    return std::all_of(processes_.begin(), processes_.end(),
-                       [](const Process& process) { return process.filesVisible; });
+    return allListed_ && std::all_of(processes_.begin(), processes_.end(),
+                                     [](const Process& process) { return process.filesVisible; });
 }
 
 std::string namesOf(const std::vector<Process>& processes) {

@@ -24,7 +24,9 @@ struct Process {
 class Processes {
 public:
     Processes() = default;
-    explicit Processes(std::vector<Process> processes) : processes_(std::move(processes)) {}
+    /// `allListed`: there are no others.
+    explicit Processes(std::vector<Process> processes, bool allListed = true)
+        : processes_(std::move(processes)), allListed_(allListed) {}
 
     /// All but this program and those that have ended without their parent having noticed.
     static Processes scan();
@@ -37,11 +39,13 @@ public:
 
     std::vector<Process> havingSocket(uint64_t inode) const;
 
-    /// False where some process keeps its files to itself: then `holding` and `havingSocket` may miss it.
+    /// False where some process keeps its files, or itself, to itself: then `holding` and `havingSocket` may
+    /// miss it.
     bool allFilesVisible() const;
 
 private:
     std::vector<Process> processes_;
+    bool allListed_ = false;
 };
 
 /// "gpsd (process 12), gpsmon (process 15)"
