@@ -160,7 +160,7 @@ finds_a_wrong_shell() {
     expect "an echo that prints -e" found fault shell.echo "(it wrote 2d 65 20 5c 78"
     looks env PATH="${PATH#/unit/bin:}" "$UNIT_CHECK"
     expect "a timeout of today" found fault shell.timeout "refuses '-t 1' (status 125)"
-    expect "its mend" contains "$(</tmp/report)" "/ruxogps (from the tools package) in front of the service's PATH"
+    expect "its mend" contains "$(</tmp/report)" "/ruxogps/bin (from the tools package) in front of the service's PATH"
     looks env --ignore-signal=CHLD "$UNIT_CHECK"
     expect "an ignored SIGCHLD" only_found fault signal.child "SIGCHLD is ignored"
 }

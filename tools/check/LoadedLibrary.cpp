@@ -4,6 +4,7 @@
 #include <link.h>
 
 #include <algorithm>
+#include <cstring>
 #include <regex>
 
 namespace check {
@@ -13,7 +14,8 @@ namespace {
 /// What the dynamic section says, as far as it is wanted here.
 struct Tables {
     const char* names = nullptr;
-    std::size_t size = 0;
+    std::size_t size = 0; ///< of `names`, in bytes
+    const char* symbols = nullptr;
     std::vector<std::size_t> needed; ///< offsets in `names`
 };
 
@@ -28,11 +30,27 @@ Tables tablesOf(const link_map& map) {
     for (const ElfW(Dyn)* entry = map.l_ld; entry->d_tag != DT_NULL; ++entry)
         if (entry->d_tag == DT_STRTAB)
             tables.names = addressOf(map, entry->d_un.d_ptr);
+        else if (entry->d_tag == DT_SYMTAB)
+            tables.symbols = addressOf(map, entry->d_un.d_ptr);
         else if (entry->d_tag == DT_STRSZ)
             tables.size = entry->d_un.d_val;
         else if (entry->d_tag == DT_NEEDED)
             tables.needed.push_back(entry->d_un.d_val);
     return tables;
+}
+
+/// Nothing says how many symbols there are, but their names lie behind them. Where a linker has put other
+/// tables in between, these are taken for symbols as well, and bring at worst the end of a name.
+std::vector<std::string> namesOf(const Tables& tables) {
+    std::vector<std::string> names;
+    for (const char* at = tables.symbols; at != nullptr && at + sizeof(ElfW(Sym)) <= tables.names;
+         at += sizeof(ElfW(Sym))) {
+        ElfW(Sym) symbol = {};
+        std::memcpy(&symbol, at, sizeof symbol);
+        if (symbol.st_name > 0 && symbol.st_name < tables.size)
+            names.emplace_back(tables.names + symbol.st_name);
+    }
+    return names;
 }
 
 bool isAnyOf(const std::vector<std::string>& names, const std::string& form) {
@@ -61,8 +79,7 @@ void LoadedLibrary::readTables(const void* linkMap) {
         return;
     for (const std::size_t offset : tables.needed)
         needed_.emplace_back(tables.names + offset);
-    for (std::size_t at = 0; at < tables.size; at += names_.back().size() + 1)
-        names_.emplace_back(tables.names + at);
+    names_ = namesOf(tables);
 }
 
 std::string sonameOf(const std::vector<std::string>& sonames, const std::string& prefix) {
