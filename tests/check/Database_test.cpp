@@ -234,7 +234,8 @@ private:
 
 /// The payload that a record has in the file, filled up with zeros behind the file's end.
 Bytes payloadOf(const DatabaseRecord& record, const Bytes& file) {
-    Bytes payload = record.offset + 6 < file.size() ? file.substr(record.offset + 6, record.length) : Bytes();
+    const auto begin = static_cast<std::size_t>(record.offset + 6);
+    Bytes payload = begin < file.size() ? file.substr(begin, record.length) : Bytes();
     payload.resize(record.length);
     return payload;
 }
