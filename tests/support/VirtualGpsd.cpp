@@ -129,7 +129,7 @@ int VirtualGpsd::open(const char* host, const char* port, gps_data_t* record) {
     return result;
 }
 
-int VirtualGpsd::stream(gps_data_t* record, unsigned int flags, void* argument) {
+int VirtualGpsd::stream(gps_data_t* record, unsigned int flags, const void* argument) {
     errnoAtStream = errno;
     journal_.add(text("gps_stream 0x%x", flags) + (argument == nullptr ? "" : " with an argument"));
     EXPECT_EQ(record, record_) << "gps_stream on a session that isn't open";

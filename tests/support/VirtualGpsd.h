@@ -64,7 +64,7 @@ public:
     // --- libgps ---------------------------------------------------------------------------------------
 
     int open(const char* host, const char* port, gps_data_t* record);
-    int stream(gps_data_t* record, unsigned int flags, void* argument);
+    int stream(gps_data_t* record, unsigned int flags, const void* argument);
     bool waiting(const gps_data_t* record, int timeoutMicros);
     int read(gps_data_t* record);
     int close(gps_data_t* record);

@@ -195,7 +195,7 @@ TEST_F(Receiver, LeavesItsDatabaseInAFileWhenTheServiceIsDestroyed) {
     ASSERT_THAT(poll, SizeIs(1));
     const std::vector<simulator::UbxFrame> frames = simulator::framesIn(dump());
     EXPECT_EQ(poll[0].text, "MGA-DBD poll: " + std::to_string(frames.size()) + " records");
-    char trailer[16];
+    char trailer[24];
     std::snprintf(trailer, sizeof trailer, "%06zu", frames.size());
     std::size_t size = 6;
     for (const simulator::UbxFrame& frame : frames)

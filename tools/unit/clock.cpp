@@ -1,5 +1,5 @@
-// Waits that libfaketime 0.9.10 leaves in the host's time or gets wrong, corrected for the unit's fast clock.
-// The unit preloads this library in front of libfaketime when it starts with --speed.
+// Waits that libfaketime leaves in the host's time or gets wrong (0.9.10 and newer), corrected for the unit's
+// fast clock. The unit preloads this library in front of libfaketime when it starts with --speed.
 //
 // Each wait takes the time that is left on the unit's clock, divides it by the clock's speed, and waits that
 // long on the host's monotonic clock.
@@ -42,9 +42,12 @@ timespec hostDeadline(clockid_t clock, const timespec& unitDeadline) {
             static_cast<long>(deadline % nanosecondsPerSecond)};
 }
 
+// libc's own: newer releases of libfaketime stand in front of these functions, too, and the next definition
+// behind this library would be theirs.
 template <typename Function>
-Function* next(Function&, const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+Function* libcs(Function&, const char* name) {
+    static void* const libc = dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);
+    return reinterpret_cast<Function*>(dlsym(libc, name));
 }
 
 } // namespace
@@ -52,7 +55,7 @@ Function* next(Function&, const char* name) {
 extern "C" {
 
 int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* deadline) {
-    static auto* const wait = next(sem_clockwait, "sem_clockwait");
+    static auto* const wait = libcs(sem_clockwait, "sem_clockwait");
     const timespec onHost = hostDeadline(clock, *deadline);
     return wait(semaphore, CLOCK_MONOTONIC, &onHost);
 }
@@ -63,7 +66,7 @@ int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
 
 int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                            const timespec* deadline) {
-    static auto* const wait = next(pthread_cond_clockwait, "pthread_cond_clockwait");
+    static auto* const wait = libcs(pthread_cond_clockwait, "pthread_cond_clockwait");
     const timespec onHost = hostDeadline(clock, *deadline);
     return wait(condition, mutex, CLOCK_MONOTONIC, &onHost);
 }
