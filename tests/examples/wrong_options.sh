@@ -44,7 +44,7 @@ answers() {
 
 for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository/tools/virtual-unit" \
     "$repository/tools/install-dependencies" "$repository/tools/fresh-machine" "$repository/tools/demo-scenario" \
-    "$repository/tools/arm/make-sysroot" "$repository/tools/arm/run-tests" \
+    "$repository/tools/arm/make-sysroot" "$repository/tools/arm/run-tests" "$repository/tools/arm/drive" \
     "$repository/tests/unit_sandbox/measure" "$repository/tests/fuzz/run-fuzzers" "$repository/.ci/run" "$2" "$3"; do
     refuses "$command" --no-such-option
 done
@@ -57,7 +57,7 @@ says_wrong "--speed needs a number above 0 and below 100, not '100'" "$repositor
 says_wrong "below 100, not '0'" "$repository/run-demo.sh" --speed=0
 says_wrong "unexpected argument 'README.md'" "$repository/run-demo.sh" README.md
 says_wrong "a file that can be read, not '/no/such/file'" "$repository/run-demo.sh" --recording=/no/such/file
-for command in make-sysroot run-tests; do
+for command in make-sysroot run-tests drive; do
     says_wrong "needs one TARGET of armhf armhf-time64 arm64" "$repository/tools/arm/$command"
     says_wrong "TARGET must be one of armhf armhf-time64 arm64, not 'armel'" "$repository/tools/arm/$command" armel
 done

@@ -17,3 +17,11 @@ arm_target() {
         *) return 1 ;;
     esac
 }
+
+# check_suite TARGET: a newer suite's compiler brings its newer C++ library, which the system root of an older one can't
+# load.
+check_suite() {
+    local codename
+    codename=$(. /etc/os-release && echo "${VERSION_CODENAME-}")
+    [[ $codename == "$suite" ]] || fail "$1 needs the cross compiler of Debian's $suite, and this is ${codename:-no Debian}"
+}
