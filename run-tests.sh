@@ -129,6 +129,7 @@ run_here() {
     tell_versions
     build_all
     echo "== testing ($preset)"
+    sed 's/^/== left out: /' "build/$preset/left-out.txt" 2>/dev/null
     export RUXOGPS_REPEATS_LOG=$PWD/build/$preset/repeats.log
     : >"$RUXOGPS_REPEATS_LOG"
     ctest --preset "$preset" --parallel "$(nproc)" --no-label-summary </dev/null | with_the_repeats

@@ -1,12 +1,12 @@
-# What is not tested in a build for another machine, because its input can't exist there, with the reason. This list is
-# the only place; tools/arm/run-tests prints it.
+# What is not tested in a build for another machine, or with the stand-in for libgps, because its input can't exist there,
+# with the reason. This list is the only place; run-tests.sh and tools/arm/run-tests print it.
 
 set(left_out_file ${PROJECT_BINARY_DIR}/left-out.txt)
 set(left_out_folders)
 set(left_out_tests)
 set(left_out_text "")
 
-# Tests of a folder of tests/.
+# Tests of a folder of tests/, or of one program in it.
 function(leave_out_folder folder reason)
     list(APPEND left_out_folders ${folder})
     set(left_out_folders ${left_out_folders} PARENT_SCOPE)
@@ -34,7 +34,17 @@ if(CMAKE_CROSSCOMPILING_EMULATOR)
     leave_out_folder(commands
         "they try the repository's commands, which build and run the host's programs and nothing of another machine's")
 endif()
-if(LIBGPS_TIME_BITS EQUAL 32)
+if(RUXOGPS_LIBGPS_STANDIN)
+    if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
+        leave_out_folder(unit_sandbox "the stand-in for libgps never connects to a gpsd")
+        leave_out_folder(demo "the demo is a run on the virtual unit")
+    endif()
+    leave_out_folder(contracts/LibgpsContract_test "a contract with a stand-in proves nothing of libgps")
+    foreach(folder IN ITEMS sdk packages packaging)
+        leave_out_folder(${folder} "what was built with the stand-in for libgps is never installed")
+    endforeach()
+endif()
+if(libgps_time_bytes EQUAL 4)
     leave_out_test(PlatformTime.TickWrapsAt32Bits
         "a boot clock beyond 32 bits doesn't fit into a time_t of 32 bits")
 endif()

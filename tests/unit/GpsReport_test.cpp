@@ -316,8 +316,6 @@ TEST(GpsReportCopy, LimitsTimesBeyond32Bits) {
         report.set = 0x4;
         setTime(report, 2147483647.5);
         EXPECT_EQ(copied(report).fixTime, 2147483647);
-        if (std::is_same<decltype(report.fix.time), timespec>::value && sizeof(time_t) == 4)
-            return; // there are no times beyond in it
         setTime(report, 4e9);
         EXPECT_EQ(copied(report).fixTime, 2147483647);
         setTime(report, -4e9);
