@@ -108,6 +108,19 @@ sound_unit_has_no_finding() {
     expect "status" equal "$status" 0
 }
 
+answers_a_wrong_option_with_one_line_and_status_2() {
+    local option
+    for option in --nonsense --database --database= --json=yes now; do
+        "$UNIT_CHECK" "$option" >/tmp/report 2>/tmp/errors
+        expect "status of $option" equal $? 2
+        expect "one line for $option" equal "$(wc -l </tmp/errors)" 1
+        expect "no output for $option" equal "$(</tmp/report)" ""
+    done
+    expect "help" contains "$("$UNIT_CHECK" -h)" "Usage: ruxogps-check"
+    expect "version" equal "$("$UNIT_CHECK" --version)" \
+        "ruxogps-check (ruxogps) $(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' "$repository/CMakeLists.txt")"
+}
+
 # What others write all the while is left out: the receiver's state, how late the clock is, and the terminals' times.
 all_files() {
     find /data /run /sys /dev /tmp -path /tmp -o -path /run/unit/lateness -o -path '/run/unit/receiver.*' \
@@ -149,8 +162,10 @@ runs_where_only_busybox_is() {
     ln -sf "$repository/packaging/timeout/timeout" /tmp/busybox/timeout && mkdir /tmp/system
     ln -s "$(type -P busybox)" /tmp/system/timeout
     looks changed --ro-bind "$(type -P busybox)" "$(readlink -f /bin/sh)" -- \
-        env PATH=/tmp/busybox:/tmp/system "$UNIT_CHECK"
+        env PATH=/tmp/busybox:/tmp/system "$UNIT_CHECK" --try-port
     expect "the wrapper mends it" found ok shell.timeout "takes '-t 1'"
+    expect "its stty sets the port up" found ok port.trial "was set up for 115200 and 9600 baud"
+    expect "the service can run" equal "$status" 0
 }
 
 # --- Shell ----------------------------------------------------------------------------------------------
@@ -464,7 +479,7 @@ finds_a_wrong_clock() {
 # --- Runner ---------------------------------------------------------------------------------------------
 
 readonly checks=(
-    sound_unit_has_no_finding changes_nothing runs_where_only_busybox_is
+    sound_unit_has_no_finding answers_a_wrong_option_with_one_line_and_status_2 changes_nothing runs_where_only_busybox_is
     finds_a_wrong_shell finds_missing_commands
     finds_a_wrong_port finds_who_uses_the_port finds_settings_that_spoil_bytes tries_the_port finds_a_wrong_reset_line
     finds_a_wrong_library finds_a_wrong_gpsd finds_a_gpsd_that_nobody_can_end finds_who_has_gpsds_port
