@@ -1,0 +1,28 @@
+#!/bin/bash
+# The integrator's page: its steps are commands that a shell can read, and what it names is there. Whether they work is
+# follow-the-page's to say, on a bare Debian.
+#
+#   page_test.sh REPOSITORY
+# shellcheck source-path=SCRIPTDIR source=../support/checks.bash
+set -u
+
+cd "$1" || exit
+. tests/support/checks.bash
+failed=
+page=docs/integration.md
+follow=tests/packaging/follow-the-page
+
+expect "every step has commands" equal "$(grep -c '^<!-- step: ' "$page")" \
+    "$(grep -A 1 '^<!-- step: ' "$page" | grep -cx '```sh')"
+expect "no block of commands is without its step" equal "$(grep -cx '```sh' "$page")" "$("$follow" --list | wc -l)"
+expect "a shell can read them" bash -n <("$follow" --show)
+while read -r link; do
+    [[ $link == http* ]] || expect "$link is there" test -e "docs/${link%%#*}"
+done < <(grep -o '](\([^)#]*\)[^)]*)' "$page" | sed 's/^](//; s/)$//; /^#/d')
+while read -r heading; do
+    expect "the heading #$heading is there" grep -qxF "$heading" <(sed -n 's/^##* //p' "$page" |
+        tr '[:upper:] ' '[:lower:]-' | tr -d ',.')
+done < <(grep -o '](#[^)]*)' "$page" | sed 's/^](#//; s/)$//')
+expect "the least CMake is CMakeLists.txt's" grep -q "^| CMake | $(sed -n \
+    's/^cmake_minimum_required(VERSION \(.*\))/\1/p' CMakeLists.txt) |" "$page"
+[[ -z $failed ]]
