@@ -34,7 +34,7 @@ install(EXPORT ruxogps NAMESPACE ruxogps:: FILE ruxogps-targets.cmake
 if(RUXO_PLATFORM)
     set(platform_component development)
     set(platform_include include)
-    set(platform_lib lib)
+    set(platform_lib ${RUXO_PLATFORM_LIB_FOLDER})
     set(platform_description "The unit's platform: the vendor's SDK in the folder ruxo_platform")
 else()
     set(platform_component host_platform)

@@ -241,7 +241,7 @@ GPSAdapter::GPSAdapter(IGPSCallback* applicationCallback)
       ntpServiceAvailable(false), antennaCallbackFlag(false), validFixCounter(0) {
     createDriverAndWorker();
     if (sem_init(&lockSemaphore, 0, 1) != 0) {
-        LOG(Logging::LevelCritical, kSemInitFailed, errno);
+        LOG(kLogCritical, kSemInitFailed, errno);
         // KEEP: nothing is in flight, so this ends the process: without a lock there is no service.
         // Pinned by GPSAdapterDeathTest.EndsTheProcessWhenTheLockCanNotBeCreated
         throw;
@@ -254,7 +254,7 @@ void GPSAdapter::createDriverAndWorker() {
         hal = GPSHAL::GetNewInstance();
         worker = new GPSTimedWorker(*this);
     } catch (...) {
-        LOG(Logging::LevelCritical, kCreateFailed);
+        LOG(kLogCritical, kCreateFailed);
         delete hal;
         throw;
     }
@@ -263,16 +263,16 @@ void GPSAdapter::createDriverAndWorker() {
 GPSAdapter::~GPSAdapter() {
     const unsigned int stopped = Stop();
     if (stopped != 0)
-        LOG(Logging::LevelError, kStopFailed, stopped);
+        LOG(kLogError, kStopFailed, stopped);
     const unsigned int finalized = Finalize();
     if (finalized != 0)
-        LOG(Logging::LevelError, kFinalizeFailed, finalized);
+        LOG(kLogError, kFinalizeFailed, finalized);
     lock(); // without a guard: never given back
     delete worker;
     delete hal;
     callback = nullptr;
     if (sem_destroy(&lockSemaphore) != 0)
-        LOG(Logging::LevelCritical, kSemFreeFailed, errno);
+        LOG(kLogCritical, kSemFreeFailed, errno);
 }
 
 // --- Lock -----------------------------------------------------------------------------------------------
@@ -283,14 +283,14 @@ unsigned int GPSAdapter::lock() {
         rc = sem_wait(&lockSemaphore);
     if (rc == 0)
         return 0;
-    LOG(Logging::LevelCritical, kSemWaitFailed, errno);
+    LOG(kLogCritical, kSemWaitFailed, errno);
     return GPS_ERR_FAILED;
 }
 
 unsigned int GPSAdapter::unlock() {
     if (sem_post(&lockSemaphore) == 0)
         return 0;
-    LOG(Logging::LevelCritical, kSemPostFailed, errno);
+    LOG(kLogCritical, kSemPostFailed, errno);
     return GPS_ERR_FAILED;
 }
 
@@ -354,7 +354,7 @@ unsigned int GPSAdapter::SetParams(const GPSParams& p) {
         timeDelta = 0;
     }
     if (p.setOdometer) {
-        LOG(Logging::LevelInfo, kSetOdometer, static_cast<int>(odometer), static_cast<int>(p.odometerValue));
+        LOG(kLogInfo, kSetOdometer, static_cast<int>(odometer), static_cast<int>(p.odometerValue));
         odometer = p.odometerValue;
     }
     params = p; // numbers and flags always; a geofence stays as it was where its name finds no memory
@@ -419,7 +419,7 @@ unsigned int GPSAdapter::Stop() {
     const unsigned int halRc = hal->Stop();
     if (halRc == 0)
         return workerRc;
-    LOG(Logging::LevelError, kStopFailed, halRc);
+    LOG(kLogError, kStopFailed, halRc);
     return halRc;
 }
 
@@ -428,11 +428,11 @@ unsigned int GPSAdapter::Finalize() {
     // KEEP: `Stop` has logged the driver's error already.
     // Pinned by AdapterLifeCycle.FinalizeReturnsTheErrorOfTheStopAndLogsItOnceMore
     if (stopRc != 0)
-        LOG(Logging::LevelError, kStopFailed, stopRc);
+        LOG(kLogError, kStopFailed, stopRc);
     const unsigned int halRc = hal->Finalize();
     if (halRc == 0)
         return stopRc;
-    LOG(Logging::LevelError, kFinalizeFailed, halRc);
+    LOG(kLogError, kFinalizeFailed, halRc);
     return halRc;
 }
 
@@ -529,7 +529,7 @@ unsigned int GPSAdapter::UpdateSystemTimeDeviation() {
         return 0;
     timeval system;
     if (gettimeofday(&system, nullptr) != 0) {
-        LOG(Logging::LevelError, kTimeOfDayFailed, errno);
+        LOG(kLogError, kTimeOfDayFailed, errno);
         return GPS_ERR_FAILED;
     }
     long gps = 0;
@@ -604,7 +604,7 @@ void GPSAdapter::countDistance(double distance) {
 unsigned int GPSAdapter::UpdateGeofence() {
     const unsigned int rc = checkGeofences();
     if (rc != 0)
-        LOG(Logging::LevelError, kGeofenceFailed, rc);
+        LOG(kLogError, kGeofenceFailed, rc);
     return rc;
 }
 
@@ -646,17 +646,17 @@ unsigned int GPSAdapter::LogDetails() {
 
 void GPSAdapter::logStatus() {
     const int age = fixTick != 0 ? static_cast<int>(ruxo_systemtick() - fixTick) : -1;
-    LOG(Logging::LevelInfo, kStatus, available ? "available" : "down", static_cast<int>(antennaState),
+    LOG(kLogInfo, kStatus, available ? "available" : "down", static_cast<int>(antennaState),
         static_cast<int>(satelliteCount), static_cast<int>(snr), timeDeviationValid ? "valid" : "invalid",
         timeDelta, age, static_cast<long>(odometer));
 }
 
 void GPSAdapter::logFix() {
     if (!currentData.valid) {
-        LOG(Logging::LevelInfo, kNoCurrentData);
+        LOG(kLogInfo, kNoCurrentData);
         return;
     }
-    LOG(Logging::LevelInfo, kCurrentData, currentData.longitude / kMicrodegreesPerDegree,
+    LOG(kLogInfo, kCurrentData, currentData.longitude / kMicrodegreesPerDegree,
         currentData.latitude / kMicrodegreesPerDegree, currentData.altitude / kThousandths,
         currentData.speed / kThousandths, currentData.course / kThousandths,
         CtimeText(currentData.time).text);

@@ -32,6 +32,6 @@ unsigned int GPSHAL::GetSatCount(unsigned int& count) {
 }
 
 unsigned int GPSHAL::setInitialPosition(unsigned int, unsigned int, unsigned int) {
-    LOG(Logging::LevelError, kInitialPositionNotSupported);
+    LOG(kLogError, kInitialPositionNotSupported);
     return 0;
 }

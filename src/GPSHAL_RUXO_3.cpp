@@ -289,7 +289,7 @@ void UbxConfigHandler::send(signed char index, bool portSetup, bool dump, bool l
 void UbxConfigHandler::writeFrame(const UbxCommands& record, bool log) {
     const std::string command = frameCommand(record.frame, devicePath);
     if (log)
-        LOG(Logging::LevelInfo, kText, record.description.c_str());
+        LOG(kLogInfo, kText, record.description.c_str());
     runShell(command.c_str());
 }
 
@@ -312,7 +312,7 @@ void UbxConfigHandler::wait(signed char index, bool dump) {
     }
     DatabaseWriter file;
     if (!file.isOpen())
-        LOG(Logging::LevelError, kDumpNotWritable);
+        LOG(kLogError, kDumpNotWritable);
     CollectedFrames frames;
     readUntilAcknowledged(index, &frames);
     file.finish(frames.bytes, frames.count);
@@ -337,7 +337,7 @@ void UbxConfigHandler::readUntilAcknowledged(signed char index, CollectedFrames*
     // KEEP: what stays unacknowledged is neither reported nor sent again.
     // Pinned by StartUp.SendsNothingTwiceToASilentReceiver
     if (state == Wait::AllAcknowledged)
-        LOG(Logging::LevelInfo, kAllAcknowledged);
+        LOG(kLogInfo, kAllAcknowledged);
 }
 
 /// Marks the records that this read's acknowledgements name, and looks after each pair of them whether the
@@ -367,7 +367,7 @@ void UbxConfigHandler::markRecords(const unsigned char* ackAck, const unsigned c
     acknowledgedCount = 0;
     for (UbxCommands& record : commandList) {
         if (!record.acknowledged && ackAckNames(record, ackAck)) {
-            LOG(Logging::LevelInfo, kAcknowledged, record.description.c_str());
+            LOG(kLogInfo, kAcknowledged, record.description.c_str());
             record.acknowledged = true;
         }
         // KEEP: an MGA-ACK counts once for each record that it names. Pinned by
@@ -419,14 +419,14 @@ void UbxConfigHandler::dumpNavigationDatabase() {
 void UbxConfigHandler::restoreNavigationDatabase() {
     DatabaseReader file;
     if (!file.holdsATrailer()) {
-        LOG(Logging::LevelInfo, kText, file.size() < 0 ? kDumpNotReadable : kDumpEmpty);
+        LOG(kLogInfo, kText, file.size() < 0 ? kDumpNotReadable : kDumpEmpty);
         return;
     }
     untilMemoryEnds([&] {
         restoreFrames(file);
         // KEEP: the counters go on from what earlier replies counted. Pinned by
         // Restore.NeverResetsTheCounters
-        LOG(Logging::LevelInfo, kRestored, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
+        LOG(kLogInfo, kRestored, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
     });
 }
 
@@ -463,7 +463,7 @@ void UbxConfigHandler::restoreFrame(DatabaseReader& file, const std::string& num
     // KEEP: a wrong checksum is reported and the frame sent all the same, with the right one.
     // Pinned by Restore.SendsAFrameWithAWrongChecksumAllTheSame
     if (!appendEscaped(text, scratch, ckA, ckB))
-        LOG(Logging::LevelError, kDumpChecksum);
+        LOG(kLogError, kDumpChecksum);
     std::string frame;
     appendEscaped(text, frame, 0, 0);
     commandList.push_back({"UBXConfig: Restoring navigation database (" + number + " of " + total + ")",
@@ -485,7 +485,7 @@ void UbxConfigHandler::addInitialPosition(unsigned int latitude, unsigned int lo
         sendAssistance(kPositionDescription, kPositionPrefix + hexField(latitude * 10) +
                                                  hexField(longitude * 10) + hexField(altitude / 10) +
                                                  hexField(accuracy));
-        LOG(Logging::LevelInfo, kPositionSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
+        LOG(kLogInfo, kPositionSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
     });
 }
 
@@ -499,7 +499,7 @@ void UbxConfigHandler::addInitialTime() {
             sendAssistance(kTimeDescription, timeFrame(utc));
         // KEEP: with an unset clock the counters are those of the operation before.
         // Pinned by InitialTime.KeepsTheCountersWhenTheClockIsNotSet
-        LOG(Logging::LevelInfo, kTimeSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
+        LOG(kLogInfo, kTimeSent, mgaUsedCount, mgaNotUsedCount, mgaUsedCount + mgaNotUsedCount);
     });
 }
 
@@ -583,7 +583,7 @@ void removePidFile() {
 }
 
 void restartAfterSilence(GPSHAL& driver, UbxConfigHandler& receiver) {
-    LOG(Logging::LevelError, kRestarting);
+    LOG(kLogError, kRestarting);
     driver.Stop();
     driver.Finalize();
     receiver.reloadConfig();
@@ -607,12 +607,12 @@ unsigned int judgeValidity(const ReaderBlock& reader, time_t now, GPSData& data)
 
 /// Without memory for its lists, only the first line.
 void logSatellites(const ReaderBlock& reader, int32_t count) {
-    LOG(Logging::LevelInfo, kSatelliteSummary, reader.satellitesVisible, reader.satellitesUsed, reader.mode,
+    LOG(kLogInfo, kSatelliteSummary, reader.satellitesVisible, reader.satellitesUsed, reader.mode,
         reader.pdop);
     try {
         const SatelliteTexts texts = describeSatellites(reader, count);
         for (const std::string* list : {&texts.prns, &texts.snrs, &texts.used})
-            LOG(Logging::LevelInfo, kSatelliteList, list->c_str());
+            LOG(kLogInfo, kSatelliteList, list->c_str());
     } catch (const std::bad_alloc&) {
     }
 }
@@ -644,7 +644,7 @@ unsigned int GPSHAL_RUXO_3::Initialize() {
     active = true;
     // KEEP: a HAL that is missing is only logged. Pinned by DriverInitialize.LogsAMissingHalAndSucceeds
     if (RuxoHAL::Instance() == nullptr)
-        LOG(Logging::LevelCritical, kNoRuxoHal);
+        LOG(kLogCritical, kNoRuxoHal);
     return rc;
 }
 
@@ -663,7 +663,7 @@ unsigned int GPSHAL_RUXO_3::Start() {
     running = true;
     const uint32_t elapsed = ruxo_systemtick() - initializeTick;
     if (elapsed < kGpsdStartUpSeconds) {
-        LOG(Logging::LevelInfo, kStartDelayed);
+        LOG(kLogInfo, kStartDelayed);
         ruxosleep_interruptible((kGpsdStartUpSeconds - elapsed) * kMillisecondsPerSecond);
     }
     sem_init(&semaphore, 0, 1);
@@ -672,7 +672,7 @@ unsigned int GPSHAL_RUXO_3::Start() {
     // KEEP: a thread that can't be created is only logged; the driver counts as running.
     // Pinned by DriverStart.SucceedsAndStaysRunningWhenTheThreadCanNotBeCreated
     if (createLibraryThread(readerThread, ReadData, &reader) != 0)
-        LOG(Logging::LevelError, kThreadFailed);
+        LOG(kLogError, kThreadFailed);
     return 0;
 }
 
@@ -698,7 +698,7 @@ unsigned int GPSHAL_RUXO_3::checkgpsd() {
     gpsdRunning = false;
     ShellCommand find(kFindGpsd);
     if (!find.started())
-        LOG(Logging::LevelError, kCheckFailed);
+        LOG(kLogError, kCheckFailed);
     gpsdRunning = find.hasOutput();
     return 0;
 }
@@ -710,7 +710,7 @@ unsigned int GPSHAL_RUXO_3::killgpsd() {
     {
         const ShellCommand kill(kKillGpsd);
         if (!kill.started())
-            LOG(Logging::LevelError, kKillFailed);
+            LOG(kLogError, kKillFailed);
         waitForGpsd(*this, gpsdRunning, false, kKillChecks);
     }
     // KEEP: also when gpsd is still there. Pinned by GpsdControl.GivesUpOnAGpsdThatWillNotDieAfterTenSleeps
@@ -724,7 +724,7 @@ unsigned int GPSHAL_RUXO_3::startgpsd() {
         return 0;
     const ShellCommand start(kStartGpsd);
     if (!start.started())
-        LOG(Logging::LevelError, kStartFailed);
+        LOG(kLogError, kStartFailed);
     waitForGpsd(*this, gpsdRunning, true, kStartChecks);
     return 0;
 }
@@ -737,7 +737,7 @@ void* GPSHAL_RUXO_3::ReadData(void* readerBlock) {
     const int rc = session.open();
     errno = rc;
     if (rc < 0)
-        LOG(Logging::LevelCritical, kConnectFailed, rc);
+        LOG(kLogCritical, kConnectFailed, rc);
     session.watch();
     while (!block.stopRequested)
         readOneReport(session, block);

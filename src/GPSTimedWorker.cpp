@@ -55,7 +55,7 @@ bool makeParams(std::optional<GPSParams>& params) {
     try {
         params.emplace();
     } catch (const std::bad_alloc&) {
-        LOG(Logging::LevelError, kParamsFailed, GPS_ERR_FAILED);
+        LOG(kLogError, kParamsFailed, GPS_ERR_FAILED);
         return false;
     }
     return true;
@@ -104,22 +104,22 @@ struct GPSTimedWorker::TimeStamps {
 GPSTimedWorker::GPSTimedWorker(GPSAdapter& owner)
     : adapter(owner), running(false), stopRequested(false), thread(0) {
     if (sem_init(&startSemaphore, 0, 1) != 0)
-        LOG(Logging::LevelCritical, kSemInitFailed, errno);
+        LOG(kLogCritical, kSemInitFailed, errno);
 }
 
 GPSTimedWorker::~GPSTimedWorker() {
     const uint32_t rc = Stop();
     if (rc != 0)
-        LOG(Logging::LevelError, kStopFailed, rc);
+        LOG(kLogError, kStopFailed, rc);
     if (!running)
         joinEndedThread(); // one that could be neither joined nor cancelled is left alone
     if (sem_destroy(&startSemaphore) != 0)
-        LOG(Logging::LevelError, kSemDestroyFailed, errno);
+        LOG(kLogError, kSemDestroyFailed, errno);
 }
 
 uint32_t GPSTimedWorker::Start() {
     if (running) {
-        LOG(Logging::LevelInfo, kAlreadyRunning);
+        LOG(kLogInfo, kAlreadyRunning);
         // KEEP: a thread that was told to stop carries on.
         // Pinned by WorkerStart.OnlyTakesBackAStopWhileTheThreadRuns
         stopRequested = false;
@@ -129,14 +129,14 @@ uint32_t GPSTimedWorker::Start() {
     // KEEP: a token that doesn't come in time is done without: a thread that ended by itself never gave it
     // back. Pinned by WorkerStart.GoesOnWhenTheTokenDoesNotComeInTime
     if (sem_timedwait(&startSemaphore, &deadline) != 0 && errno != ETIMEDOUT) {
-        LOG(Logging::LevelCritical, kTokenFailed, errno);
+        LOG(kLogCritical, kTokenFailed, errno);
         return GPS_ERR_NOT_AVAILABLE;
     }
     joinEndedThread();
     stopRequested = false;
     const int rc = createLibraryThread(thread, runWorker, this);
     if (rc != 0) {
-        LOG(Logging::LevelError, kCreateFailed, rc);
+        LOG(kLogError, kCreateFailed, rc);
         return GPS_ERR_THREAD;
     }
     running = true;
@@ -149,9 +149,9 @@ uint32_t GPSTimedWorker::Stop() {
     stopRequested = true;
     int rc = sem_post(&startSemaphore);
     if (rc != 0)
-        LOG(Logging::LevelError, kPostFailed, rc);
+        LOG(kLogError, kPostFailed, rc);
     else if ((rc = pthread_join(thread, nullptr)) != 0)
-        LOG(Logging::LevelError, kJoinFailed, rc);
+        LOG(kLogError, kJoinFailed, rc);
     if (rc != 0)
         return cancelThread();
     thread = 0;
@@ -162,7 +162,7 @@ uint32_t GPSTimedWorker::Stop() {
 uint32_t GPSTimedWorker::cancelThread() {
     const int rc = pthread_cancel(thread);
     if (rc != 0) {
-        LOG(Logging::LevelError, kCancelFailed, rc);
+        LOG(kLogError, kCancelFailed, rc);
         return GPS_ERR_THREAD;
     }
     running = false;
@@ -186,7 +186,7 @@ void GPSTimedWorker::Run() {
         usleep(kNoMemoryPauseMicros);
     if (params)
         runLoop(*params);
-    LOG(Logging::LevelInfo, kStopped);
+    LOG(kLogInfo, kStopped);
     running = false;
 }
 
@@ -196,7 +196,7 @@ void GPSTimedWorker::runLoop(GPSParams& params) {
     // WorkerSchedule.KeepsItsSleepForTheLifeOfTheThread and
     // WorkerSleep.IsAQuarterOfThePositionIntervalIn32Bits
     const uint32_t sleepMicros = params.positionInterval * kMicrosPerSecond / kCyclesPerInterval;
-    LOG(Logging::LevelInfo, kStarts, stopRequested ? "exit" : "not exit", static_cast<int>(sleepMicros));
+    LOG(kLogInfo, kStarts, stopRequested ? "exit" : "not exit", static_cast<int>(sleepMicros));
     TimeStamps last;
     while (!stopRequested && fetchParams(params)) {
         runCycle(params, last);
@@ -214,7 +214,7 @@ bool GPSTimedWorker::fetchParams(GPSParams& params) {
         const unsigned int rc = adapter.GetParams(params);
         if (rc == 0)
             return true;
-        LOG(Logging::LevelError, kParamsFailed, rc);
+        LOG(kLogError, kParamsFailed, rc);
         if (stopRequested)
             return false;
     }
@@ -247,7 +247,7 @@ void GPSTimedWorker::runPositionBlock(const GPSParams& params) {
     adapter.UpdateOdometer();
     const unsigned int rc = params.geofencesEnabled ? adapter.UpdateGeofence() : 0;
     if (rc != 0)
-        LOG(Logging::LevelError, kGeofenceFailed, rc);
+        LOG(kLogError, kGeofenceFailed, rc);
 }
 
 void GPSTimedWorker::runTrackingBlock(const GPSParams& params, uint32_t now, uint32_t& lastTracking) {

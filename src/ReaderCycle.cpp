@@ -23,15 +23,13 @@ constexpr char kCyclesWithoutData[] = "%d cycles without any data reception have
 // ReaderThread.CountsAcrossGoodReports
 unsigned int countEmptyCycle() { return ++GPSHAL_RUXO_3::noDataReadCounter; }
 
-void logEmptyCycles(unsigned int count) {
-    LOG(Logging::LevelError, kCyclesWithoutData, static_cast<int>(count));
-}
+void logEmptyCycles(unsigned int count) { LOG(kLogError, kCyclesWithoutData, static_cast<int>(count)); }
 
 /// A wait that brought nothing; enough of them end the thread.
 void endIfSilent(GpsdSession& session, ReaderBlock& block) {
     const unsigned int count = countEmptyCycle();
     if (count > kEmptyCyclesAllowed) {
-        LOG(Logging::LevelError, kCloseSocket);
+        LOG(kLogError, kCloseSocket);
         session.close();
         block.stopRequested = true;
     }

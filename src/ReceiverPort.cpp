@@ -31,7 +31,7 @@ OpenPort::OpenPort(FILE*& port, const std::string& devicePath) : port_(port) {
     closePort(port_);
     port_ = fopen(devicePath.c_str(), "rb");
     if (port_ == nullptr)
-        LOG(Logging::LevelCritical, kPortNotOpen);
+        LOG(kLogCritical, kPortNotOpen);
 }
 
 OpenPort::~OpenPort() { closePort(port_); }

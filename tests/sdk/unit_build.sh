@@ -18,13 +18,18 @@ make_sdk() {
     cp -r "$source_folder/platform/include" "$work/sdk/include"
     cp "$@" "$work/sdk/lib/"
     ln -s "${SYSROOT-}/usr" "$work/sysroot/usr"
-    cat >"$work/toolchain.cmake" <<TOOLCHAIN
+    toolchain_file "$work/sysroot" >"$work/toolchain.cmake"
+}
+
+# toolchain_file ROOT: as a vendor ships it, with everything looked for under ROOT.
+toolchain_file() {
+    cat <<TOOLCHAIN
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${PROCESSOR:-$(uname -m)})
 set(CMAKE_CXX_COMPILER $compiler)
 ${SYSROOT:+set(CMAKE_SYSROOT "$SYSROOT")}
 set(CMAKE_CXX_FLAGS_INIT "${FLAGS-}")
-set(CMAKE_FIND_ROOT_PATH $work/sysroot)
+set(CMAKE_FIND_ROOT_PATH $1)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

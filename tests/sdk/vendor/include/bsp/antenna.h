@@ -1,0 +1,15 @@
+#ifndef BSP_ANTENNA_H
+#define BSP_ANTENNA_H
+
+#include "bsp/visible.h"
+
+/// This vendor's names for the states; the values are the platform's, and there is none for 0.
+enum GPSAntennaState { AntennaIsFine = 1, AntennaIsAway, AntennaIsShorted, AntennaIsTooHot };
+
+class BSP_VISIBLE RuxoHAL {
+public:
+    static RuxoHAL* Instance();
+    unsigned int GetGNSSAntennaState(GPSAntennaState& state);
+};
+
+#endif
