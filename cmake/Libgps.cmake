@@ -53,8 +53,8 @@ endfunction()
 # `__clock_gettime64`. The names that a library calls so tell what it was built with; where time_t has one width, all
 # names are plain. "wide", "plain" or empty.
 function(libgps_time_names file result)
-    set(names "(clock_gettime|gettimeofday|gmtime|localtime|mktime|timegm|time)")
-    file(STRINGS ${file} wide REGEX "^__${names}64(_r)?(@.*)?$" LIMIT_COUNT 1)
+    set(names "(clock_gettime|gettimeofday|gmtime|localtime|mktime|timegm)") # a plain "time" may be a report's member
+    file(STRINGS ${file} wide REGEX "^__(${names}|time)64(_r)?(@.*)?$" LIMIT_COUNT 1)
     file(STRINGS ${file} plain REGEX "^${names}(_r)?(@.*)?$" LIMIT_COUNT 1)
     if(wide)
         set(${result} wide PARENT_SCOPE)
