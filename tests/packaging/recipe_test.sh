@@ -21,8 +21,7 @@ image=$work/image
 declare -A value=(
     [PN]=ruxogps [THISDIR]=${recipe%/*} [D]=$image [STAGING_DIR_HOST]=$work/sysroot [prefix]=/usr [bindir]=/usr/bin
     [libdir]=/usr/lib [includedir]=/usr/include [libexecdir]=/usr/libexec [datadir]=/usr/share [docdir]=/usr/share/doc
-    [nonarch_libdir]=/usr/lib [nonarch_base_libdir]=/lib [systemd_system_unitdir]=/lib/systemd/system
-    [VIRTUAL-RUNTIME_base-utils]=busybox [SOLIBSDEV]=.so)
+    [nonarch_libdir]=/usr/lib [nonarch_base_libdir]=/lib [systemd_system_unitdir]=/lib/systemd/system)
 unknown=
 
 expanded() {
@@ -39,7 +38,7 @@ expanded() {
 read_recipe() {
     local line name
     while read -r line; do
-        [[ $line =~ ^([A-Za-z0-9_:\$\{\}-]+)\ *(\?=|\+=|=)\ *\"(.*)\"$ ]] || { odd_lines+="$line"$'\n'; continue; }
+        [[ $line =~ ^([A-Za-z0-9_:\$\{\}-]+)\ *(\?\?=|\?=|\+=|=)\ *\"(.*)\"$ ]] || { odd_lines+="$line"$'\n'; continue; }
         name=${BASH_REMATCH[1]//'${PN}'/ruxogps}
         value[$name]=${value[$name]:+${value[$name]} }${BASH_REMATCH[3]}
     done < <(sed -e ':join' -e '/\\$/{N;s/\\\n */ /;b join' -e '}' "$recipe" |

@@ -53,6 +53,7 @@ FILES:${PN}-tools = "\
 
 # Run by the library: gpsd, and pidof, kill, killall, stty, sh and timeout, which the image's BusyBox has (or procps,
 # psmisc, sysvinit-pidof, coreutils). The tools bring a timeout that takes -t where the system's doesn't.
+VIRTUAL-RUNTIME_base-utils ??= "busybox"
 RDEPENDS:${PN} = "gpsd ${VIRTUAL-RUNTIME_base-utils}"
 RRECOMMENDS:${PN} = "${PN}-tools"
 RDEPENDS:${PN}-tools = "${PN}"
