@@ -27,6 +27,8 @@ if(CMAKE_CROSSCOMPILING_EMULATOR)
         "the virtual unit's gpsd and fast clock are the host's: its libfaketime can't be preloaded into a program of another machine")
     leave_out_folder(demo
         "the demo is a run on the virtual unit")
+    leave_out_folder(check/unit_check
+        "on the virtual unit it would see the emulator: its descriptors, its loader and its signals, not its own")
     foreach(test IN ITEMS ClaimOfAClientOutlastsOthersThatGo ClientThatClaimsThePortWhileItLooksIsServed)
         leave_out_test(PortTest.${test}
             "qemu's user emulation does not know the question whether a terminal is claimed (TIOCGEXCL)")
