@@ -82,7 +82,7 @@ bool Simulator::ended(TimePoint now) const {
     const bool lineEmpty = line_.nextArrival(engine_->baudRate()) == TimePoint::max();
     if (!settings_.recording)
         return motionAt(now).arrived && departure_ && settings_.route.lengthM() > 0;
-    return departure_ && lineEmpty && !settings_.repeatRecording &&
+    return departure_ && lineEmpty && !settings_.repeatRecording && nextRecorded_ >= recordedEpochs() &&
            now >= *departure_ + playedAfter(settings_.recording->duration());
 }
 

@@ -453,6 +453,15 @@ TEST_F(PlaybackTest, BytesAreThoseOfTheRecording) {
     EXPECT_EQ(bytes, after(5s));
 }
 
+TEST_F(PlaybackTest, RecordingThatIsOverBeforeTheFirstLookIsPlayedAllTheSame) {
+    settings.playbackSpeed = 100;
+    powerUp();
+    now += 100ms;
+    EXPECT_FALSE(receiver->ended(now));
+    EXPECT_EQ(bytes, after(1s));
+    EXPECT_TRUE(receiver->ended(now));
+}
+
 TEST_F(PlaybackTest, FasterPlaybackShortensThePauses) {
     settings.playbackSpeed = 10;
     powerUp();
