@@ -87,5 +87,9 @@ report=$said
 
 gate_says /bin/true
 expect "a file without any of it turns it red" 'status 1'
+
+target=of-nobody
+gate_says "$library"
+expect "a target without a baseline is said not to be compared" $'not compared: there is no baseline for of-nobody\nstatus 77'
 ((failures == 0)) || printf '%s\n' "$report" >&2
 exit "$((failures > 0))"
