@@ -13,17 +13,19 @@ inline sigset_t maskOfThisThread() {
 
 inline bool blocks(const sigset_t& mask, int signal) { return sigismember(&mask, signal) == 1; }
 
-/// The highest signal that is the application's. An emulator of another machine may keep the last one for
-/// itself: it can't be blocked there, and asking for it is without effect.
+/// The highest signal that is the application's. An emulator of another machine may keep the last ones for
+/// itself: they can't be blocked there, and asking for it is without effect.
 inline int lastSignal() {
-    sigset_t last;
-    sigemptyset(&last);
-    sigaddset(&last, SIGRTMAX);
+    sigset_t all;
+    sigfillset(&all);
     sigset_t before;
-    pthread_sigmask(SIG_BLOCK, &last, &before);
-    const bool isKept = !blocks(maskOfThisThread(), SIGRTMAX);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    const sigset_t blocked = maskOfThisThread();
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return isKept ? SIGRTMAX - 1 : SIGRTMAX;
+    int last = SIGRTMAX;
+    while (!blocks(blocked, last))
+        --last;
+    return last;
 }
 
 /// While one lives, its thread blocks `signal` and no other, as an application might for a purpose of its
