@@ -118,12 +118,28 @@ set(triggers ${CMAKE_CURRENT_LIST_DIR}/deb/triggers ${generated}/deb/none/postin
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${generated}/deb/shlibs ${generated}/deb/symbols ${triggers})
 set(CPACK_DEBIAN_HOST_PLATFORM_PACKAGE_CONTROL_EXTRA ${triggers})
 
-# Where the libraries are that no package has, and those of a system root.
+# Where the libraries are that no package has.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 if(RUXO_PLATFORM)
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${RUXO_PLATFORM}/lib)
 else()
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/platform)
+endif()
+
+# A system root has libraries, but no list of packages that dpkg-shlibdeps could ask for them: it gets one, with the
+# versions that are built against. Debian renamed libraries when 32-bit ARM got its 64-bit time_t.
+if(CMAKE_SYSROOT)
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})
+    file(STRINGS ${CMAKE_SYSROOT}/usr/include/features.h glibc REGEX "^#define[ \t]+__GLIBC(_MINOR)?__[ \t]+[0-9]+")
+    string(REGEX REPLACE ".*__GLIBC__[ \t]+([0-9]+).*__GLIBC_MINOR__[ \t]+([0-9]+).*" "\\1.\\2" glibc "${glibc}")
+    string(REGEX REPLACE "[.].*" "" gcc ${CMAKE_CXX_COMPILER_VERSION})
+    string(REGEX REPLACE ".*[.]" "" libgps "${LIBGPS_SONAME}")
+    set(libgps_packages "libgps${libgps} (>= ${LIBGPS_RELEASE})")
+    if(libgps GREATER_EQUAL 30)
+        string(PREPEND libgps_packages "libgps${libgps}t64 (>= ${LIBGPS_RELEASE}) | ")
+    endif()
+    configure_file(packaging/deb/shlibs.local.in ${generated}/deb/shlibs.local @ONLY)
+    set(CPACK_RUXOGPS_SHLIBS ${generated}/deb/shlibs.local) # for complete.cmake
 endif()
 
 include(CPack)

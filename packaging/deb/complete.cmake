@@ -26,6 +26,11 @@ function(complete component package)
         file(COPY ${deb}/${package}.lintian-overrides DESTINATION ${root}/share/lintian/overrides)
         file(RENAME ${root}/share/lintian/overrides/${package}.lintian-overrides ${root}/share/lintian/overrides/${package})
     endif()
+    # Where dpkg-shlibdeps looks for it; cpack removes the folder of a package with programs or libraries.
+    file(GLOB_RECURSE binaries ${root}/lib/*.so.* ${root}/bin/*)
+    if(CPACK_RUXOGPS_SHLIBS AND binaries)
+        file(COPY ${CPACK_RUXOGPS_SHLIBS} DESTINATION ${CPACK_TEMPORARY_DIRECTORY}/${component}/debian)
+    endif()
     # Whatever the umask and the checkout's file modes are.
     execute_process(COMMAND chmod -R u=rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
