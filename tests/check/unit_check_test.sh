@@ -123,7 +123,7 @@ answers_a_wrong_option_with_one_line_and_status_2() {
 
 # What others write all the while is left out: the receiver's state, how late the clock is, and the terminals' times.
 all_files() {
-    find /data /run /sys /dev /tmp -path /tmp -o -path /run/unit/lateness -o -path '/run/unit/receiver.*' \
+    find /data /run /sys /dev /tmp -path /tmp -o -path /run/unit -o -path /run/unit/lateness -o -path '/run/unit/receiver.*' \
         -o -path /tmp/stty-calls -o -path /tmp/report -o -path /tmp/errors \
         -o -type c -printf '%p %i %m\n' -o -printf '%p %i %m %s %T@ %C@\n' | sort
 }
