@@ -324,7 +324,6 @@ constexpr int kQuiet = 9; // the captures have no longer pause
 // What gpsd sends for each epoch of the receiver: one TPV, and a SKY whenever it has heard of satellites. The
 // numbers are those of gpsd 3.22, 3.25 and 3.27.5; client and daemon are of one generation.
 constexpr int kReportsPerEpoch = GPSD_API_MAJOR_VERSION < 14 ? 2 : GPSD_API_MAJOR_VERSION < 15 ? 3 : 4;
-constexpr double kReaderReportsPerSecond = 19.9; // a pause of 50 ms after each
 
 class Fixes : public EndToEndTest {
 protected:
@@ -404,14 +403,13 @@ TEST_F(Fixes, ArriveEachWithTheReceiverAtOneHertz) {
     expectEachFixDelivered(38); // of 42, less those by which gpsd recognises the receiver
 }
 
-// All of an epoch's reports together are more than the reader takes: it falls behind, but loses none, and
-// catches up when fewer come. Then it is asked for half a minute more.
+// All of an epoch's reports together are more than the reader takes: it falls behind, but loses none. How
+// long it takes to catch up depends on the generation and the host, so in the end the receiver waits for it.
 TEST_F(Fixes, ArriveEachSecondWithTheReceiverAtTenHertz) {
     unit.speed(0.5);
-    const double missed = 30 * (10 * kReportsPerEpoch - kReaderReportsPerSecond);
-    const int poll = 30 + static_cast<int>(std::ceil(missed / (kReaderReportsPerSecond - kReportsPerEpoch)));
     playWith("--waypoints '47,8,20;47.02,8,20' --start 47,8,400 --burst --hz 10",
-             {"poll 30 30", control("hz 1"), "poll " + std::to_string(poll) + " 30"});
+             {"poll 30 30", control("hz 1"), "poll 30 30", control("silence"),
+              "poll 300 " + std::to_string(kQuiet)});
     expectEachFixDelivered(50);
     EXPECT_EQ(std::lround(reportsPerEpoch()), kReportsPerEpoch);
 }
