@@ -473,7 +473,7 @@ finds_a_wrong_clock() {
     looks env NO_FAKE_STAT=1 faketime -f '2001-02-03 04:05:06' "$UNIT_CHECK"
     expect "a clock that was never set" found warning clock.date "the clock stands at 2001-02-03"
     looks env LD_PRELOAD="$UNIT_CHECK_STANDINS/hasty_ticks.so" "$UNIT_CHECK"
-    expect "ticks that are no seconds" only_found fault clock.ticks "while 0 s went by"
+    expect "ticks that are no seconds" only_found fault clock.ticks "the platform counted 100 s while"
 }
 
 # --- Runner ---------------------------------------------------------------------------------------------
