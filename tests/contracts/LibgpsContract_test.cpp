@@ -38,7 +38,9 @@ public:
         for (int i = 1; i <= satellites; ++i)
             list += (i > 1 ? "," : "") + (R"({"PRN":)" + std::to_string(i)) +
                     R"(,"el":30.0,"az":10.0,"ss":38.5,"used":true})";
-        sends(R"({"class":"SKY","device":"/dev/x","satellites":[)" + list + "]}\r\n");
+        const std::string count = std::to_string(satellites);
+        sends(R"({"class":"SKY","device":"/dev/x","nSat":)" + count + R"(,"uSat":)" + count +
+              R"(,"satellites":[)" + list + "]}\r\n");
     }
     void sendsItsDevices() override {
         sends(R"({"class":"DEVICES","devices":[]})"
