@@ -59,8 +59,9 @@ compile_application() {
 
 # What ruxogps-check asks of the platform comes through the same file.
 compile_the_units_tools() {
-    local file
-    for file in $(grep -l '"GPSPlatform.h"' "$source_folder"/tools/check/*.cpp); do
+    local file files
+    files=$(grep -l '"GPSPlatform.h"' "$source_folder"/tools/check/*.cpp) || complain "no source of ruxogps-check asks the platform"
+    for file in $files; do
         "${compile[@]}" -std=c++17 -fsyntax-only "-I$work/port/include" "-I$work/port/src" "-I$sdk/include" "$file"
     done
 }
@@ -73,7 +74,7 @@ names_of_the_hosts_platform() {
 }
 
 uses_of_the_hosts_platform() {
-    grep -rnwF -f <(names_of_the_hosts_platform) "$source_folder/include" "$source_folder/src" |
+    grep -rnwF -f <(names_of_the_hosts_platform) "$source_folder"/{include,src,tools/check} |
         grep -v "^$source_folder/include/GPSPlatform.h:"
 }
 
