@@ -102,7 +102,7 @@ sound_unit_has_no_finding() {
     looks
     expect "all is well" nothing_found
     expect "it says so" equal "$(tail -n 1 /tmp/report)" "The service can run: 0 faults, 0 warnings"
-    expect "a line for each check" equal "$(wc -l </tmp/report)" 24
+    expect "a line for each check" equal "$(wc -l </tmp/report)" 25
     looks "$UNIT_CHECK" --json
     expect "the same in JSON" contains "$(</tmp/report)" '"can_run": true'
     expect "status" equal "$status" 0
@@ -176,6 +176,8 @@ finds_a_wrong_shell() {
     looks env PATH="${PATH#/unit/bin:}" "$UNIT_CHECK"
     expect "a timeout of today" found fault shell.timeout "refuses '-t 1' (status 125)"
     expect "its mend" contains "$(</tmp/report)" "/ruxogps/bin (from the tools package) in front of the service's PATH"
+    looks changed --ro-bind /dev/null "$(readlink -f /bin/sh)" -- "$UNIT_CHECK"
+    expect "no shell at all" found fault shell.echo "/bin/sh can't be started"
     looks env --ignore-signal=CHLD "$UNIT_CHECK"
     expect "an ignored SIGCHLD" only_found fault signal.child "SIGCHLD is ignored"
 }
@@ -258,6 +260,22 @@ tries_the_port() {
     stands_in stty '[ "$3" = -a ] || [ "$3" = -g ] || exit 0; exec /usr/bin/stty "$@"'
     looks with_standins "$UNIT_CHECK" --try-port
     expect "an stty that only says so" only_found fault port.trial "but stands at '19200'"
+}
+
+# A driver that says yes and does something else.
+finds_a_port_that_does_not_take_its_settings() {
+    stands_in stty 'if [ "$3" = -a ]; then /usr/bin/stty "$@" | sed "s/ -icanon/ icanon/"; else exec /usr/bin/stty "$@"; fi'
+    looks with_standins "$UNIT_CHECK" --try-port
+    expect "a flag" only_found fault port.trial "the port does not take -icanon"
+    stands_in stty 'if [ "$3" = -a ]; then /usr/bin/stty "$@" | sed "s/min = 0/min = 1/"; else exec /usr/bin/stty "$@"; fi'
+    looks with_standins "$UNIT_CHECK" --try-port
+    expect "a number" only_found fault port.trial "the port does not take min 0"
+    stands_in stty 'case $3 in *:*) exit 1 ;; *) exec /usr/bin/stty "$@" ;; esac'
+    looks with_standins "$UNIT_CHECK" --try-port
+    expect "what it had before" only_found fault port.trial "the port's former settings could not be put back"
+    stands_in stty '[ "$3" != -g ] || exit 1; exec /usr/bin/stty "$@"'
+    looks with_standins "$UNIT_CHECK" --try-port
+    expect "a port that does not tell them" only_found fault port.trial "stty can't read $port"
 }
 
 finds_a_wrong_reset_line() {
@@ -361,6 +379,29 @@ finds_systemds_gpsd() {
     expect "both masked" nothing_found
 }
 
+# profile_lets_through LINE: looks where AppArmor's profile of gpsd has this one.
+profile_lets_through() {
+    mkdir -p /tmp/apparmor.d
+    printf '/usr/sbin/gpsd {\n  %s\n}\n' "$1" >/tmp/apparmor.d/usr.sbin.gpsd
+    looks changed --bind /tmp/apparmor.d /etc/apparmor.d -- "$UNIT_CHECK"
+}
+
+finds_a_gpsd_that_apparmor_confines() {
+    local loaded=/sys/kernel/security/apparmor/profiles others='/dev/tty{,S,USB,AMA,ACM}[0-9]* rw,'
+    mkdir -p "${loaded%/*}"
+    echo '/usr/sbin/gpsd (enforce)' >"$loaded"
+    profile_lets_through "$others"
+    expect "another port's alone" found warning gpsd.apparmor "does not name /dev/ttymxc"
+    profile_lets_through '/dev/ttymxc[0-9]* rw,'
+    expect "the receiver's port" found ok gpsd.apparmor "names the receiver's port"
+    echo '/usr/sbin/gpsd (complain)' >"$loaded"
+    profile_lets_through "$others"
+    expect "one that only complains" found ok gpsd.apparmor "AppArmor does not confine gpsd"
+    chmod 000 "$loaded"
+    profile_lets_through "$others"
+    expect "who can't see whether it holds" found warning gpsd.apparmor "this user can't see whether it is enforced"
+}
+
 finds_a_wrong_localhost() {
     printf '192.0.2.7 localhost\n' >/tmp/hosts
     looks changed --ro-bind /tmp/hosts /etc/hosts -- "$UNIT_CHECK"
@@ -393,6 +434,18 @@ finds_folders_without_rights_or_room() {
     done
     looks bwrap "${others[@]}" -- "$UNIT_CHECK"
     expect "no /data" found warning data.folder "/data is no folder"
+}
+
+# The two files may belong to the service's user in folders that are root's.
+takes_files_of_its_own_in_folders_of_others() {
+    touch "$database" /run/gpsd.pid
+    chmod 555 /data /run
+    looks
+    chmod 755 /data /run
+    expect "they will do" nothing_found
+    expect "the database" found ok data.folder "$database is writable"
+    expect "the pid file" found ok run.folder "/var/run/gpsd.pid is writable"
+    expect "made ahead it is empty" found ok data.database "the database file is empty"
 }
 
 finds_what_a_database_lacks() {
@@ -481,10 +534,11 @@ finds_a_wrong_clock() {
 readonly checks=(
     sound_unit_has_no_finding answers_a_wrong_option_with_one_line_and_status_2 changes_nothing runs_where_only_busybox_is
     finds_a_wrong_shell finds_missing_commands
-    finds_a_wrong_port finds_who_uses_the_port finds_settings_that_spoil_bytes tries_the_port finds_a_wrong_reset_line
+    finds_a_wrong_port finds_who_uses_the_port finds_settings_that_spoil_bytes tries_the_port
+    finds_a_port_that_does_not_take_its_settings finds_a_wrong_reset_line
     finds_a_wrong_library finds_a_wrong_gpsd finds_a_gpsd_that_nobody_can_end finds_who_has_gpsds_port
-    finds_systemds_gpsd finds_a_wrong_localhost
-    finds_folders_without_rights_or_room finds_what_a_database_lacks finds_a_database_that_is_none decodes_a_database
+    finds_systemds_gpsd finds_a_gpsd_that_apparmor_confines finds_a_wrong_localhost
+    finds_folders_without_rights_or_room takes_files_of_its_own_in_folders_of_others finds_what_a_database_lacks finds_a_database_that_is_none decodes_a_database
     finds_a_wrong_antenna finds_a_wrong_clock)
 
 run_on_unit() {

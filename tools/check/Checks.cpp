@@ -24,6 +24,7 @@ const Check kChecks[] = {
     {"gpsd.process", checkGpsdProcess},
     {"gpsd.listener", checkListener},
     {"gpsd.units", checkServiceManager},
+    {"gpsd.apparmor", checkAppArmor},
     {"localhost", checkLocalhost},
     {"run.folder", checkRunFolder},
     {"data.folder", checkDataFolder},

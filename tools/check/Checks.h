@@ -30,6 +30,7 @@ Findings checkGpsdRelease(const Unit& unit);
 Findings checkGpsdProcess(const Unit& unit);
 Findings checkListener(const Unit& unit);
 Findings checkServiceManager(const Unit& unit);
+Findings checkAppArmor(const Unit& unit);
 Findings checkLocalhost(const Unit& unit);
 Findings checkLibrary(const Unit& unit);
 Findings checkLibgps(const Unit& unit);

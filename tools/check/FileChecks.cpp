@@ -21,11 +21,13 @@ constexpr int64_t kSecondsPerHour = 3600;
 
 struct Folder {
     const char* path;
+    const char* file;    ///< what is written there: opened where it stands, or made
     uint64_t room;       ///< bytes that the service needs there
     const char* without; ///< what becomes of it otherwise
 };
-const Folder kRun{kRunFolder, kRoomForPidFile, "gpsd can't write its pid file"};
-const Folder kData{kDataFolder, kRoomForDatabase, "the receiver starts without a database each time"};
+const Folder kRun{kRunFolder, kPidFile, kRoomForPidFile, "gpsd can't write its pid file"};
+const Folder kData{kDataFolder, kDatabase, kRoomForDatabase,
+                   "the receiver starts without a database each time"};
 
 bool isFolder(const char* path) {
     struct stat status = {};
@@ -44,15 +46,18 @@ Finding checkFolder(const Folder& folder) {
     const std::string without = std::string(": ") + folder.without;
     if (!isFolder(folder.path))
         return warning(path + " is no folder" + without, "make it, or mount it before the service starts");
-    if (access(folder.path, W_OK | X_OK) != 0)
+    const bool canMakeFiles = access(folder.path, W_OK | X_OK) == 0;
+    if (!canMakeFiles && access(folder.file, W_OK) != 0)
         return warning(path + " can't be written by this user" + without,
-                       "give the service's user the right to, or mount it for writing");
+                       std::string("mount it for writing, and give the service's user the right to, or to ") +
+                           folder.file + " alone");
     const uint64_t room = roomIn(folder.path);
     if (room < folder.room)
         return warning(path + " has " + kibibytes(room) + " left, " + kibibytes(folder.room) + " are needed" +
                            without,
                        "make room there");
-    return ok(path + " is writable and has " + kibibytes(room) + " left");
+    return ok((canMakeFiles ? path : folder.file) + " is writable, and " + path + " has " + kibibytes(room) +
+              " left");
 }
 
 // --- Database
@@ -91,6 +96,10 @@ Finding databaseFinding(const DatabaseReport& report) {
         return warning(std::string(kDatabase) + " can't be read by this user",
                        "give the service's user the right to");
     case DatabaseState::TooShort:
+        if (report.size == 0)
+            return ok(
+                "the database file is empty: it was made ahead, or power was lost or /data full when it "
+                "was written; the next shutdown of a service writes it anew");
         return warning("the database was cut off at " + std::to_string(report.size) +
                            " bytes, by a loss of power or a full /data",
                        "none is needed; the next shutdown of a service writes it anew");

@@ -9,21 +9,20 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <memory>
+#include <optional>
 
 #include "Addresses.h"
 #include "Checks.h"
 #include "Command.h"
 #include "Release.h"
 #include "SocketTable.h"
+#include "TextFile.h"
 
 namespace check {
 
 namespace {
 
-constexpr char kGpsd[] = "gpsd";
 constexpr char kManager[] = "systemd";
 constexpr char kDisableSocket[] = "run 'systemctl disable --now gpsd.socket gpsd.service'";
 
@@ -36,12 +35,14 @@ constexpr char kManagerRuns[] = "/run/systemd/system";
 /// Where systemd's `enable` makes its links, for good or until the next start.
 const std::array<const char*, 2> kUnitFolders{{"/etc/systemd/system/", "/run/systemd/system/"}};
 
-// --- Sockets
+/// "/usr/sbin/gpsd (enforce)"; the kernel shows it to root alone.
+constexpr char kLoadedProfiles[] = "/sys/kernel/security/apparmor/profiles";
+constexpr char kEnforced[] = "gpsd (enforce)";
+const std::array<const char*, 2> kProfiles{
+    {"/etc/apparmor.d/usr.sbin.gpsd", "/etc/apparmor.d/local/usr.sbin.gpsd"}};
+constexpr char kPortFamily[] = "/dev/ttymxc";
 
-std::string contentOf(const char* path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+// --- Sockets
 
 std::vector<uint64_t> listeners() {
     std::vector<uint64_t> inodes = listenersOn(kGpsdPort, contentOf("/proc/net/tcp"));
@@ -73,10 +74,10 @@ bool isMasked(const std::string& path) {
            std::string(target.data()) == "/dev/null";
 }
 
+/// A link counts as well that leads nowhere in this program's eyes.
 bool exists(const std::string& path) {
     struct stat status = {};
-    return lstat(path.c_str(), &status) ==
-           0; // a link that leads nowhere in this program's eyes counts as well
+    return lstat(path.c_str(), &status) == 0;
 }
 
 bool isEnabled(const std::string& unit, const std::string& wants) {
@@ -84,6 +85,12 @@ bool isEnabled(const std::string& unit, const std::string& wants) {
                        [&](const std::string& folder) { return exists(folder + wants + unit); }) &&
            std::none_of(kUnitFolders.begin(), kUnitFolders.end(),
                         [&](const std::string& folder) { return isMasked(folder + unit); });
+}
+
+bool profileNamesThePort() {
+    return std::any_of(kProfiles.begin(), kProfiles.end(), [](const char* path) {
+        return contentOf(path).find(kPortFamily) != std::string::npos;
+    });
 }
 
 std::string findElsewhere(const std::string& program) {
@@ -158,6 +165,21 @@ Findings checkServiceManager(const Unit&) {
         return {
             warning("gpsd.service is enabled: systemd starts a gpsd that the service ends", kDisableSocket)};
     return {ok("systemd has no gpsd of its own to start")};
+}
+
+Findings checkAppArmor(const Unit&) {
+    const std::optional<std::string> loaded = readFile(kLoadedProfiles);
+    if (loaded ? loaded->find(kEnforced) == std::string::npos
+               : !exists(kLoadedProfiles) || !exists(kProfiles[0]))
+        return {ok("AppArmor does not confine gpsd")};
+    if (profileNamesThePort())
+        return {ok("AppArmor's profile of gpsd names the receiver's port")};
+    const std::string what = std::string("AppArmor's profile of gpsd does not name ") + kPortFamily + "*";
+    if (!loaded)
+        return {warning(what + ", and this user can't see whether it is enforced", "run this as root")};
+    return {warning(what + ", and is enforced: gpsd may not open the port",
+                    std::string("add the line '") + kPortFamily + "[0-9]* rw,' to " + kProfiles[1] +
+                        " and run 'apparmor_parser -r " + kProfiles[0] + "'")};
 }
 
 // --- localhost ------------------------------------------------------------------------------------------

@@ -4,12 +4,12 @@
 #include <unistd.h>
 
 #include <array>
-#include <fstream>
 #include <optional>
 
 #include "Checks.h"
 #include "Command.h"
 #include "TerminalSettings.h"
+#include "TextFile.h"
 
 namespace check {
 
@@ -21,7 +21,6 @@ constexpr char kRawSettings[] =
     " eol ^- eol2 ^- swtch ^- start ^- stop ^- susp ^- rprnt ^- werase ^- lnext ^- flush ^- min 0 time 0 "
     "-brkint -icrnl -imaxbel -opost -onlcr -isig -icanon -iexten -echo -echoe -echok -echoctl -echoke";
 
-constexpr char kGpsd[] = "gpsd";
 constexpr char kUdevExample[] = "see the udev rule in the tools package";
 
 /// The settings that the library's command leaves as they are, and what is wrong about each.
@@ -61,11 +60,9 @@ bool isFree(const Unit& unit, dev_t port) {
 
 std::string onPort(const std::string& arguments) { return std::string("stty -F ") + kPort + " " + arguments; }
 
-std::string contentOf(const char* path) {
-    std::ifstream file(path);
-    std::string line;
-    std::getline(file, line);
-    return line;
+std::string firstLineOf(const char* path) {
+    const std::string text = contentOf(path);
+    return text.substr(0, text.find('\n'));
 }
 
 Findings keptSettings(const TerminalSettings& settings) {
@@ -196,10 +193,10 @@ Findings checkResetLine(const Unit&) {
     if (access(kResetLine, W_OK) != 0)
         return {fault(std::string("the reset line ") + kResetLine + " can't be written by this user",
                       kUdevExample)};
-    if (contentOf(kResetDirection) == "in")
+    if (firstLineOf(kResetDirection) == "in")
         return {fault("the reset line is an input: the receiver is never reset",
                       std::string("run 'echo high > ") + kResetDirection + "' at each start of the unit")};
-    if (contentOf(kResetLine) == "0")
+    if (firstLineOf(kResetLine) == "0")
         return {warning("the reset line stands at 0, which holds the receiver in its reset",
                         "none is needed for the service, which sets it to 1")};
     return {ok("the reset line is exported and writable")};

@@ -8,10 +8,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <optional>
+
+#include "TextFile.h"
 
 namespace check {
 
@@ -36,11 +37,6 @@ std::optional<std::vector<std::string>> numbersIn(const std::string& path) {
         if (entry->d_name[0] >= '0' && entry->d_name[0] <= '9')
             numbers.emplace_back(entry->d_name);
     return numbers;
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 /// "NAME) S ...": what stands behind the process's number in its stat file, the name may hold anything.

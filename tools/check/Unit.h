@@ -18,6 +18,8 @@ constexpr char kResetDirection[] = "/sys/class/gpio/gpio93/direction";
 constexpr char kDataFolder[] = "/data";
 constexpr char kDatabase[] = "/data/NavigationDatabaseDump";
 constexpr char kRunFolder[] = "/var/run";
+constexpr char kPidFile[] = "/var/run/gpsd.pid";
+constexpr char kGpsd[] = "gpsd"; ///< the program, and its process
 constexpr uint16_t kGpsdPort = 2947;
 
 /// The command that sets the port up, as the library hands it to the shell.
