@@ -25,4 +25,10 @@ while read -r heading; do
 done < <(grep -o '](#[^)]*)' "$page" | sed 's/^](#//; s/)$//')
 expect "the least CMake is CMakeLists.txt's" grep -q "^| CMake | $(sed -n \
     's/^cmake_minimum_required(VERSION \(.*\))/\1/p' CMakeLists.txt) |" "$page"
+# What an application may call: the adapter's operations but the worker's, of which the header says so.
+operations() { sed '/--- The update cycle/q' include/GPSAdapter.h | sed -nE 's/^    (unsigned int|void|bool) ([A-Za-z]+)\(.*/\2/p' | sort -u; }
+while read -r operation; do
+    expect "the page tells how long $operation blocks" contains \
+        "$(sed -n '/^## What blocks/,/^## /s/^| \([^|]*\) |.*/\1/p' "$page")" "\`$operation\`"
+done < <(operations)
 [[ -z $failed ]]
