@@ -87,12 +87,14 @@ soon() {
 
 listens() { grep -q ':0B83 .* 0A ' /proc/net/tcp /proc/net/tcp6; }
 has_port_open() { [[ $(readlink -f "/proc/$1/fd/"* 2>/dev/null) == *"$(readlink -f "$port")"* ]]; }
+is_named() { [[ $(<"/proc/$1/comm") == "$2" ]]; } # of a program that bash starts, as soon as it is no bash any more
 starts_gpsd() {
     gpsd -n -P /var/run/gpsd.pid "$port"
     soon pidof gpsd >/dev/null && soon listens && soon has_port_open "$(pidof gpsd)"
 }
 ends() {
     kill -9 "$1"
+    wait "$1" # or the shell would tell of its child's end later, in the middle of something else
     soon not test -e "/proc/$1"
 } 2>/dev/null
 
@@ -219,6 +221,7 @@ finds_who_uses_the_port() {
     local user
     sleep 60 3<>"$port" &
     user=$!
+    soon is_named "$user" sleep
     looks
     expect "another program" only_found fault port.users "sleep (process $user) has the port open"
     expect "its settings are let be" found ok port.settings "not looked at, as it is in use"
