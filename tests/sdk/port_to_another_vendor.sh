@@ -1,8 +1,9 @@
 #!/bin/bash
 # A port to the unit of a vendor who names things otherwise changes include/GPSPlatform.h and nothing else. The vendor is
-# one of ours (vendor/): other folders and names of headers, records laid out in another way, a scoped type for the log's
-# levels, other antenna states, libraries built from that. The SDK lies in a system root, its libraries in the folder of
-# the machine, and both are found by an ordinary toolchain file, which has everything looked for under that root alone.
+# one of ours (vendor/): other folders and names of headers, records laid out in another way, scoped types of other names
+# for the log's levels and the antenna's states, libraries built from that. The SDK lies in a system root, its libraries in
+# the folder of the machine, and both are found by an ordinary toolchain file, which has everything looked for under that
+# root alone.
 #
 #   port_to_another_vendor.sh SOURCE-FOLDER WORK-FOLDER COMPILER
 set -eu

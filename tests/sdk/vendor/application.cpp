@@ -29,7 +29,9 @@ public:
         return 0;
     }
     unsigned int GetCurrentTime(long& utcSeconds) override { return utcSeconds = 0, 0; }
-    unsigned int GetAntennaStatus(GPSAntennaState& state) override { return state = AntennaIsTooHot, 0; }
+    unsigned int GetAntennaStatus(GPSAntennaState& state) override {
+        return state = GPSAntennaState::TooHot, 0;
+    }
     unsigned int GetStatus(bool& receiving) override { return receiving = true, 0; }
     unsigned int GetErrorEstimates(unsigned int& horizontalError, int& timeError) override {
         horizontalError = 3;
@@ -86,5 +88,5 @@ int main() {
     GPSReadings readings;
     adapter.GetReadings(readings);
     std::printf("readings %d, antenna too hot: %d\n", readings.data.latitude,
-                readings.antennaState == AntennaIsTooHot);
+                readings.antennaState == GPSAntennaState::TooHot);
 }

@@ -6,6 +6,6 @@ RuxoHAL* RuxoHAL::Instance() {
 }
 
 unsigned int RuxoHAL::GetGNSSAntennaState(GPSAntennaState& state) {
-    state = AntennaIsFine;
+    state = GPSAntennaState::Fine;
     return 0;
 }

@@ -3,8 +3,9 @@
 
 #include "bsp/visible.h"
 
-/// This vendor's names for the states; the values are the platform's, and there is none for 0.
-enum GPSAntennaState { AntennaIsFine = 1, AntennaIsAway, AntennaIsShorted, AntennaIsTooHot };
+/// This vendor's names for the states, which no number converts to; the values are the platform's, and there
+/// is none for 0.
+enum class GPSAntennaState { Fine = 1, Away, Shorted, TooHot };
 
 class BSP_VISIBLE RuxoHAL {
 public:
