@@ -29,7 +29,8 @@ if(CMAKE_CROSSCOMPILING_EMULATOR)
         "the demo is a run on the virtual unit")
     leave_out_folder(check/unit_check
         "on the virtual unit it would see the emulator: its descriptors, its loader and its signals, not its own")
-    foreach(test IN ITEMS ClaimOfAClientOutlastsOthersThatGo ClientThatClaimsThePortWhileItLooksIsServed)
+    foreach(test IN ITEMS ClaimEndsWithAKilledClient ClaimOfAClientOutlastsOthersThatGo
+            ClientThatClaimsThePortWhileItLooksIsServed)
         leave_out_test(PortTest.${test}
             "qemu's user emulation does not know the question whether a terminal is claimed (TIOCGEXCL)")
     endforeach()
