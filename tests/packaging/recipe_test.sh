@@ -155,6 +155,9 @@ expect "the tools are these" equal "$(package ruxogps-tools)" "/lib/systemd/syst
 /usr/share/ruxogps/examples/ruxogps.tmpfiles.conf"
 expect "the public headers are for development" contains "$(package ruxogps-dev)" /usr/include/ruxogps/GPSAdapter.h
 expect "so is the pkg-config file" contains "$(package ruxogps-dev)" /usr/lib/pkgconfig/ruxogps.pc
+# freedesktop's pkg-config, which OE-core has, puts the system root in front of whatever folder the file names.
+expect "the pkg-config files name the folder on the unit" equal \
+    "$(find "$image" -name '*.pc' -exec sed -n 's/^prefix=//p' {} + | sort -u)" /usr
 expect "each skipped check has its reason" equal "$(grep -c '^INSANE_SKIP' "$recipe")" \
     "$(grep -c 'why dev-so is skipped' "$recipe")"
 [[ -z $failed ]]

@@ -31,6 +31,8 @@ do_install:append() {
     install -D -m 0644 $examples/ruxogps.tmpfiles.conf ${D}${nonarch_libdir}/tmpfiles.d/ruxogps.conf
     install -D -m 0644 $examples/ruxogps-reset-line.service ${D}${systemd_system_unitdir}/ruxogps-reset-line.service
     sed -i -e 's,/usr/libexec,${libexecdir},g' ${D}${systemd_system_unitdir}/ruxogps-reset-line.service
+    # pkg-config puts the system root in front of every folder, also of the file's own, which lies there already.
+    sed -i -e 's,^prefix=.*,prefix=${prefix},' ${D}${libdir}/pkgconfig/*.pc
 }
 
 # As the packages of the other packaging: library, development, tools. The host's platform libraries are not built.
