@@ -88,6 +88,11 @@ report=$said
 gate_says /bin/true
 expect "a file without any of it turns it red" 'status 1'
 
+objcopy --strip-debug "$library" "$work/bare.so"
+gate_says "$work/bare.so"
+expect "a library that doesn't describe its classes turns it red" 'status 1'
+expect "what is missing is named" 'class GPSAdapter is described no more'
+
 target=of-nobody
 gate_says "$library"
 expect "a target without a baseline is said not to be compared" $'not compared: there is no baseline for of-nobody\nstatus 77'
