@@ -1,5 +1,6 @@
 #!/bin/bash
-# Builds the library in another folder than build_for_a_unit.sh did, with the SDK that it left, and compares: two folders give the same library, byte for byte.
+# Builds the library in another folder than build_for_a_unit.sh did, with the SDK that it left, and compares: two folders
+# give the same library, byte for byte.
 #
 #   build_elsewhere.sh SOURCE-FOLDER WORK-FOLDER COMPILER
 # shellcheck disable=SC2034  # for unit_build.sh
