@@ -320,6 +320,12 @@ TEST(Report, HasALineForEachFindingAndOneForAll) {
                           "The service can run: 0 faults, 1 warning\n");
 }
 
+TEST(Report, KeepsAFindingOnOneLineWhateverAProgramIsCalled) {
+    std::ostringstream text;
+    printText({{Level::Warning, "a\nb\x1b[2J", "end it", "a.check"}}, text);
+    EXPECT_THAT(text.str(), HasSubstr("warning a.check         a?b?[2J. Mend: end it\n"));
+}
+
 TEST(Report, SaysThatTheServiceCannotRunWithAFault) {
     std::ostringstream text;
     printText(someFindings(), text);

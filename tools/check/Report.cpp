@@ -1,6 +1,7 @@
 #include "Report.h"
 
 #include <algorithm>
+#include <cctype>
 #include <iomanip>
 #include <ostream>
 
@@ -71,6 +72,13 @@ std::string counted(std::ptrdiff_t number, const std::string& word) {
     return std::to_string(number) + " " + word + (number == 1 ? "" : "s");
 }
 
+/// Names of programs may hold any bytes; none of them ends the line or moves a terminal's cursor.
+std::string onOneLine(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char byte) { return std::iscntrl(byte) != 0; }, '?');
+    return text;
+}
+
 /// Names of files and programs may hold any bytes; what is no UTF-8 is replaced.
 void print(const Json& object, std::ostream& out) {
     out << object.dump(kIndent, ' ', false, Json::error_handler_t::replace) << '\n';
@@ -100,7 +108,7 @@ bool canRun(const Findings& findings) { return count(findings, Level::Fault) == 
 void printText(const Findings& findings, std::ostream& out) {
     for (const Finding& finding : findings) {
         out << std::left << std::setw(kLevelWidth) << nameOf(finding.level) << std::setw(kCheckWidth)
-            << finding.check << finding.text;
+            << finding.check << onOneLine(finding.text);
         if (!finding.mend.empty())
             out << ". Mend: " << finding.mend;
         out << '\n';
