@@ -123,6 +123,21 @@ answers_a_wrong_option_with_one_line_and_status_2() {
         "ruxogps-check (ruxogps) $(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' "$repository/CMakeLists.txt")"
 }
 
+port_settings() { grep -aoE ' intr \^-[ -~]*' "$1" | sort -u; }
+
+# The program has the library's paths and settings once more, as the library gives none of them away.
+asks_for_what_the_library_uses() {
+    local library path
+    looks
+    library=$(sed -n 's/^ok *library *the library is //p' /tmp/report)
+    expect "the port's settings are there" contains "$(port_settings "$library")" " min 0 time 0 "
+    expect "and are the same" equal "$(port_settings "$UNIT_CHECK")" "$(port_settings "$library")"
+    for path in "$port" "$reset_line" "$database" /var/run/gpsd.pid; do
+        expect "the library's $path" grep -aqF "$path" "$library"
+        expect "the program's $path" grep -aqF "$path" "$UNIT_CHECK"
+    done
+}
+
 # What others write all the while is left out: the receiver's state, how late the clock is, and the terminals' times.
 all_files() {
     find /data /run /sys /dev /tmp -path /tmp -o -path /run/unit -o -path /run/unit/lateness -o -path '/run/unit/receiver.*' \
@@ -535,7 +550,8 @@ finds_a_wrong_clock() {
 # --- Runner ---------------------------------------------------------------------------------------------
 
 readonly checks=(
-    sound_unit_has_no_finding answers_a_wrong_option_with_one_line_and_status_2 changes_nothing runs_where_only_busybox_is
+    sound_unit_has_no_finding answers_a_wrong_option_with_one_line_and_status_2 changes_nothing
+    asks_for_what_the_library_uses runs_where_only_busybox_is
     finds_a_wrong_shell finds_missing_commands
     finds_a_wrong_port finds_who_uses_the_port finds_settings_that_spoil_bytes tries_the_port
     finds_a_port_that_does_not_take_its_settings finds_a_wrong_reset_line
