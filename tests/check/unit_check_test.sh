@@ -349,6 +349,16 @@ finds_a_wrong_gpsd() {
     expect "none at all" found fault gpsd.program "there is no gpsd"
 }
 
+waits_five_seconds_for_a_command_and_no_longer() {
+    local began=$SECONDS
+    stands_in gpsd 'sleep 50'
+    stands_in pidof 'exec >&- 2>&-; sleep 50; true'
+    looks with_standins "$UNIT_CHECK"
+    expect "it comes to its end" test "$((SECONDS - began))" -lt 25
+    expect "without the release" only_found warning gpsd.release "does not tell its release"
+    expect "with nothing left behind" not pidof sleep
+}
+
 finds_a_gpsd_that_nobody_can_end() {
     starts_gpsd
     stands_in pidof 'exit 1'
@@ -555,7 +565,8 @@ readonly checks=(
     finds_a_wrong_shell finds_missing_commands
     finds_a_wrong_port finds_who_uses_the_port finds_settings_that_spoil_bytes tries_the_port
     finds_a_port_that_does_not_take_its_settings finds_a_wrong_reset_line
-    finds_a_wrong_library finds_a_wrong_gpsd finds_a_gpsd_that_nobody_can_end finds_who_has_gpsds_port
+    finds_a_wrong_library finds_a_wrong_gpsd
+    waits_five_seconds_for_a_command_and_no_longer finds_a_gpsd_that_nobody_can_end finds_who_has_gpsds_port
     finds_systemds_gpsd finds_a_gpsd_that_apparmor_confines finds_a_wrong_localhost
     finds_folders_without_rights_or_room takes_files_of_its_own_in_folders_of_others finds_what_a_database_lacks finds_a_database_that_is_none decodes_a_database
     finds_a_wrong_antenna finds_a_wrong_clock)

@@ -18,6 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLongest(5);
+constexpr int kPauseMs = 1;
 constexpr char kShell[] = "/bin/sh";
 
 /// Starts `command` in a process group of its own, its output in `output`; 0 when it can't be.
@@ -41,8 +42,7 @@ pid_t start(const std::string& command, int output) {
 }
 
 /// Reads until the other end is closed; false when the time is up first.
-bool readAll(int descriptor, std::string& output) {
-    const Clock::time_point end = Clock::now() + kLongest;
+bool readAll(int descriptor, std::string& output, Clock::time_point end) {
     std::array<char, 4096> piece{};
     while (true) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
@@ -56,6 +56,20 @@ bool readAll(int descriptor, std::string& output) {
         if (count <= 0)
             return true;
         output.append(piece.data(), static_cast<std::size_t>(count));
+    }
+}
+
+/// False when `child` still runs then; it may have closed its output long before. Its status stays to be
+/// taken.
+bool endsBefore(pid_t child, Clock::time_point end) {
+    while (true) {
+        siginfo_t ended = {};
+        if (waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+            ended.si_pid == child)
+            return true;
+        if (Clock::now() >= end)
+            return false;
+        poll(nullptr, 0, kPauseMs);
     }
 }
 
@@ -77,7 +91,8 @@ CommandResult runShell(const std::string& command) {
     const pid_t child = start(command, ends[1]);
     close(ends[1]);
     if (child != 0) {
-        result.inTime = readAll(ends[0], result.output);
+        const Clock::time_point end = Clock::now() + kLongest;
+        result.inTime = readAll(ends[0], result.output, end) && endsBefore(child, end);
         if (!result.inTime)
             kill(-child, SIGKILL);
         result.status = endOf(child);
