@@ -407,6 +407,29 @@ finds_systemds_gpsd() {
     expect "both masked" nothing_found
 }
 
+# Enabled in the image itself: `disable` finds nothing there to undo. Where /lib is /usr/lib, it is one folder.
+finds_a_vendors_gpsd() {
+    local folder wants=/tmp/vendors
+    mkdir -p /run/systemd/system "$wants"/{sockets,multi-user}.target.wants /tmp/nothing
+    for folder in $(readlink -f /lib/systemd/system /usr/lib/systemd/system | sort -u); do
+        ln -sf ../gpsd.socket "$wants/sockets.target.wants/"
+        looks with_the_vendors_units "$folder"
+        expect "the socket in $folder" found fault gpsd.units "gpsd.socket is enabled"
+        expect "its mend" contains "$(</tmp/report)" "'systemctl mask --now gpsd.socket gpsd.service'"
+        ln -sf /dev/null /run/systemd/system/gpsd.socket
+        looks with_the_vendors_units "$folder"
+        expect "masked" found ok gpsd.units "systemd has no gpsd of its own to start"
+        rm /run/systemd/system/gpsd.socket
+        mv "$wants/sockets.target.wants/gpsd.socket" "$wants/multi-user.target.wants/gpsd.service"
+        looks with_the_vendors_units "$folder"
+        expect "the service in $folder" found warning gpsd.units "gpsd.service is enabled"
+        rm "$wants/multi-user.target.wants/gpsd.service"
+    done
+}
+with_the_vendors_units() {
+    changed --bind /tmp/vendors "$1" --bind /tmp/nothing /etc/systemd/system -- "$UNIT_CHECK"
+}
+
 # profile_lets_through LINE: looks where AppArmor's profile of gpsd has this one.
 profile_lets_through() {
     mkdir -p /tmp/apparmor.d
@@ -567,7 +590,7 @@ readonly checks=(
     finds_a_port_that_does_not_take_its_settings finds_a_wrong_reset_line
     finds_a_wrong_library finds_a_wrong_gpsd
     waits_five_seconds_for_a_command_and_no_longer finds_a_gpsd_that_nobody_can_end finds_who_has_gpsds_port
-    finds_systemds_gpsd finds_a_gpsd_that_apparmor_confines finds_a_wrong_localhost
+    finds_systemds_gpsd finds_a_vendors_gpsd finds_a_gpsd_that_apparmor_confines finds_a_wrong_localhost
     finds_folders_without_rights_or_room takes_files_of_its_own_in_folders_of_others finds_what_a_database_lacks finds_a_database_that_is_none decodes_a_database
     finds_a_wrong_antenna finds_a_wrong_clock)
 

@@ -25,6 +25,7 @@ namespace {
 
 constexpr char kManager[] = "systemd";
 constexpr char kDisableSocket[] = "run 'systemctl disable --now gpsd.socket gpsd.service'";
+constexpr char kMaskSocket[] = "run 'systemctl mask --now gpsd.socket gpsd.service'";
 
 /// Where gpsd is often found although PATH doesn't lead there.
 const std::array<const char*, 4> kOtherFolders{{"/usr/sbin", "/usr/local/sbin", "/sbin", "/usr/bin"}};
@@ -32,8 +33,19 @@ const std::array<const char*, 4> kOtherFolders{{"/usr/sbin", "/usr/local/sbin", 
 /// There where systemd runs, and nowhere else.
 constexpr char kManagerRuns[] = "/run/systemd/system";
 
-/// Where systemd's `enable` makes its links, for good or until the next start.
-const std::array<const char*, 2> kUnitFolders{{"/etc/systemd/system/", "/run/systemd/system/"}};
+/// Where systemd looks for units and for the links that enable them, the first one counts. In the first two
+/// `enable` makes its links, for good or until the next start; in the others a vendor has them.
+struct UnitFolder {
+    const char* path;
+    const char* mend;
+};
+const std::array<UnitFolder, 5> kUnitFolders{{
+    {"/etc/systemd/system/", kDisableSocket},
+    {"/run/systemd/system/", kDisableSocket},
+    {"/usr/local/lib/systemd/system/", kMaskSocket},
+    {"/usr/lib/systemd/system/", kMaskSocket},
+    {"/lib/systemd/system/", kMaskSocket},
+}};
 
 /// "/usr/sbin/gpsd (enforce)"; the kernel shows it to root alone.
 constexpr char kLoadedProfiles[] = "/sys/kernel/security/apparmor/profiles";
@@ -80,11 +92,21 @@ bool exists(const std::string& path) {
     return lstat(path.c_str(), &status) == 0;
 }
 
-bool isEnabled(const std::string& unit, const std::string& wants) {
-    return std::any_of(kUnitFolders.begin(), kUnitFolders.end(),
-                       [&](const std::string& folder) { return exists(folder + wants + unit); }) &&
-           std::none_of(kUnitFolders.begin(), kUnitFolders.end(),
-                        [&](const std::string& folder) { return isMasked(folder + unit); });
+const UnitFolder* firstWith(const std::string& name) {
+    const auto* const found =
+        std::find_if(kUnitFolders.begin(), kUnitFolders.end(),
+                     [&](const UnitFolder& folder) { return exists(folder.path + name); });
+    return found != kUnitFolders.end() ? found : nullptr;
+}
+
+/// The folder that has the link, for its mend; null when `unit` is not enabled.
+const UnitFolder* enabling(const std::string& unit, const std::string& wants) {
+    for (const std::string& name : {unit, wants + unit}) {
+        const UnitFolder* const folder = firstWith(name);
+        if (folder != nullptr && isMasked(folder->path + name))
+            return nullptr;
+    }
+    return firstWith(wants + unit);
 }
 
 bool profileNamesThePort() {
@@ -158,12 +180,12 @@ Findings checkListener(const Unit& unit) {
 Findings checkServiceManager(const Unit&) {
     if (access(kManagerRuns, F_OK) != 0)
         return {ok("there is no systemd that could start a gpsd of its own")};
-    if (isEnabled("gpsd.socket", "sockets.target.wants/"))
+    if (const UnitFolder* const folder = enabling("gpsd.socket", "sockets.target.wants/"))
         return {fault("gpsd.socket is enabled: systemd takes port 2947 and starts a gpsd of its own",
-                      kDisableSocket)};
-    if (isEnabled("gpsd.service", "multi-user.target.wants/"))
+                      folder->mend)};
+    if (const UnitFolder* const folder = enabling("gpsd.service", "multi-user.target.wants/"))
         return {
-            warning("gpsd.service is enabled: systemd starts a gpsd that the service ends", kDisableSocket)};
+            warning("gpsd.service is enabled: systemd starts a gpsd that the service ends", folder->mend)};
     return {ok("systemd has no gpsd of its own to start")};
 }
 
