@@ -1,6 +1,13 @@
-# Sourced by the tests of this folder: made-up releases of libgps in $work, and a configuring by $compiler that takes one.
+# Sourced by the tests of this folder, whose arguments are SOURCE-FOLDER WORK-FOLDER COMPILER: made-up releases of libgps in
+# the work folder, and a configuring by the compiler that takes one.
 # shellcheck shell=bash
-# shellcheck disable=SC2154  # `source_folder`, `work` and `compiler` are the caller's
+# shellcheck disable=SC2034  # `failed` and `said` are read by the tests
+
+source_folder=$1
+work=$2
+compiler=$3
+failed=
+said= # by the last configuring
 
 export CCACHE_DISABLE=1
 . "$source_folder/tests/support/checks.bash"

@@ -3,15 +3,9 @@
 # can't be told doesn't. The names of the 64-bit functions are made up, so that any machine can run this.
 #
 #   contradictions.sh SOURCE-FOLDER WORK-FOLDER COMPILER
-# shellcheck disable=SC2034  # for configuring.bash
 set -u
 
-source_folder=$1
-work=$2
-compiler=$3
-. "$source_folder/tests/libgps/configuring.bash"
-failed=
-said=
+. "$1/tests/libgps/configuring.bash"
 
 readonly calls_plain_names='#include <time.h>
 int gps_read() { return clock_gettime(CLOCK_REALTIME, nullptr); }'

@@ -3,15 +3,9 @@
 # width of the library.
 #
 #   time_widths.sh SOURCE-FOLDER WORK-FOLDER COMPILER-FOR-32-BITS
-# shellcheck disable=SC2034  # for configuring.bash
 set -u
 
-source_folder=$1
-work=$2
-compiler=$3
-. "$source_folder/tests/libgps/configuring.bash"
-failed=
-said=
+. "$1/tests/libgps/configuring.bash"
 
 readonly calls='#include <time.h>
 int gps_read() { timespec now; return clock_gettime(CLOCK_REALTIME, &now); }'
