@@ -1,30 +1,41 @@
 #!/bin/bash
 # The examples for systemd and udev: what the system's own programs say of them, and that they name what is installed
-# and what the library needs. Exit status 77 where systemd's are missing.
+# and what the library needs.
 #
-#   systemd_test.sh REPOSITORY BUILD-FOLDER
+#   systemd_test.sh REPOSITORY BUILD-FOLDER CHECK   of those that --list prints; exit status 77, with the reason, where it
+#                                                   can't be made
+#   systemd_test.sh --list
 # shellcheck source-path=SCRIPTDIR source=../support/checks.bash
+# shellcheck disable=SC2317  # the checks are called by name
 set -u
+
+readonly checks=(systemd_accepts_the_units systemd_makes_the_user systemd_makes_the_files udev_accepts_the_rule
+    the_rule_is_made_of_terms the_units_name_what_is_there the_service_leaves_the_library_what_it_needs)
+if [[ $1 == --list ]]; then
+    printf '%s\n' "${checks[@]}"
+    exit
+fi
 
 repository=$1
 build=$2
 . "$repository/tests/support/checks.bash"
 failed=
-missing=
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 DESTDIR=$work cmake --install "$build" --prefix /usr --component tools >/dev/null || exit
 examples=$work/usr/share/ruxogps/examples
 service=$examples/ruxogps-example.service
 
-is_there() {
-    command -v "$1" >/dev/null || { echo "$1 is missing: $2 is not checked" && missing=1 && return 1; }
+skip() {
+    echo "$1"
+    exit 77
 }
+needs() { command -v "$1" >/dev/null || skip "$1 is missing"; }
 setting() { sed -n "s/^$1=//p" "$service"; }
 
 # A root with what the units name, so that only the units themselves can be wrong.
-verify_units() {
-    is_there systemd-analyze "what systemd says of the units" || return 0
+systemd_accepts_the_units() {
+    needs systemd-analyze
     local output unit
     mkdir -p "$work/usr/lib/systemd/system" "$work/usr/local/bin"
     cp "$examples"/*.service "$work/usr/lib/systemd/system/"
@@ -37,28 +48,39 @@ verify_units() {
     expect "and has nothing to say about them" equal "$(grep -i ruxogps <<<"$output")" ""
 }
 
-verify_users_and_files() {
-    is_there systemd-sysusers "the user" || return 0
-    mkdir -p "$work/etc" "$work/data"
-    expect "the user can be made" systemd-sysusers --root="$work" "$examples/ruxogps.sysusers.conf"
+make_the_user() { mkdir -p "$work/etc" && systemd-sysusers --root="$work" "$examples/ruxogps.sysusers.conf"; }
+
+systemd_makes_the_user() {
+    needs systemd-sysusers
+    expect "the user can be made" make_the_user
     expect "the user is there" grep -q '^ruxogps:' "$work/etc/passwd"
     expect "the group is there" grep -q '^ruxogps:' "$work/etc/group"
-    is_there systemd-tmpfiles "the files" || return 0
-    ((EUID == 0)) || { echo "not root: the files are not made" && missing=1 && return 0; }
+}
+
+systemd_makes_the_files() {
+    needs systemd-tmpfiles
+    needs systemd-sysusers
+    ((EUID == 0)) || skip "only root can give files to another user"
+    mkdir "$work/data"
+    expect "the user can be made" make_the_user
     expect "the files can be made" systemd-tmpfiles --create --root="$work" "$examples/ruxogps.tmpfiles.conf"
     expect "the database file is the user's" equal "$(stat -c %u "$work/data/NavigationDatabaseDump")" \
         "$(sed -n 's/^ruxogps:[^:]*:\([0-9]*\).*/\1/p' "$work/etc/passwd")"
 }
 
-verify_rule() {
+the_rule_is_made_of_terms() {
     local term='[A-Z{}_a-z]+(==|!=|=|\+=|:=)"[^"]*"'
     expect "each line of the rule is a comment or a list of terms" equal \
         "$(grep -Ev "^#|^$term(, $term)*$" "$examples/60-ruxogps.rules")" ""
-    udevadm verify --help >/dev/null 2>&1 || { echo "no udevadm here that verifies rules (from 254 on)" && return; }
+}
+
+udev_accepts_the_rule() {
+    needs udevadm
+    udevadm verify --help >/dev/null 2>&1 || skip "this udevadm verifies no rules: those from 254 on do"
     expect "udevadm accepts the rule" udevadm verify "$examples/60-ruxogps.rules"
 }
 
-names_what_is_there() {
+the_units_name_what_is_there() {
     local path
     for path in $(grep -oh '/usr/libexec/ruxogps/[a-z/-]*' "$examples"/*.service | sort -u); do
         expect "$path is installed" test -x "$work$path" -o -d "$work$path"
@@ -70,7 +92,7 @@ names_what_is_there() {
 }
 
 # What each is for stands in the unit; here it can't go unnoticed.
-leaves_the_library_what_it_needs() {
+the_service_leaves_the_library_what_it_needs() {
     expect "only the application is asked to end" equal "$(setting KillMode)" mixed
     expect "there is time for its end" equal "$(setting TimeoutStopSec)" 120
     expect "the port can be opened" equal "$(setting DeviceAllow)" "/dev/ttymxc1 rw"
@@ -81,10 +103,6 @@ leaves_the_library_what_it_needs() {
     done
 }
 
-verify_units
-verify_users_and_files
-verify_rule
-names_what_is_there
-leaves_the_library_what_it_needs
-[[ -z $failed ]] || exit 1
-[[ -z $missing ]] || exit 77
+expect "there is such a check" declare -F "$3" >/dev/null
+"$3"
+[[ -z $failed ]]
