@@ -1,7 +1,5 @@
 #include "Options.h"
 
-#include <getopt.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -137,29 +135,6 @@ const OptionRow kOptions[] = {
     {"version", false, [](Options& o, const std::string&) { o.version = true; }},
 };
 
-/// What getopt_long returns for a row: its place in the table, above all characters.
-constexpr int kFirstRow = 256;
-
-std::vector<option> longOptions() {
-    std::vector<option> rows;
-    int code = kFirstRow;
-    for (const OptionRow& row : kOptions)
-        rows.push_back({row.name, row.hasValue ? required_argument : no_argument, nullptr, code++});
-    rows.push_back({});
-    return rows;
-}
-
-/// Why getopt_long has stopped: `code` is ':' for a missing value and '?' for everything else, `argument` the
-/// text that it looked at last.
-[[noreturn]] void complain(int code, const std::string& argument) {
-    const std::string name = argument.substr(0, argument.find('='));
-    if (code == ':')
-        throw OptionError(name + " needs a value");
-    if (optopt >= kFirstRow)
-        throw OptionError(name + " takes no value");
-    throw OptionError("unknown option '" + name + "'");
-}
-
 void check(const Options& options) {
     const std::size_t learned = options.learnS > 0 ? kLearnedGeofences : 0;
     if (options.geofences.size() + learned > kGPSMaxGeofences)
@@ -171,25 +146,12 @@ void check(const Options& options) {
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
     options.expected = knownExpectations();
-    std::vector<char*> arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments.push_back(const_cast<char*>(argv[i]));
-    arguments.push_back(nullptr);
-    const std::vector<option> rows = longOptions();
-    optind = 0; // from the beginning, also the second time
-    int code = 0;
-    while ((code = getopt_long(argc, arguments.data(), "+:h", rows.data(), nullptr)) != -1) {
-        if (code == ':' || code == '?')
-            complain(code, arguments[static_cast<std::size_t>(optind - 1)]);
-        if (code == 'h')
-            options.help = true;
-        else
-            kOptions[code - kFirstRow].take(options, optarg != nullptr ? optarg : "");
+    command_line::LongOptions given(command_line::optionsOf(kOptions), command_line::argumentsOf(argc, argv));
+    while (const auto option = given.next()) {
+        kOptions[option->row].take(options, option->value);
         if (options.help || options.version)
             return options;
     }
-    if (optind < argc)
-        throw OptionError("unexpected argument '" + std::string(argv[optind]) + "'");
     check(options);
     return options;
 }

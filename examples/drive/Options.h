@@ -2,17 +2,13 @@
 #define OPTIONS_H
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "GPSGeofence.h"
+#include "LongOptions.h"
 
-/// A wrong option; what() is one clear line.
-class OptionError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using command_line::OptionError;
 
 /// What the command line asks for. Times are seconds of the unit's clock.
 struct Options {

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <getopt.h>
 #include <iterator>
 #include <optional>
 #include <sstream>
@@ -15,6 +14,9 @@
 namespace simulator {
 
 namespace {
+
+using command_line::LongOption;
+using command_line::Mistake;
 
 constexpr double kUsualGeoidSeparationM = 47;
 constexpr Duration kUsualDeafTime = std::chrono::milliseconds(500);
@@ -256,52 +258,33 @@ const Row kRows[] = {
 
 // --- Command line ---------------------------------------------------------------------------------------
 
-constexpr int32_t kFirstRow = 256; // getopt_long's value for the first row: no character's
-
-std::vector<option> longOptions() {
-    std::vector<option> options;
+std::vector<LongOption> knownOptions() {
+    std::vector<LongOption> known;
     for (const Row& row : kRows)
-        options.push_back({row.name, *row.argument != '\0' ? required_argument : no_argument, nullptr,
-                           kFirstRow + static_cast<int32_t>(options.size())});
-    options.push_back({});
-    return options;
+        known.push_back({row.name, *row.argument != '\0'});
+    return known;
 }
 
-const Row& rowOf(int32_t value) { return kRows[value - kFirstRow]; }
-
-// `last` is the argument that getopt_long looked at, `optopt` the option that it recognised.
-[[noreturn]] void refuseOption(bool valueIsMissing, const std::string& last) {
-    if (optopt < kFirstRow)
-        throw OptionError("unrecognized option '" + last + "'");
-    const Row& row = rowOf(optopt);
-    throw OptionError(std::string("option '--") + row.name +
-                      (valueIsMissing ? std::string("' requires an argument: ") + row.argument
-                                      : std::string("' doesn't allow an argument")));
+std::string inWords(const Mistake& mistake) {
+    const Row& row = kRows[mistake.row];
+    const std::string option = std::string("option '--") + row.name + "' ";
+    switch (mistake.kind) {
+    case Mistake::Kind::UnknownOption:
+        return "unrecognized option '" + mistake.word + "'";
+    case Mistake::Kind::MissingValue:
+        return option + "requires an argument: " + row.argument;
+    case Mistake::Kind::UnneededValue:
+        return option + "doesn't allow an argument";
+    case Mistake::Kind::UnexpectedArgument:
+        break;
+    }
+    return command_line::usualWords(mistake);
 }
 
-void takeOption(Draft& draft, int32_t value, const std::string& last) {
-    if (value == 'h')
-        draft.options.help = true;
-    else if (value < kFirstRow)
-        refuseOption(value == ':', last);
-    else
-        rowOf(value).set(draft, {std::string("--") + rowOf(value).name, optarg != nullptr ? optarg : ""});
-}
-
-void takeArguments(Draft& draft, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "receiver-simulator");
-    std::vector<char*> words;
-    for (std::string& argument : arguments)
-        words.push_back(argument.data());
-    words.push_back(nullptr);
-    const auto count = static_cast<int32_t>(arguments.size());
-    const std::vector<option> known = longOptions();
-    optind = 0; // begins anew
-    for (int32_t value = 0; (value = getopt_long(count, words.data(), "+:h", known.data(), nullptr)) != -1;)
-        takeOption(draft, value, words[static_cast<std::size_t>(optind - 1)]);
-    if (optind < count)
-        throw OptionError(std::string("unexpected argument '") + words[static_cast<std::size_t>(optind)] +
-                          "'");
+void takeArguments(Draft& draft, const std::vector<std::string>& arguments) {
+    command_line::LongOptions given(knownOptions(), arguments, inWords);
+    while (const auto option = given.next())
+        kRows[option->row].set(draft, {std::string("--") + kRows[option->row].name, option->value});
 }
 
 // --- Putting together -----------------------------------------------------------------------------------

@@ -2,10 +2,10 @@
 #define OPTIONS_H
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "LongOptions.h"
 #include "simulator/ProtocolEngine.h"
 #include "simulator/Simulator.h"
 
@@ -13,11 +13,7 @@
 
 namespace simulator {
 
-/// A command line that can't be carried out; what() is one clear sentence without a full stop.
-class OptionError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using command_line::OptionError;
 
 /// The command line is in order, but a file that it names can't be read or doesn't hold what is wanted.
 class FileError : public OptionError {

@@ -239,7 +239,7 @@ int32_t report(const std::string& problem, int32_t status) {
 int main(int argc, char** argv) {
     using namespace simulator;
     try {
-        runProgram(std::vector<std::string>(argv + 1, argv + argc));
+        runProgram(command_line::argumentsOf(argc, argv));
         return 0;
     } catch (const FileError& error) {
         return report(error.what(), kExitFailure);

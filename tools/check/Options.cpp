@@ -1,9 +1,6 @@
 #include "Options.h"
 
-#include <getopt.h>
-
 #include <array>
-#include <vector>
 
 namespace check {
 
@@ -47,37 +44,6 @@ const std::array<OptionRow, 5> kOptions{{
     {"version", false, [](Options& options, const std::string&) { options.version = true; }},
 }};
 
-/// What getopt_long returns for a row: its place in the table, above all characters.
-constexpr int kFirstRow = 256;
-
-std::vector<option> longOptions() {
-    std::vector<option> rows;
-    int code = kFirstRow;
-    for (const OptionRow& row : kOptions)
-        rows.push_back({row.name, row.hasValue ? required_argument : no_argument, nullptr, code++});
-    rows.push_back({});
-    return rows;
-}
-
-/// Why getopt_long has stopped: `code` is ':' for a missing value and '?' for everything else, `argument` the
-/// text that it looked at last.
-[[noreturn]] void complain(int code, const std::string& argument) {
-    const std::string name = argument.substr(0, argument.find('='));
-    if (code == ':')
-        throw OptionError(name + " needs a value");
-    if (optopt >= kFirstRow)
-        throw OptionError(name + " takes no value");
-    throw OptionError("unknown option '" + name + "'");
-}
-
-void takeOption(Options& options, int code) {
-    const auto row = static_cast<std::size_t>(code - kFirstRow);
-    if (code == 'h')
-        options.help = true;
-    else
-        kOptions[row].take(options, optarg != nullptr ? optarg : "");
-}
-
 void checkCombination(const Options& options) {
     if (options.tryPort && !options.database.empty())
         throw OptionError("--try-port and --database exclude each other");
@@ -87,22 +53,12 @@ void checkCombination(const Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
-    std::vector<char*> arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments.push_back(const_cast<char*>(argv[i]));
-    arguments.push_back(nullptr);
-    const std::vector<option> rows = longOptions();
-    optind = 0; // from the beginning, also the second time
-    int code = 0;
-    while ((code = getopt_long(argc, arguments.data(), "+:h", rows.data(), nullptr)) != -1) {
-        if (code == ':' || code == '?')
-            complain(code, arguments[static_cast<std::size_t>(optind - 1)]);
-        takeOption(options, code);
+    command_line::LongOptions given(command_line::optionsOf(kOptions), command_line::argumentsOf(argc, argv));
+    while (const auto option = given.next()) {
+        kOptions[option->row].take(options, option->value);
         if (options.help || options.version)
             return options;
     }
-    if (optind < argc)
-        throw OptionError("unexpected argument '" + std::string(argv[optind]) + "'");
     checkCombination(options);
     return options;
 }

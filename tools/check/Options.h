@@ -1,18 +1,15 @@
 #ifndef OPTIONS_H
 #define OPTIONS_H
 
-#include <stdexcept>
 #include <string>
+
+#include "LongOptions.h"
 
 /// The command line of ruxogps-check.
 
 namespace check {
 
-/// A wrong option; what() is one clear line without a full stop.
-class OptionError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using command_line::OptionError;
 
 struct Options {
     bool json = false;
