@@ -280,6 +280,36 @@ tries_the_port() {
     expect "an stty that only says so" only_found fault port.trial "but stands at '19200'"
 }
 
+# tries_and_gets SIGNAL OPTION: runs the trial and sends it the signal while the first of the service's settings are on the
+# port. OPTION is env's: bash has its background commands ignore SIGINT.
+tries_and_gets() {
+    local trial
+    rm -f /tmp/tried /tmp/sent
+    : >/tmp/stty-calls
+    env "$2" PATH="/tmp/standins:$PATH" "$UNIT_CHECK" --try-port >/tmp/report 2>/tmp/errors &
+    trial=$!
+    soon test -e /tmp/tried
+    kill -s "$1" "$trial"
+    touch /tmp/sent
+    wait "$trial"
+    status=$?
+} 2>/dev/null # bash tells of its child's end
+
+puts_the_port_back_when_it_is_ended_meanwhile() {
+    local settings signal
+    stands_in stty 'echo "$*" >>/tmp/stty-calls; /usr/bin/stty "$@" || exit
+        [ "$3" != 115200 ] || { touch /tmp/tried; until [ -e /tmp/sent ]; do sleep 0.02; done; }'
+    settings=$(stty -F "$port" 19200 && stty -F "$port" -g)
+    for signal in INT TERM HUP; do
+        tries_and_gets "$signal" --default-signal
+        expect "SIG$signal ends it" equal "$status" "$((128 + $(kill -l "$signal")))"
+        expect "the port is as it was" equal "$(stty -F "$port" -g)" "$settings"
+        expect "no more was tried" not grep -q " 9600 " /tmp/stty-calls
+    done
+    tries_and_gets HUP --ignore-signal=HUP
+    expect "an ignored signal ends nothing" found ok port.trial "was set up for 115200 and 9600 baud"
+}
+
 # A driver that says yes and does something else.
 finds_a_port_that_does_not_take_its_settings() {
     stands_in stty 'if [ "$3" = -a ]; then /usr/bin/stty "$@" | sed "s/ -icanon/ icanon/"; else exec /usr/bin/stty "$@"; fi'
@@ -587,7 +617,7 @@ readonly checks=(
     asks_for_what_the_library_uses runs_where_only_busybox_is
     finds_a_wrong_shell finds_missing_commands
     finds_a_wrong_port finds_who_uses_the_port finds_settings_that_spoil_bytes tries_the_port
-    finds_a_port_that_does_not_take_its_settings finds_a_wrong_reset_line
+    puts_the_port_back_when_it_is_ended_meanwhile finds_a_port_that_does_not_take_its_settings finds_a_wrong_reset_line
     finds_a_wrong_library finds_a_wrong_gpsd
     waits_five_seconds_for_a_command_and_no_longer finds_a_gpsd_that_nobody_can_end finds_who_has_gpsds_port
     finds_systemds_gpsd finds_a_vendors_gpsd finds_a_gpsd_that_apparmor_confines finds_a_wrong_localhost

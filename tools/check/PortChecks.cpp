@@ -8,6 +8,7 @@
 
 #include "Checks.h"
 #include "Command.h"
+#include "HeldSignals.h"
 #include "TerminalSettings.h"
 #include "TextFile.h"
 
@@ -93,14 +94,16 @@ std::string whatIsWrongAfter(const std::string& baudRate) {
     return least != settings.values.end() && least->second != "0" ? "the port does not take min 0" : "";
 }
 
+/// Ended by a signal meanwhile, the program ends when the port's settings are put back.
 Finding tryPort() {
+    const HeldSignals signals;
     const CommandResult before = runShell(onPort("-g"));
     if (!before.succeeded())
         return fault(std::string("stty can't read ") + kPort,
                      "look at the rights of the port and at its driver");
     std::string wrong;
     for (const char* const baudRate : {"115200", "9600"})
-        if (wrong.empty())
+        if (wrong.empty() && !signals.haveCome())
             wrong = whatIsWrongAfter(baudRate);
     const std::string saved = before.output.substr(0, before.output.find('\n'));
     runShell(onPort(saved)); // its status counts what a port can't be, as some never could
