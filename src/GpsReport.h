@@ -26,7 +26,8 @@
 ///   - a TPV report (the fix) sets it anew: STATUS_SET with every one, fix or not; TIME_SET, MODE_SET,
 ///     LATLON_SET, ALTITUDE_SET, TRACK_SET, SPEED_SET, CLIMB_SET and the bits of the error estimates for what
 ///     gpsd knows; a fix without altitude doesn't carry ALTITUDE_SET;
-///   - a SKY report (satellites and dilutions) adds SATELLITE_SET to what the fix before it left;
+///   - a SKY report (satellites and dilutions) adds SATELLITE_SET to what the fix before it left; one without
+///     satellites takes it away from 3.25 on, one with more than the record has room for leaves the mask;
 ///   - any other message, and a line that is no message, leaves it as it is.
 /// So the sky view behind a fix brings the fix's values once more, and old values count as fresh as long as
 /// anything comes.

@@ -3,6 +3,10 @@
 
 #include "GpsdContract.h"
 
+#include <cmath>
+#include <iterator>
+
+#include "GpsRecord.h"
 #include "GpsReport.h"
 
 int GpsdContract::connect() {
@@ -134,4 +138,67 @@ TEST_P(GpsdContract, LeavesTheMaskWithOtherMessages) {
     gpsd->sendsItsDevices();
     EXPECT_GT(takes(), 0);
     EXPECT_EQ(record->set & kBits, kFix);
+}
+
+// --- Skies without satellites, or with too many
+// -------------------------------------------------------------
+
+TEST_P(GpsdContract, TakesTheDilutionsThatASkyDoesNotNameForNoNumbers) {
+    connect();
+    gpsd->sendsDilutionsAlone(7, 1.5);
+    takes();
+    EXPECT_EQ(record->dop.pdop, 1.5);
+    EXPECT_TRUE(std::isnan(record->dop.hdop));
+    gpsd->sendsTheSky(3);
+    takes();
+    EXPECT_TRUE(std::isnan(record->dop.pdop));
+}
+
+TEST_P(GpsdContract, TakesDilutionsAloneForAnEmptySkyOrForNone) {
+    connect();
+    gpsd->sendsAFix(48.25);
+    takes();
+    gpsd->sendsTheSky(3);
+    takes();
+    gpsd->sendsDilutionsAlone(7, 1.5);
+    EXPECT_GT(takes(), 0);
+    EXPECT_EQ(record->set & (kBits | DOP_SET), kFix | (kTellsDilutionsFromASky ? DOP_SET : SATELLITE_SET));
+    EXPECT_EQ(record->satellites_visible, 0);
+    EXPECT_EQ(record->satellites_used, kTellsDilutionsFromASky ? 7 : 0);
+    EXPECT_FALSE(record->skyview[0].used);
+}
+
+TEST_P(GpsdContract, TakesAsManySatellitesAsTheRecordHasRoomFor) {
+    const int room = static_cast<int>(std::size(record->skyview));
+    connect();
+    gpsd->sendsTheSky(room);
+    EXPECT_GT(takes(), 0);
+    EXPECT_EQ(record->set & kBits, SATELLITE_SET);
+    EXPECT_EQ(record->satellites_visible, room);
+    EXPECT_EQ(record->satellites_used, room);
+    EXPECT_EQ(record->skyview[room - 1].PRN, room);
+}
+
+TEST_P(GpsdContract, RefusesMoreSatellitesButReadsAMessageAndOverwritesTheOldOnes) {
+    const int room = static_cast<int>(std::size(record->skyview));
+    connect();
+    gpsd->sendsAFix(48.25);
+    takes();
+    gpsd->sendsTheSky(room + 1);
+    EXPECT_GT(takes(), 0);
+    EXPECT_EQ(record->set & kBits, kFix);
+    EXPECT_EQ(record->satellites_visible, 0);
+    EXPECT_EQ(record->satellites_used, kTellsDilutionsFromASky ? room + 1 : 0);
+    EXPECT_EQ(record->skyview[room - 1].PRN, room);
+}
+
+TEST_P(GpsdContract, LeavesTheSkyBeforeInTheMaskWhenItRefusesOne) {
+    connect();
+    gpsd->sendsTheSky(3);
+    takes();
+    gpsd->sendsTheSky(static_cast<int>(std::size(record->skyview)) + 1);
+    EXPECT_GT(takes(), 0);
+    EXPECT_EQ(record->set & kBits, SATELLITE_SET);
+    EXPECT_EQ(record->satellites_visible, 3);
+    EXPECT_TRUE(record->skyview[3].used) << "of the refused one";
 }

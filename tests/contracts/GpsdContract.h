@@ -24,8 +24,9 @@ public:
 
     // What it says, each as one message.
     virtual void sendsAFix(double latitude) = 0;  ///< TPV: status, mode and position
-    virtual void sendsTheSky(int satellites) = 0; ///< SKY, every satellite used
-    virtual void sendsItsDevices() = 0;           ///< a message with nothing to copy in it
+    virtual void sendsTheSky(int satellites) = 0; ///< SKY, every satellite used, numbered from 1 on
+    virtual void sendsDilutionsAlone(int used, double pdop) = 0; ///< SKY without satellites
+    virtual void sendsItsDevices() = 0;                          ///< a message with nothing to copy in it
     virtual void sendsHalfAFix() = 0;
     virtual void sendsTheRestOfTheFix(double latitude) = 0;
     virtual void dies() = 0;

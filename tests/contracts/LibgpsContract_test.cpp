@@ -42,6 +42,10 @@ public:
         sends(R"({"class":"SKY","device":"/dev/x","nSat":)" + count + R"(,"uSat":)" + count +
               R"(,"satellites":[)" + list + "]}\r\n");
     }
+    void sendsDilutionsAlone(int used, double pdop) override {
+        sends(R"({"class":"SKY","device":"/dev/x","pdop":)" + std::to_string(pdop) + R"(,"uSat":)" +
+              std::to_string(used) + "}\r\n");
+    }
     void sendsItsDevices() override {
         sends(R"({"class":"DEVICES","devices":[]})"
               "\r\n");

@@ -15,6 +15,7 @@ public:
 
     void sendsAFix(double latitude) override { unit_.gpsd.sendsAFix(latitude, 11.5); }
     void sendsTheSky(int satellites) override { unit_.gpsd.sendsTheSky(satellites); }
+    void sendsDilutionsAlone(int used, double pdop) override { unit_.gpsd.sendsDilutionsAlone(used, pdop); }
     void sendsItsDevices() override { unit_.gpsd.reports(nullptr); }
     void sendsHalfAFix() override { unit_.gpsd.stopsInALine(); }
     void sendsTheRestOfTheFix(double latitude) override { unit_.gpsd.sendsAFix(latitude, 11.5); }

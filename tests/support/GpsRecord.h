@@ -50,6 +50,10 @@ Angle asAngle(double degrees) {
         return static_cast<Angle>(std::clamp(degrees, -32768.0, 32767.0));
 }
 
+/// The type of a function's third argument.
+template <typename Result, typename First, typename Second, typename Third>
+Third thirdArgument(Result (*)(First, Second, Third));
+
 } // namespace gpsrecord
 
 // --- What a generation can say --------------------------------------------------------------------------
@@ -66,6 +70,11 @@ constexpr bool kTimeIsADouble = std::is_floating_point_v<decltype(decltype(Repor
 template <typename Report>
 constexpr bool kAnglesAreDoubles =
     std::is_floating_point_v<std::decay_t<decltype(std::declval<Report&>().skyview[0].elevation)>>;
+
+/// A SKY with dilutions alone, without a number of satellites, is no view of the sky: since 3.25, as far as
+/// it was tried (3.22, 3.25, 3.27.5). No member changed with it, but the type of a device's name.
+constexpr bool kTellsDilutionsFromASky =
+    std::is_same_v<decltype(gpsrecord::thirdArgument(gps_stream)), const char*>;
 
 // --- Setters --------------------------------------------------------------------------------------------
 

@@ -18,6 +18,7 @@
 #include <ctime>
 
 #include "FailingMemory.h"
+#include "GpsRecord.h"
 #include "VirtualUnit.h"
 
 namespace {
@@ -280,21 +281,13 @@ extern "C" int sem_destroy(sem_t* semaphore) noexcept {
 
 // --- libgps ---------------------------------------------------------------------------------------------
 
-namespace {
-
-/// The type of a function's third argument.
-template <typename Result, typename First, typename Second, typename Third>
-Third thirdArgument(Result (*)(First, Second, Third));
-
-} // namespace
-
 extern "C" int gps_open(const char* host, const char* port, gps_data_t* record) {
     return unit()->gpsd.open(host, port, record);
 }
 
 // A device's name, writable or not as the header has it.
 extern "C" int gps_stream(gps_data_t* record, unsigned int flags,
-                          decltype(thirdArgument(gps_stream)) argument) {
+                          decltype(gpsrecord::thirdArgument(gps_stream)) argument) {
     return unit()->gpsd.stream(record, flags, argument);
 }
 

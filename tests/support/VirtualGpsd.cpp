@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
+#include <limits>
 #include <string>
+
+#include "GpsRecord.h"
 
 namespace {
 
@@ -25,6 +29,24 @@ void countUp(int& counter) {
 bool isZero(const gps_data_t& record) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(&record);
     return std::all_of(bytes, bytes + sizeof record, [](unsigned char byte) { return byte == 0; });
+}
+
+/// Any SKY brings all dilutions; those that it doesn't name are no numbers.
+void takeDilutions(gps_data_t& record, double pdop) {
+    auto& dop = record.dop;
+    dop.xdop = dop.ydop = dop.hdop = dop.vdop = dop.tdop = dop.gdop =
+        std::numeric_limits<double>::quiet_NaN();
+    dop.pdop = pdop;
+}
+
+/// The first `satellites` are there and used, as far as there is room.
+void takeSatellites(gps_data_t& record, int satellites) {
+    int number = 0;
+    for (auto& satellite : record.skyview) {
+        const bool listed = ++number <= satellites;
+        satellite.PRN = static_cast<decltype(satellite.PRN)>(listed ? number : 0);
+        satellite.used = listed;
+    }
 }
 
 } // namespace
@@ -63,9 +85,26 @@ void VirtualGpsd::sendsAFix(double latitude, double longitude) {
 
 void VirtualGpsd::sendsTheSky(int satellites) {
     reports([=](gps_data_t& record) {
+        takeDilutions(record, std::numeric_limits<double>::quiet_NaN());
+        takeSatellites(record, satellites);
+        const bool refused = satellites > static_cast<int>(std::size(record.skyview));
+        if (kTellsDilutionsFromASky || !refused)
+            record.satellites_used = satellites;
+        if (refused)
+            return;
+        record.satellites_visible = satellites;
         record.set |= SATELLITE_SET;
-        record.satellites_visible = record.satellites_used = satellites;
-        std::for_each_n(record.skyview, satellites, [](auto& satellite) { satellite.used = true; });
+    });
+}
+
+void VirtualGpsd::sendsDilutionsAlone(int used, double pdop) {
+    reports([=](gps_data_t& record) {
+        takeDilutions(record, pdop);
+        takeSatellites(record, 0);
+        record.satellites_visible = 0;
+        record.satellites_used = kTellsDilutionsFromASky ? used : 0;
+        record.set =
+            kTellsDilutionsFromASky ? (record.set & ~SATELLITE_SET) | DOP_SET : record.set | SATELLITE_SET;
     });
 }
 

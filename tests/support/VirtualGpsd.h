@@ -35,8 +35,12 @@ public:
     void reportsEvery(Duration period, Fill fill);
     /// A report of a fix (status, mode and position), which sets the mask anew, as libgps has it.
     void sendsAFix(double latitude, double longitude);
-    /// A report of the sky, each satellite used, which adds its bit to the mask.
+    /// A report of the sky, each satellite used, which adds its bit to the mask. With more satellites than
+    /// the record has room for it is refused: mask and number stay, but the satellites are overwritten.
     void sendsTheSky(int satellites);
+    /// A report of the sky without satellites, which only tells how many are `used`. An older libgps takes it
+    /// for an empty sky; a newer one knows no sky from then on.
+    void sendsDilutionsAlone(int used, double pdop);
     /// When the script is over: half a line is there. Waits are over at once and reads give 0, until more
     /// comes.
     void stopsInALine();

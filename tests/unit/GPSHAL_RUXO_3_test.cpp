@@ -5,14 +5,17 @@
 #include <malloc.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "DriverFixture.h"
+#include "GpsRecord.h"
 #include "SignalMask.h"
 
 using ::testing::Contains;
@@ -681,6 +684,55 @@ TEST_F(ReaderThread, LeavesTheDilutionsWithoutASkyView) {
     EXPECT_NE(reader().tsLatLon, 0);
     EXPECT_EQ(reader().pdop, 0);
     EXPECT_EQ(reader().tsDop, 0);
+}
+
+// Skies without satellites, or with too many.
+
+class ReaderOfSkies : public ReaderThread {
+protected:
+    /// A fix whose mask lets a sky bring its dilutions.
+    void sendsAWholeFix() {
+        unit.gpsd.reports([](gps_data_t& r) { r.set = TIME_SET | LATLON_SET | ALTITUDE_SET; });
+    }
+    static constexpr int kTooMany = static_cast<int>(std::extent_v<decltype(gps_data_t::skyview)>) + 1;
+};
+
+TEST_F(ReaderOfSkies, TakesDilutionsAloneForAnEmptySkyWhereLibgpsDoes) {
+    sendsAWholeFix();
+    unit.gpsd.sendsTheSky(3);
+    unit.gpsd.sendsDilutionsAlone(7, 1.5);
+    read();
+    EXPECT_EQ(reader().satellitesVisible, kTellsDilutionsFromASky ? 3 : 0);
+    EXPECT_EQ(reader().satellitesUsed, kTellsDilutionsFromASky ? 3 : 0);
+    EXPECT_EQ(std::isnan(reader().pdop), kTellsDilutionsFromASky) << "those of the sky before";
+}
+
+TEST_F(ReaderOfSkies, KeepsTheSkyBeforeAFixWhenTheNextIsRefused) {
+    sendsAWholeFix();
+    unit.gpsd.sendsTheSky(3);
+    sendsAWholeFix();
+    unit.gpsd.isSilent();
+    unit.gpsd.sendsTheSky(kTooMany);
+    const time_t before = unit.clock.utc();
+    read();
+    EXPECT_EQ(reader().satellitesVisible, 3);
+    EXPECT_EQ(reader().satellitesUsed, 3);
+    EXPECT_EQ(reader().tsLatLon, before + 5);
+    EXPECT_EQ(reader().tsSatellites, before) << "it grows old";
+    EXPECT_EQ(reader().tsDop, before);
+}
+
+TEST_F(ReaderOfSkies, TakesTheSatellitesOfARefusedOneInTheNumberOfTheSkyBefore) {
+    sendsAWholeFix();
+    unit.gpsd.sendsTheSky(3);
+    unit.gpsd.isSilent();
+    unit.gpsd.sendsTheSky(kTooMany);
+    const time_t before = unit.clock.utc();
+    read();
+    EXPECT_EQ(reader().satellitesVisible, 3);
+    EXPECT_EQ(reader().satellitesUsed, kTellsDilutionsFromASky ? kTooMany : 3);
+    EXPECT_FALSE(reader().used[3]);
+    EXPECT_EQ(reader().tsSatellites, before + 5);
 }
 
 // Failed connections.
