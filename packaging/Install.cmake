@@ -75,4 +75,25 @@ install_for_applications(ruxo-platform ${platform_component})
 
 install(FILES examples/minimal.cpp examples/OnAUnit.h
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+
+file(RELATIVE_PATH headers_from_documents ${CMAKE_INSTALL_FULL_DOCDIR} ${CMAKE_INSTALL_FULL_INCLUDEDIR}/ruxogps)
+
+# install_document(FILE): its links lead to what is installed; a link to what isn't becomes its words, which name the
+# file in the sources.
+function(install_document file)
+    get_filename_component(name ${file} NAME)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+    file(READ ${file} text)
+    string(REPLACE "](docs/" "](" text "${text}")
+    string(REPLACE "](../ARCHITECTURE.md" "](ARCHITECTURE.md" text "${text}")
+    string(REPLACE "](../examples/minimal.cpp" "](examples/minimal.cpp" text "${text}")
+    string(REPLACE "](../include" "](${headers_from_documents}" text "${text}")
+    string(REGEX REPLACE "\\[([^]]*)\\]\\(\\.\\./[a-zA-Z][^)]*\\)" "\\1" text "${text}")
+    file(WRITE ${generated}/docs/${name} "${text}")
+    install(FILES ${generated}/docs/${name} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+endfunction()
+
+file(GLOB documents RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS docs/*.md ARCHITECTURE.md)
+foreach(document IN LISTS documents)
+    install_document(${document})
+endforeach()
