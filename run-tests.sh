@@ -6,7 +6,7 @@ set -u
 
 readonly test_presets=(release debug clang asan+ubsan tsan libgps22)
 readonly libgps_targets=(bookworm trixie forky libgps22)
-readonly arm_targets=(armhf armhf-time64 arm64)
+readonly arm_targets=(armhf armhf-time64 arm64 armhf-libgps22)
 readonly logs=build/targets
 
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" || exit
@@ -23,7 +23,8 @@ These run several targets one after the other, and end with a table of their tes
 
   --libgps       each generation of libgps with its Debian's own compiler, gpsd and libfaketime, each on a bare Debian made
                  for this run: bookworm, trixie, forky (which moves); and libgps22, a stand-in for the oldest, here
-  --arm          each ARM target under qemu: armhf (32-bit time_t), armhf-time64 (in a trixie), arm64
+  --arm          each ARM target under qemu: armhf (32-bit time_t), armhf-time64 (in a trixie), arm64; and
+                 armhf-libgps22, armhf with the stand-in
   --packages     the packages, built, checked, installed and used
   --all          the tests here (release) and all of these
   --only LIST    of these targets only the named ones: trixie,armhf
@@ -182,7 +183,7 @@ become_target() {
     case $1 in
         release | libgps22) exec ./run-tests.sh --preset "$1" ;;
         bookworm | trixie | forky) become_a_machine "$1" "tools/install-dependencies suite" "./run-tests.sh --no-install" ;;
-        armhf | arm64) exec tools/arm/run-tests "$1" ;;
+        armhf | arm64 | armhf-libgps22) exec tools/arm/run-tests "$1" ;;
         armhf-time64) become_a_machine trixie "tools/arm/run-tests $1" ;;
         packages) exec tests/packages/run ;;
     esac

@@ -67,9 +67,9 @@ expect_refused "--libgps and --arm exclude each other" --libgps --arm
 expect_refused "--all and --fresh exclude each other" --all --fresh
 expect_refused "--preset and --arm exclude each other" --preset debug --arm
 expect_refused "--no-install and --all exclude each other" --all --no-install
-expect_refused "--only needs some of armhf armhf-time64 arm64, not 'trixie'" --arm --only armhf,trixie
+expect_refused "--only needs some of armhf armhf-time64 arm64 armhf-libgps22, not 'trixie'" --arm --only armhf,trixie
 expect_refused "--only needs some of bookworm trixie forky libgps22, not 'sid'" --libgps --only=sid
-expect_refused "--only needs some of armhf armhf-time64 arm64, not ''" --arm --only armhf,
+expect_refused "--only needs some of armhf armhf-time64 arm64 armhf-libgps22, not ''" --arm --only armhf,
 expect_refused "--only needs a list of targets, like trixie,armhf" --arm --only ''
 expect_refused "--only narrows --libgps, --arm or --all" --only armhf
 expect_refused "--only narrows --libgps, --arm or --all" --packages --only armhf
@@ -83,6 +83,8 @@ echo "100% tests passed, 0 tests failed out of 20"
 TARGET
 rows() { sed -nE 's/^   (\S+) +([0-9-]+) +([0-9-]+) +([0-9-]+) +[0-9]+/\1 \2 \3 \4/p' <<<"$output"; }
 
+run --arm --only armhf-libgps22
+expect "the stand-in's ARM is a target" test "$(rows)" = "armhf-libgps22 20 19 1"
 run --arm --only armhf
 expect "a green target is green" test "$status" = 0
 expect "its tests are counted" test "$(rows)" = "armhf 20 19 1"

@@ -57,10 +57,13 @@ says_wrong "--speed needs a number above 0 and below 100, not '100'" "$repositor
 says_wrong "below 100, not '0'" "$repository/run-demo.sh" --speed=0
 says_wrong "unexpected argument 'README.md'" "$repository/run-demo.sh" README.md
 says_wrong "a file that can be read, not '/no/such/file'" "$repository/run-demo.sh" --recording=/no/such/file
-for command in make-sysroot run-tests drive; do
-    says_wrong "needs one TARGET of armhf armhf-time64 arm64" "$repository/tools/arm/$command"
-    says_wrong "TARGET must be one of armhf armhf-time64 arm64, not 'armel'" "$repository/tools/arm/$command" armel
+arm_targets="armhf armhf-time64 arm64"
+for command in make-sysroot drive; do
+    says_wrong "needs one TARGET of $arm_targets (" "$repository/tools/arm/$command"
+    says_wrong "TARGET must be one of $arm_targets, not 'armhf-libgps22'" "$repository/tools/arm/$command" armhf-libgps22
 done
+says_wrong "needs one TARGET of $arm_targets armhf-libgps22 (" "$repository/tools/arm/run-tests"
+says_wrong "TARGET must be one of $arm_targets armhf-libgps22, not 'armel'" "$repository/tools/arm/run-tests" armel
 says_wrong "RESULTS and DRIVE" "$repository/tools/demo-scenario" build/demo
 for command in "$repository/run-demo.sh" "$repository/tools/demo-scenario" "$2"; do
     answers Usage: "$command" -h
