@@ -1,14 +1,18 @@
 # Run by cpack for each generator, when all components are installed and nothing is packed: adds to each package its
-# copyright file, its changelogs and what lintian is to pass over.
+# copyright file, its changelogs and what lintian is to pass over, and packs its manual pages.
 
 set(deb ${CMAKE_CURRENT_LIST_DIR})
 set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH, which cpack has
 
-# compressed(TEXT FILE): as gzip writes it without a name and a time.
+# compress(FILE): without its name and time.
+function(compress file)
+    execute_process(COMMAND gzip --best --no-name --force ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
 function(compressed text file)
     file(WRITE ${file} "${text}")
-    execute_process(COMMAND gzip --best --no-name --force ${file} COMMAND_ERROR_IS_FATAL ANY)
+    compress(${file})
 endfunction()
 
 function(complete component package)
@@ -22,6 +26,10 @@ function(complete component package)
         ${documents}/changelog.Debian)
     file(READ ${CPACK_RUXOGPS_SOURCE}/CHANGELOG.md changes)
     compressed("${changes}" ${documents}/changelog)
+    file(GLOB pages ${root}/share/man/man*/*)
+    foreach(page IN LISTS pages)
+        compress(${page})
+    endforeach()
     if(EXISTS ${deb}/${package}.lintian-overrides)
         file(COPY ${deb}/${package}.lintian-overrides DESTINATION ${root}/share/lintian/overrides)
         file(RENAME ${root}/share/lintian/overrides/${package}.lintian-overrides ${root}/share/lintian/overrides/${package})

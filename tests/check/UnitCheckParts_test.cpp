@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fstream>
+#include <regex>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
@@ -301,6 +303,34 @@ TEST(Options, AreRefusedWithWhatIsWrong) {
 TEST(Usage, NamesEveryOption) {
     for (const char* const option : {"--try-port", "--database FILE", "--json", "-h, --help", "--version"})
         EXPECT_THAT(usage(), HasSubstr(std::string("\n  ") + option));
+}
+
+// --- Manual page ----------------------------------------------------------------------------------------
+
+/// "-h, --help", "--database FILE": the options with their values, as the help lists them.
+std::vector<std::string> optionsOfTheHelp() {
+    std::vector<std::string> options;
+    std::istringstream text(usage());
+    for (std::string line; std::getline(text, line);)
+        if (line.rfind("  -", 0) == 0)
+            options.push_back(line.substr(2, line.find("  ", 2) - 2));
+    return options;
+}
+
+/// The same of the manual page: each stands alone behind a line ".TP", with fonts and escaped dashes.
+std::vector<std::string> optionsOfTheManual() {
+    std::vector<std::string> options;
+    std::ifstream text(MANUAL_PAGE);
+    for (std::string line; std::getline(text, line);)
+        if (line.rfind("\\fB\\-", 0) == 0)
+            options.push_back(std::regex_replace(std::regex_replace(line, std::regex(R"(\\f[BIR])"), ""),
+                                                 std::regex(R"(\\-)"), "-"));
+    return options;
+}
+
+TEST(Manual, HasTheOptionsOfTheHelp) {
+    ASSERT_FALSE(optionsOfTheHelp().empty());
+    EXPECT_EQ(optionsOfTheManual(), optionsOfTheHelp());
 }
 
 // --- Reports --------------------------------------------------------------------------------------------

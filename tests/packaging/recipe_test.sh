@@ -95,7 +95,7 @@ do_install_append() {
 # The first package, in bitbake's order, one of whose patterns the file matches.
 declare -A defaults=(
     [ruxogps-dev]="/usr/include /usr/lib/cmake /usr/lib/*/cmake /usr/lib/pkgconfig /usr/lib/*/pkgconfig"
-    [ruxogps-doc]="/usr/share/doc")
+    [ruxogps-doc]="/usr/share/doc /usr/share/man")
 package_of() {
     local package pattern
     for package in ruxogps-dev ruxogps-doc ruxogps-tools ruxogps; do
@@ -153,6 +153,7 @@ expect "the tools are these" equal "$(package ruxogps-tools)" "/lib/systemd/syst
 /usr/share/ruxogps/examples/ruxogps-reset-line.service
 /usr/share/ruxogps/examples/ruxogps.sysusers.conf
 /usr/share/ruxogps/examples/ruxogps.tmpfiles.conf"
+expect "the manual page is for reading" contains "$(package ruxogps-doc)" /usr/share/man/man1/ruxogps-check.1
 expect "the public headers are for development" contains "$(package ruxogps-dev)" /usr/include/ruxogps/GPSAdapter.h
 expect "so is the pkg-config file" contains "$(package ruxogps-dev)" /usr/lib/pkgconfig/ruxogps.pc
 # freedesktop's pkg-config, which OE-core has, puts the system root in front of whatever folder the file names.
