@@ -1,5 +1,6 @@
-# What the toolchain files beside this one have in common; each sets RUXOGPS_TRIPLET, RUXOGPS_EMULATOR, the target's name
-# and the processor first, and includes it. An integrator copies the two, or writes the like for another system root.
+# What the toolchain files beside this one have in common; each sets RUXOGPS_TRIPLET, RUXOGPS_EMULATOR (and its options),
+# the target's name and the processor first, and includes it. An integrator copies the two, or writes the like for another
+# system root.
 #
 # The system root: -DRUXOGPS_SYSROOT=FOLDER, the environment variable of that name, or what tools/arm/make-sysroot made.
 
@@ -33,5 +34,5 @@ set(ENV{PKG_CONFIG_LIBDIR} "${RUXOGPS_SYSROOT}/usr/lib/${RUXOGPS_TRIPLET}/pkgcon
 # How a program of the target is started here. CTest and the tests' scripts use it; nothing needs binfmt_misc.
 find_program(RUXOGPS_EMULATOR_PROGRAM NAMES ${RUXOGPS_EMULATOR}-static ${RUXOGPS_EMULATOR} NO_CMAKE_FIND_ROOT_PATH)
 if(RUXOGPS_EMULATOR_PROGRAM)
-    set(CMAKE_CROSSCOMPILING_EMULATOR "${RUXOGPS_EMULATOR_PROGRAM};-L;${RUXOGPS_SYSROOT}")
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${RUXOGPS_EMULATOR_PROGRAM} ${RUXOGPS_EMULATOR_OPTIONS} -L ${RUXOGPS_SYSROOT})
 endif()
