@@ -202,7 +202,7 @@ interrupted() {
     exit $((128 + $(kill -l "$1")))
 }
 
-# Its output is seen and kept; sets `status`.
+# Its output is seen and kept; sets `status`. Who counted no test is not green.
 run_and_keep() {
     exec {sink}> >(exec tee --ignore-interrupts "$logs/$1.log")
     keeper=$!
@@ -215,6 +215,7 @@ run_and_keep() {
     running=
     exec {sink}>&-
     wait "$keeper"
+    [[ $status != 0 || -n $(counts_of "$1") ]] || status=1
 }
 
 # The counts that CTest ended with, in this target's log: "TESTS PASSED SKIPPED"; nothing where it did not come that far.
@@ -224,19 +225,21 @@ counts_of() {
         END { if (found) print tests, passed - skipped, skipped + 0 }' "$logs/$1.log"
 }
 
-# Each target has its row, the failed ones say so; then one line for all of them, like CTest's. A target that failed before
-# it counted its tests is one failed test there.
+# Each target has its row, the failed ones say so; then one line for all of them, like CTest's. A target that failed
+# otherwise than by a test is one failed test there.
 print_table() {
-    local row target seconds status tests passed skipped all=0 failed=0
+    local row target seconds status tests passed skipped amiss all=0 failed=0
     echo
     printf '== %-14s %7s %7s %8s %8s\n' target tests passed skipped seconds
     for row in "${rows[@]}"; do
         read -r target seconds status <<<"$row"
         read -r tests passed skipped < <(counts_of "$target") || { tests=- passed=- skipped=-; }
-        [[ $tests != - ]] || ((status == 0)) || ((++all, ++failed))
         printf '   %-14s %7s %7s %8s %8s%s\n' "$target" "$tests" "$passed" "$skipped" "$seconds" \
             "$( ((status == 0)) || echo "  failed, see $logs/$target.log")"
-        [[ $tests == - ]] || ((all += tests, failed += tests - passed - skipped))
+        [[ $tests != - ]] || tests=0 passed=0 skipped=0
+        amiss=$((tests - passed - skipped))
+        ((amiss > 0 || status == 0)) || ((++amiss, ++tests))
+        ((all += tests, failed += amiss))
     done
     echo
     echo "$((all == 0 ? 0 : 100 * (all - failed) / all))% tests passed, $failed tests failed out of $all"

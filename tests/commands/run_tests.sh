@@ -96,6 +96,19 @@ expect "the next targets are run all the same" test "$(rows)" = \
     $'release 2 1 0  failed, see build/targets/release.log\narm64 - - -  failed, see build/targets/arm64.log\narmhf 20 19 1'
 expect "what was not counted has failed" ends_with $'\n\n91% tests passed, 2 tests failed out of 23'
 
+stand_in "$work/checkout/tools/arm/run-tests" <<'TARGET'
+#!/bin/sh
+[ "$1" != arm64 ] || exit 0
+echo "100% tests passed, 0 tests failed out of 20"
+exit 3
+TARGET
+run --arm --only arm64
+expect "a target that counted nothing is not green" test "$status" = 1
+expect "it is one failed test" ends_with $'\n\n0% tests passed, 1 tests failed out of 1'
+run --arm --only armhf
+expect "a target that fails after its tests is not green" test "$status" = 1
+expect "that is one failed test more" ends_with $'\n\n95% tests passed, 1 tests failed out of 21'
+
 # --- Ctrl-C ---------------------------------------------------------------------------------------------
 
 # As a terminal does it, for all of them at once; and for the command alone.
