@@ -24,8 +24,9 @@ execute_process(
     COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${libgps22_build} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
 
-set(GPS_INCLUDE_DIR ${libgps22}/include CACHE PATH "Folder of gps.h" FORCE)
-set(GPS_LIBRARY ${libgps22_build}/libgps.so CACHE FILEPATH "libgps" FORCE)
+# Not in the cache: a build folder that is configured without it once more must find a real libgps.
+set(GPS_INCLUDE_DIR ${libgps22}/include)
+set(GPS_LIBRARY ${libgps22_build}/libgps.so)
 message(STATUS "libgps: a stand-in for libgps.so.22 (${libgps22})")
 
 # Its record is not the real one's, so what was built against it must never meet a real libgps.

@@ -140,8 +140,7 @@ TEST_P(GpsdContract, LeavesTheMaskWithOtherMessages) {
     EXPECT_EQ(record->set & kBits, kFix);
 }
 
-// --- Skies without satellites, or with too many
-// -------------------------------------------------------------
+// --- Skies without satellites, or with too many -----------------------------------------------------------
 
 TEST_P(GpsdContract, TakesTheDilutionsThatASkyDoesNotNameForNoNumbers) {
     connect();
