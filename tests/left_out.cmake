@@ -1,5 +1,6 @@
 # What is not tested in a build for another machine, or with the stand-in for libgps, because its input can't exist there,
-# with the reason. This list is the only place; run-tests.sh and tools/arm/run-tests print it.
+# or because a compiler isn't there, with the reason. This list is the only place; run-tests.sh and tools/arm/run-tests
+# print it.
 
 set(left_out_file ${PROJECT_BINARY_DIR}/left-out.txt)
 set(left_out_folders)
@@ -51,6 +52,26 @@ endif()
 if(libgps_time_bytes EQUAL 4)
     leave_out_test(PlatformTime.TickWrapsAt32Bits
         "a boot clock beyond 32 bits doesn't fit into a time_t of 32 bits")
+endif()
+
+# Compilers that not every machine has; empty where they are of no use.
+find_program(CLANGXX NAMES clang++)
+find_program(ARMHF_GXX NAMES arm-linux-gnueabihf-g++)
+set(no_clangxx)
+if(CMAKE_CROSSCOMPILING)
+    set(no_clangxx "the host's clang++ would take the host's headers")
+elseif(NOT CLANGXX)
+    set(no_clangxx "there is no clang++ here (tools/install-dependencies test)")
+endif()
+if(no_clangxx)
+    set(CLANGXX "")
+    foreach(level IN ITEMS 11 14 17 20)
+        leave_out_test(abi.headers_compile_as_c++${level}_by_clang++ "${no_clangxx}")
+    endforeach()
+endif()
+if(NOT ARMHF_GXX)
+    leave_out_test(libgps.both_widths_of_time_on_armhf
+        "both widths of time_t exist on 32 bits only, and there is no compiler for them here (tools/install-dependencies arm)")
 endif()
 
 # --- What CTest is told ---------------------------------------------------------------------------------
