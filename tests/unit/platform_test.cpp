@@ -62,7 +62,8 @@ INTERPOSED int clock_gettime(clockid_t clock, timespec* now) noexcept {
     }
     KernelTime real;
     const long result = syscall(SYS_clock_gettime, clock, &real);
-    *now = {real.seconds, real.nanoseconds};
+    if (result == 0)
+        *now = {static_cast<time_t>(real.seconds), real.nanoseconds};
     return static_cast<int>(result);
 }
 
@@ -72,8 +73,8 @@ INTERPOSED int nanosleep(const timespec* wanted, timespec* left) {
     const KernelTime pause = {static_cast<long>(wanted->tv_sec), static_cast<long>(wanted->tv_nsec)};
     KernelTime rest;
     const long result = syscall(SYS_nanosleep, &pause, &rest);
-    if (left != nullptr)
-        *left = {rest.seconds, rest.nanoseconds};
+    if (result != 0 && left != nullptr) // only an interrupted pause leaves something
+        *left = {static_cast<time_t>(rest.seconds), rest.nanoseconds};
     return static_cast<int>(result);
 }
 
