@@ -403,8 +403,10 @@ TEST_F(Fixes, ArriveEachWithTheReceiverAtOneHertz) {
     expectEachFixDelivered(38); // of 42, less those by which gpsd recognises the receiver
 }
 
-// All of an epoch's reports together are more than the reader takes: it falls behind, but loses none. How
-// long it takes to catch up depends on the generation and the host, so in the end the receiver waits for it.
+// All of an epoch's reports together are more than the reader takes: it falls behind, but loses none. With
+// four of them half a minute leaves 600 unread (30 s * (40 - 19.9)), of which half a minute at 1 Hz takes
+// 480: so in the end the receiver is silent, and the reader has caught up 6 s later, or later on a busy host,
+// where its pauses are longer. That is waited for; the last poll's limit ends a run that hangs.
 TEST_F(Fixes, ArriveEachSecondWithTheReceiverAtTenHertz) {
     unit.speed(0.5);
     playWith("--waypoints '47,8,20;47.02,8,20' --start 47,8,400 --burst --hz 10",
