@@ -75,16 +75,6 @@ stands_in() {
 }
 with_standins() { PATH=/tmp/standins:$PATH "$@"; }
 
-soon() {
-    local tries
-    for ((tries = 0; tries < 200; tries++)); do
-        "$@" && return
-        sleep 0.05
-    done
-    echo "    waited for 10 s in vain: $*"
-    return 1
-}
-
 listens() { grep -q ':0B83 .* 0A ' /proc/net/tcp /proc/net/tcp6; }
 has_port_open() { [[ $(readlink -f "/proc/$1/fd/"* 2>/dev/null) == *"$(readlink -f "$port")"* ]]; }
 is_named() { [[ $(<"/proc/$1/comm") == "$2" ]]; } # of a program that bash starts, as soon as it is no bash any more

@@ -115,15 +115,6 @@ ctrl_c_ends_the_build() {
     expect_a_clean_end 130
 }
 
-soon() {
-    local tries
-    for ((tries = 0; tries < 100; tries++)); do
-        "$@" >/dev/null && return
-        sleep 0.1
-    done
-    return 1
-}
-
 ctrl_c_ends_the_configuration_of_the_receiver() { interrupt_once "coming up: the driver"; }
 
 ctrl_c_ends_the_first_start() {

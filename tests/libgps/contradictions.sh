@@ -3,6 +3,7 @@
 # can't be told doesn't. The names of the 64-bit functions are made up, so that any machine can run this.
 #
 #   contradictions.sh SOURCE-FOLDER WORK-FOLDER COMPILER
+# shellcheck disable=SC2154  # configuring.bash sets `work`, `said` and `failed`
 set -u
 
 . "$1/tests/libgps/configuring.bash"

@@ -3,6 +3,7 @@
 # width of the library.
 #
 #   time_widths.sh SOURCE-FOLDER WORK-FOLDER COMPILER-FOR-32-BITS
+# shellcheck disable=SC2154  # configuring.bash sets `work`, `said` and `failed`
 set -u
 
 . "$1/tests/libgps/configuring.bash"

@@ -10,3 +10,14 @@ expect() {
 
 equal() { [[ $1 == "$2" ]] || { echo "    got '$1', not '$2'" && return 1; }; }
 contains() { [[ $1 == *"$2"* ]] || { echo "    '$1' lacks '$2'" && return 1; }; }
+
+# soon COMMAND [ARG ...]: until the command succeeds.
+soon() {
+    local tries
+    for ((tries = 0; tries < 200; tries++)); do
+        "$@" && return
+        sleep 0.05
+    done
+    echo "    waited for 10 s in vain: $*"
+    return 1
+}

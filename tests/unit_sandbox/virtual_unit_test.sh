@@ -46,16 +46,6 @@ status_of() {
     echo $?
 }
 
-soon() {
-    local tries
-    for ((tries = 0; tries < 200; tries++)); do
-        "$@" && return
-        sleep 0.05
-    done
-    echo "    waited for 10 s in vain: $*"
-    return 1
-}
-
 sleep_is_running() { pgrep -fx "[^ ]*sleep ${lasting/./[.]}" >/dev/null; }
 milliseconds() { echo $((${EPOCHREALTIME/[.,]/} / 1000)); }
 
