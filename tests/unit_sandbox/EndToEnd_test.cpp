@@ -352,17 +352,25 @@ protected:
         return places;
     }
 
-    /// How many of gpsd's reports came for each fix.
+    /// How many of gpsd's reports came for each fix since it has configured the receiver; 0 if it never has.
+    /// It turns the NMEA sentences off last, and until then makes reports of both kinds of messages.
     double reportsPerEpoch() const {
+        const auto configured = unit.receiverLog("NMEA-GBS every 0");
+        if (configured.empty())
+            return 0;
+        const double since = configured.back().t + 2; // two epochs may have been on their way
         std::ifstream file(unit.dataFolder() + "/reports");
         int fixes = 0;
         int reports = 0;
         for (std::string line; std::getline(file, line);) {
             const std::string kind = jsonField(line, "class");
-            fixes += kind == "\"TPV\"" ? 1 : 0;
-            reports += kind == "\"TPV\"" || kind == "\"SKY\"" ? 1 : 0;
+            const bool isFix = kind == "\"TPV\"";
+            if (fixes == 0 && !(isFix && static_cast<double>(secondOf(jsonField(line, "time"))) >= since))
+                continue;
+            fixes += isFix ? 1 : 0;
+            reports += isFix || kind == "\"SKY\"" ? 1 : 0;
         }
-        return static_cast<double>(reports) / fixes;
+        return fixes == 0 ? 0 : static_cast<double>(reports) / fixes;
     }
 
     /// Seconds for which the library delivered a place that gpsd reported for them.
