@@ -358,7 +358,7 @@ protected:
         const auto configured = unit.receiverLog("NMEA-GBS every 0");
         if (configured.empty())
             return 0;
-        const double since = configured.back().t + 2; // two epochs may have been on their way
+        const double since = configured.back().t + 2; // after what was on its way then
         std::ifstream file(unit.dataFolder() + "/reports");
         int fixes = 0;
         int reports = 0;
