@@ -51,8 +51,11 @@ std::vector<Entry>& entries() {
 
 // --- Counting -------------------------------------------------------------------------------------------
 
-uint64_t countStretch(const Entry& entry, int n) {
-    const std::string name = std::string(entry.key) + " " + entry.who + " " + std::to_string(n);
+std::string nameOf(const Entry& entry, int n) {
+    return std::string(entry.key) + " " + entry.who + " " + std::to_string(n);
+}
+
+uint64_t countStretch(const Entry& entry, int n, const std::string& name) {
     std::printf("stretch %s\n", name.c_str());
     CALLGRIND_ZERO_STATS;
     const uint64_t before = allocations();
@@ -65,9 +68,12 @@ uint64_t countStretch(const Entry& entry, int n) {
 }
 
 void count(const Entry& entry, int repetitions) {
+    // Made beforehand: what an allocation takes depends on those before it.
+    const std::string names[] = {nameOf(entry, repetitions), nameOf(entry, 2 * repetitions)};
     entry.repeat(1); // binds symbols, and fills what is made once
-    const uint64_t once = countStretch(entry, repetitions);
-    const uint64_t twice = countStretch(entry, 2 * repetitions);
+    entry.repeat(1); // leaves the heap as it found it
+    const uint64_t once = countStretch(entry, repetitions, names[0]);
+    const uint64_t twice = countStretch(entry, 2 * repetitions, names[1]);
     std::printf("value %s.allocations %s %g\n", entry.key, entry.who,
                 static_cast<double>(twice - once) / repetitions);
 }
@@ -122,6 +128,8 @@ void notTheSame(const char* what) {
 
 int main(int argc, char** argv) {
     const Command command = parse(argc, argv);
+    static char buffer[BUFSIZ];
+    setvbuf(stdout, buffer, _IOFBF, sizeof buffer); // or the first line would allocate one
     int done = 0;
     for (const Entry& entry : entries()) {
         if (!isWanted(command, entry))

@@ -63,6 +63,7 @@ GPSAdapter& adapter() {
         for (GPSGeofence& geofence : params.geofences)
             geofence.name.setStr(("geofence " + std::to_string(&geofence - params.geofences)).c_str());
         fresh->SetParams(params);
+        fresh->*memberOf(AdapterOdometerWarmup()) = 0;
         return fresh;
     }();
     return *made;
