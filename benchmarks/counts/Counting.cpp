@@ -55,7 +55,8 @@ std::string nameOf(const Entry& entry, int n) {
     return std::string(entry.key) + " " + entry.who + " " + std::to_string(n);
 }
 
-uint64_t countStretch(const Entry& entry, int n, const std::string& name) {
+/// Not inlined: both counts shall come from the very same instructions.
+__attribute__((noinline)) uint64_t countStretch(const Entry& entry, int n, const std::string& name) {
     std::printf("stretch %s\n", name.c_str());
     CALLGRIND_ZERO_STATS;
     const uint64_t before = allocations();
