@@ -22,6 +22,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "AntennaValues.h"
 #include "DatabaseFile.h"
@@ -454,8 +455,9 @@ void UbxConfigHandler::restoreFrame(DatabaseReader& file, const std::string& num
     const unsigned int length = lengthLow + 256u * file.next();
     // KEEP: class and id without zero-padding. Pinned by Restore.MisalignsTheTextOfAClassBelow16
     std::string text = "b562" + hexText(msgClass, 0) + hexText(msgId, 0) + hexField(length).substr(0, 4);
+    text.reserve(text.size() + 2 * length);
     for (unsigned int i = 0; i < length; ++i)
-        text += hexText(file.next(), 2);
+        appendHexByte(file.next(), text);
     const unsigned char ckA = file.next();
     const unsigned char ckB = file.next();
 
@@ -467,7 +469,7 @@ void UbxConfigHandler::restoreFrame(DatabaseReader& file, const std::string& num
     std::string frame;
     appendEscaped(text, frame, 0, 0);
     commandList.push_back({"UBXConfig: Restoring navigation database (" + number + " of " + total + ")",
-                           frame, msgClass, msgId, false});
+                           std::move(frame), msgClass, msgId, false});
     // KEEP: only the frame numbered like the total is announced. Pinned by Restore.AnnouncesOnlyTheLastFrame
     send(lastIndex(commandList.size()), false, false, number == total);
 }
@@ -506,7 +508,7 @@ void UbxConfigHandler::addInitialTime() {
 void UbxConfigHandler::sendAssistance(const char* description, const std::string& hexFrame) {
     std::string frame;
     appendEscaped(hexFrame, frame, 0, 0);
-    commandList.push_back({description, frame, kClassMga, kIdMgaIni, false});
+    commandList.push_back({description, std::move(frame), kClassMga, kIdMgaIni, false});
     mgaUsedCount = 0;
     mgaNotUsedCount = 0;
     send(lastIndex(commandList.size()), false, false, true);

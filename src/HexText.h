@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 /// Numbers and UBX frames as text. Called by the configuration handler alone; pure functions of any thread.
 ///
@@ -20,9 +21,12 @@ std::string hexText(unsigned int value, unsigned int width);
 /// digits are a field of one or two bytes.
 std::string hexField(unsigned int value);
 
+/// Appends `byte` to `out` in two lower-case hex digits.
+void appendHexByte(unsigned char byte, std::string& out);
+
 /// The byte that a pair of hex digits of either case stands for, or a single digit. What is not all hex
 /// digits counts as 0.
-unsigned char hexValue(const std::string& pair);
+unsigned char hexValue(std::string_view pair);
 
 /// The four bytes in the other order.
 uint32_t swapBytes(uint32_t value);

@@ -21,6 +21,10 @@ int find(const unsigned char* buffer, uint32_t size, const std::array<unsigned c
                      static_cast<unsigned int>(start));
 }
 
+const unsigned char* findByte(unsigned char byte, const unsigned char* begin, const unsigned char* end) {
+    return static_cast<const unsigned char*>(memchr(begin, byte, static_cast<std::size_t>(end - begin)));
+}
+
 } // namespace
 
 int findBytes(const unsigned char* haystack, unsigned int haystackLength, const unsigned char* needle,
@@ -29,11 +33,21 @@ int findBytes(const unsigned char* haystack, unsigned int haystackLength, const 
         return -1; // the difference below would wrap and the search leave the haystack
     // KEEP: the last position at which the needle fits is not tested.
     // Pinned by FindInBinary.NeverTestsTheLastPosition
-    const unsigned int end = haystackLength - needleLength;
-    for (unsigned int i = start; i < end; ++i)
-        if (memcmp(haystack + i, needle, needleLength) == 0)
-            return static_cast<int>(i);
-    return -1;
+    const unsigned int count = haystackLength - needleLength;
+    if (start >= count)
+        return -1;
+    if (needleLength == 0)
+        return static_cast<int>(start);
+    // What is read while waiting is mostly zeros and sentences. A header's first byte stands in neither, so
+    // memchr passes over them in one go, which memmem does not.
+    const unsigned char* const end = haystack + count;
+    for (const unsigned char* at = haystack + start;; ++at) {
+        at = findByte(needle[0], at, end);
+        if (at == nullptr)
+            return -1;
+        if (memcmp(at, needle, needleLength) == 0)
+            return static_cast<int>(at - haystack);
+    }
 }
 
 void UbxReplies::clear() { std::fill_n(buffer_, size_ + kReadBufferSlack, 0); }
