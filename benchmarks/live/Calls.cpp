@@ -51,11 +51,10 @@ Function* behind(const char* name) {
     return reinterpret_cast<Function*>(found);
 }
 
-template <typename Function, typename... Arguments>
-auto paused(double seconds, const char* name, Arguments... arguments) {
-    static const auto real = behind<Function>(name);
+template <typename Function, typename Argument>
+auto paused(double seconds, Function* real, Argument argument) {
     const double begin = calls::now();
-    const auto result = real(arguments...);
+    const auto result = real(argument);
     note(calls::Kind::Pause, begin, seconds, "");
     return result;
 }
@@ -129,15 +128,18 @@ int pclose(FILE* stream) {
 // --- Pauses ---------------------------------------------------------------------------------------------
 
 int usleep(useconds_t microseconds) {
-    return paused<int(useconds_t)>(1e-6 * microseconds, "usleep", microseconds);
+    static const auto real = behind<int(useconds_t)>("usleep");
+    return paused(1e-6 * microseconds, real, microseconds);
 }
 
 unsigned int sleep(unsigned int seconds) {
-    return paused<unsigned int(unsigned int)>(seconds, "sleep", seconds);
+    static const auto real = behind<unsigned int(unsigned int)>("sleep");
+    return paused(seconds, real, seconds);
 }
 
 uint32_t ruxosleep_interruptible(uint32_t milliseconds) {
-    return paused<uint32_t(uint32_t)>(1e-3 * milliseconds, "_Z23ruxosleep_interruptiblej", milliseconds);
+    static const auto real = behind<uint32_t(uint32_t)>("_Z23ruxosleep_interruptiblej");
+    return paused(1e-3 * milliseconds, real, milliseconds);
 }
 
 // --- The port, gpsd, the log ----------------------------------------------------------------------------
