@@ -207,7 +207,8 @@ void take(Plain& all, const Plain::Fix& delivered) {
     }
 }
 
-void measure(Plain& all) {
+/// Whether the reference moved.
+bool measure(Plain& all) {
     all.filteredLatitude =
         static_cast<int32_t>(std::round(all.current.latitude * kTake + all.filteredLatitude * kKeep));
     all.filteredLongitude =
@@ -219,11 +220,12 @@ void measure(Plain& all) {
         (static_cast<double>(all.referenceLongitude) - all.filteredLongitude) * kMetresPerMicrodegree * c;
     const double distance = std::sqrt(dLat * dLat + dLon * dLon);
     if (distance <= 15.0 || distance > 1000.0)
-        return;
+        return false;
     if (distance > 2.0 * all.horizontalError)
         all.odometer += static_cast<uint32_t>(std::round(distance));
     all.referenceLatitude = all.filteredLatitude;
     all.referenceLongitude = all.filteredLongitude;
+    return true;
 }
 
 void check(Plain& all) {
@@ -277,6 +279,29 @@ void Plain::runBlock() {
     measure(*this);
     if (checksFences)
         check(*this);
+}
+
+Locked::Locked(Watch watch) : Plain(watch) { sem_init(&lock, 0, 1); }
+
+Locked::~Locked() { sem_destroy(&lock); }
+
+void Locked::runBlock() {
+    sem_wait(&lock);
+    take(*this, lap()[at]);
+    sem_post(&lock);
+    at = at + 1 == kLap ? 0 : at + 1;
+    sem_wait(&lock);
+    const bool moved = measure(*this);
+    sem_post(&lock);
+    if (moved) {
+        sem_wait(&lock);
+        sem_post(&lock);
+    }
+    if (!checksFences)
+        return;
+    sem_wait(&lock);
+    check(*this);
+    sem_post(&lock);
 }
 
 // --- The same figures -----------------------------------------------------------------------------------

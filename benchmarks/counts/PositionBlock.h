@@ -1,6 +1,8 @@
 #ifndef POSITIONBLOCK_H
 #define POSITIONBLOCK_H
 
+#include <semaphore.h>
+
 #include <cstdint>
 #include <memory>
 
@@ -73,6 +75,18 @@ struct Plain {
     Fence fences[kGPSMaxGeofences];
     uint32_t states[kGPSMaxGeofences] = {};
     uint32_t told = 0;
+};
+
+/// The same with a lock taken and given back as often as described: what cannot be saved.
+struct Locked : Plain {
+    explicit Locked(Watch watch);
+    ~Locked();
+    Locked(const Locked&) = delete;
+    Locked& operator=(const Locked&) = delete;
+
+    void runBlock();
+
+    sem_t lock;
 };
 
 /// Whether both come to the same figures at each fix.

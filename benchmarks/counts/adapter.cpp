@@ -235,9 +235,9 @@ class Block {
 public:
     Block(const char* key, positionblock::Watch watched)
         : watch_(watched), ours_(key, "ours", [this](int n) { runOurs(n); }),
-          plain_(key, "arithmetic", [this](int n) { runPlain(n); }) {}
+          plain_(key, "arithmetic", [this](int n) { runPlain<positionblock::Plain>(n); }),
+          locked_(key, "with-locks", [this](int n) { runPlain<positionblock::Locked>(n); }) {}
 
-private:
     void runOurs(int n) {
         if (block_ == nullptr)
             block_ = std::make_unique<positionblock::Ours>(watch_);
@@ -245,10 +245,13 @@ private:
         for (int i = 0; i < n; ++i)
             block_->runBlock();
     }
+
+private:
+    template <typename Plain>
     void runPlain(int n) {
         if (!agreed_)
             mustBe(agreed_ = agreeOverTwoLaps(watch_), "the position block");
-        positionblock::Plain plain(watch_);
+        Plain plain(watch_);
         for (int i = 0; i < n; ++i)
             plain.runBlock();
         keep(plain);
@@ -259,11 +262,15 @@ private:
     std::unique_ptr<positionblock::Ours> block_;
     Counted ours_;
     Counted plain_;
+    Counted locked_;
 };
 
 Block withoutGeofences("position-block.off", {false, 0});
 Block noGeofence("position-block.0", {true, 0});
 Block oneGeofence("position-block.1", {true, 1});
 Block allGeofences("position-block.12", {true, kGPSMaxGeofences});
+
+const Counted allOfOne("position-block.12-to-1", "ours", [](int n) { allGeofences.runOurs(n); });
+const Counted oneOfOne("position-block.12-to-1", "one", [](int n) { oneGeofence.runOurs(n); });
 
 } // namespace
