@@ -3,11 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <ctime>
+#include <fstream>
 #include <numeric>
+#include <sstream>
 
 namespace {
 
 constexpr double kStepSeconds = 0.021701; // half of what 5000 bytes take at a byte a baud of 115200
+// The simulated receiver's, see simulator/ubx: it waits after a change of its speed.
+constexpr double kAnswerDelay = 0.005;
+constexpr double kAnswerDelayAtNewSpeed = 0.1;
+constexpr double kAnswerOnTheLine = 10 * 10 / 115200.0; // ten bytes of ten bits
+constexpr char kReceiverLog[] = "/run/unit/receiver.log";
 constexpr char kConfigurationFrame[] = R"(echo -e "\xb5\x62\x06\x)";
 const std::string kAckOfConfiguration("\xb5\x62\x05\x01\x02\x00\x06", 7);
 
@@ -62,6 +70,12 @@ Answer answerTo(const std::string& command, const std::vector<std::string>& read
     return answer;
 }
 
+template <typename Steps>
+std::size_t sumOf(const std::vector<AckWait>& waits, Steps steps) {
+    return std::accumulate(waits.begin(), waits.end(), std::size_t{0},
+                           [&](std::size_t sum, const AckWait& wait) { return sum + steps(wait); });
+}
+
 /// Takes the calls of a sequence one by one.
 class Splitter {
 public:
@@ -99,16 +113,67 @@ private:
 
     void takeRead(const calls::Call& call) {
         if (!reading_) {
-            sequence.waits.push_back({written_, {}});
+            sequence.waits.push_back({call.begin, call.end, written_, {}, 0});
             written_.clear();
         }
         reading_ = true;
         sequence.waits.back().reads.push_back(call.text);
+        sequence.waits.back().end = call.end;
     }
 
     std::vector<std::string> written_;
     bool reading_ = false;
 };
+
+/// Seconds since 1970 of "2026-11-22T00:33:52.754Z".
+double secondsSince1970(const std::string& calendarTime) {
+    tm calendar = {};
+    const char* const fraction = strptime(calendarTime.c_str(), "%Y-%m-%dT%H:%M:%S", &calendar);
+    return static_cast<double>(timegm(&calendar)) + (fraction != nullptr ? std::atof(fraction) : 0);
+}
+
+/// When the receiver heard a command.
+struct Heard {
+    std::string name; ///< CFG-PRT
+    double at;        ///< a moment of calls::now; the log has milliseconds
+};
+
+/// What the receiver's log on the unit says about configuration commands.
+std::vector<Heard> heardByTheReceiver() {
+    timespec sinceEpoch = {};
+    clock_gettime(CLOCK_REALTIME, &sinceEpoch);
+    const double offset = static_cast<double>(sinceEpoch.tv_sec) +
+                          1e-9 * static_cast<double>(sinceEpoch.tv_nsec) - calls::now();
+    std::vector<Heard> heard;
+    std::ifstream file(kReceiverLog);
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream words(line);
+        std::string time;
+        std::string word;
+        for (words >> time; words >> word && !startsWith(word, "CFG-");) {
+        }
+        if (words)
+            heard.push_back({word, secondsSince1970(time) - offset});
+    }
+    return heard;
+}
+
+/// The steps from the wait's begin until the answer to `command` could be whole.
+std::size_t stepsByTheLine(const AckWait& wait, const std::string& command, const std::vector<Heard>& heard) {
+    const unsigned char id = idIn(command);
+    double answered = wait.begin;
+    for (const Heard& one : heard)
+        if (one.name == nameOf(id) && one.at <= wait.end)
+            answered = one.at + (id == 0 ? kAnswerDelayAtNewSpeed : kAnswerDelay) + kAnswerOnTheLine;
+    return static_cast<std::size_t>(std::max(0.0, std::ceil((answered - wait.begin) / kStepSeconds)));
+}
+
+void countStepsByTheLine(std::vector<AckWait>& waits) {
+    const std::vector<Heard> heard = heardByTheReceiver();
+    for (AckWait& wait : waits)
+        for (const std::string& command : wait.commands)
+            wait.stepsByTheLine = std::max(wait.stepsByTheLine, stepsByTheLine(wait, command, heard));
+}
 
 } // namespace
 
@@ -119,7 +184,7 @@ std::vector<Answer> AckWait::answers() const {
     return result;
 }
 
-std::size_t AckWait::stepsNeeded() const {
+std::size_t AckWait::stepsByTheReads() const {
     std::size_t steps = 0;
     for (const Answer& answer : answers())
         steps = std::max(steps, answer.came ? answer.lastRead : stepsTaken());
@@ -131,22 +196,22 @@ bool AckWait::missesAnAnswer() const {
     return !std::all_of(all.begin(), all.end(), [](const Answer& answer) { return answer.isWhole(); });
 }
 
-double ReceiverSequence::limit() const {
-    return shell + pauses + kStepSeconds * static_cast<double>(stepsNeeded());
-}
-
-std::size_t ReceiverSequence::stepsNeeded() const {
-    std::size_t steps = 0;
-    for (const AckWait& wait : waits)
-        steps += wait.stepsNeeded();
-    return steps;
-}
-
 std::size_t ReceiverSequence::stepsTaken() const {
-    std::size_t steps = 0;
-    for (const AckWait& wait : waits)
-        steps += wait.stepsTaken();
-    return steps;
+    return sumOf(waits, [](const AckWait& wait) { return wait.stepsTaken(); });
+}
+
+std::size_t ReceiverSequence::stepsByTheReads() const {
+    return sumOf(waits, [](const AckWait& wait) { return wait.stepsByTheReads(); });
+}
+
+std::size_t ReceiverSequence::stepsByTheLine() const {
+    return sumOf(waits, [](const AckWait& wait) { return wait.stepsByTheLine; });
+}
+
+double ReceiverSequence::limit() const {
+    const std::size_t steps = sumOf(
+        waits, [](const AckWait& wait) { return std::min(wait.stepsByTheReads(), wait.stepsByTheLine); });
+    return shell + pauses + kStepSeconds * static_cast<double>(steps);
 }
 
 bool ReceiverSequence::missesAnAnswer() const {
@@ -158,6 +223,7 @@ ReceiverSequence receiverSequence(const calls::Calls& calls, pthread_t thread, d
     for (const calls::Call& call : calls)
         if (pthread_equal(call.thread, thread) != 0 && call.begin >= begin && call.end <= end)
             splitter.take(call);
+    countStepsByTheLine(splitter.sequence.waits);
     return splitter.sequence;
 }
 

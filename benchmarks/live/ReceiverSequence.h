@@ -22,14 +22,17 @@ struct Answer {
 };
 
 struct AckWait {
+    double begin = 0;                  ///< of its first read
+    double end = 0;                    ///< of its last one
     std::vector<std::string> commands; ///< the shell commands that wrote what is awaited
     std::vector<std::string> reads;    ///< what each read brought
+    std::size_t stepsByTheLine = 0;    ///< see below
 
     std::vector<Answer> answers() const;
+    std::size_t stepsTaken() const { return reads.empty() ? 0 : reads.size() - 1; }
     /// The pauses after which all the answers had come to the port, as the reads show: each takes all that is
     /// there. All of them where an answer never came.
-    std::size_t stepsNeeded() const;
-    std::size_t stepsTaken() const { return reads.empty() ? 0 : reads.size() - 1; }
+    std::size_t stepsByTheReads() const;
     /// An answer was cut or lost, so the library waits in vain.
     bool missesAnAnswer() const;
 };
@@ -41,11 +44,14 @@ struct ReceiverSequence {
     std::size_t shellCalls = 0;
     std::vector<AckWait> waits;
 
-    /// What the described sequence takes: commands as long as they took in this run, pauses as long as asked
-    /// for, and the steps that the answers needed.
-    double limit() const;
-    std::size_t stepsNeeded() const;
     std::size_t stepsTaken() const;
+    std::size_t stepsByTheReads() const;
+    /// If nothing else were on the line: from when the receiver heard each command, by its own log, the time
+    /// that it takes to answer, and the answer's bytes at the line's speed. Knows nothing of what was read.
+    std::size_t stepsByTheLine() const;
+    /// What the described sequence takes: commands as long as they took in this run, pauses as long as asked
+    /// for, and in each wait the fewer of these two numbers of steps.
+    double limit() const;
     bool missesAnAnswer() const;
 };
 

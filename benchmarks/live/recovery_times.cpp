@@ -203,12 +203,12 @@ pthread_t fillIn(Recovery& run, const calls::Calls& calls) {
 void printOne(const Recovery& run, const Recovery& limit) {
     const ReceiverSequence& sequence = run.sequence;
     std::printf("took=%.6f limit=%.6f slow=%d queried=%.3f/%.3f restarted=%.3f/%.3f reported=%.3f/%.3f "
-                "shell=%.6f calls=%zu pauses=%.6f steps=%zu needed=%zu lateness=%.6f\n",
+                "shell=%.6f calls=%zu pauses=%.6f steps=%zu reads=%zu line=%zu lateness=%.6f\n",
                 run.fixed - run.killed, limit.fixed - run.killed, sequence.missesAnAnswer(),
                 run.queried - run.killed, limit.queried - run.killed, run.restarted - run.killed,
                 limit.restarted - run.killed, run.reported - run.killed, limit.reported - run.killed,
                 sequence.shell, sequence.shellCalls, sequence.pauses, sequence.stepsTaken(),
-                sequence.stepsNeeded(), sequence.lateness);
+                sequence.stepsByTheReads(), sequence.stepsByTheLine(), sequence.lateness);
     std::fflush(stdout);
     std::fprintf(stderr, "%s", explanation(sequence).c_str());
 }
