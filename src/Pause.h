@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 /// The library's pauses on threads that belong to the application: it constructs and destroys the driver
-/// there, and starts and stops it. Called by the driver and its configuration handler; the reader pauses here
-/// too, though its thread has all signals blocked anyway.
+/// there, and starts and stops it. Called by the driver and its configuration handler. Not by the reader,
+/// whose thread has all signals blocked.
 ///
 /// A timer or a notice of the application's would cut a pause short, and a receiver or a gpsd that was not
 /// given its time fails. So these signals wait until the pause is over: SIGALRM, SIGVTALRM, SIGPROF, SIGIO,

@@ -7,7 +7,6 @@
 #include "GPSHAL_RUXO_3.h"
 #include "GpsReport.h"
 #include "Log.h"
-#include "Pause.h"
 
 namespace {
 
@@ -70,5 +69,5 @@ void readOneReport(GpsdSession& session, ReaderBlock& block) {
     // KEEP: a failed read is copied all the same, with the mask that the record still holds, so old values
     // stay fresh. Pinned by ReaderThread.RefreshesArrivalTimesAfterAFailedRead
     copyReport(session, cycleTime, block);
-    pauseMicroseconds(kReaderPauseUs);
+    usleep(kReaderPauseUs); // its thread has all signals blocked: nothing to hold off, 20 times a second
 }
