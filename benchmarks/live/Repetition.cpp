@@ -1,0 +1,45 @@
+#include "Repetition.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+void makePause(double seconds) { usleep(static_cast<useconds_t>(std::lround(1e6 * seconds))); }
+
+} // namespace
+
+calls::Calls::const_iterator firstCall(calls::Calls::const_iterator begin, calls::Calls::const_iterator end,
+                                       calls::Kind kind, const std::string& start) {
+    return std::find_if(begin, end, [&](const calls::Call& call) {
+        return call.kind == kind && call.text.compare(0, start.size(), start) == 0;
+    });
+}
+
+double shellAndPauses(const calls::Calls& made) {
+    double sum = 0;
+    for (const calls::Call& call : made)
+        if (call.kind == calls::Kind::Shell || call.kind == calls::Kind::Pause)
+            sum += call.seconds();
+    return sum;
+}
+
+double repeat(const calls::Calls& made) {
+    const double begin = calls::now();
+    for (const calls::Call& call : made)
+        if (call.kind == calls::Kind::Shell)
+            static_cast<void>(system(call.text.c_str()));
+        else if (call.kind == calls::Kind::Pause)
+            makePause(call.value);
+    return calls::now() - begin;
+}
+
+double meanPause(double seconds, int count) {
+    const double begin = calls::now();
+    for (int i = 0; i < count; ++i)
+        makePause(seconds);
+    return (calls::now() - begin) / count;
+}

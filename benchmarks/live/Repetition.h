@@ -1,0 +1,24 @@
+#ifndef REPETITION_H
+#define REPETITION_H
+
+#include <string>
+
+#include "Calls.h"
+
+/// The limits that noted calls give: the same commands and pauses without the library.
+
+/// The first call of this kind whose text begins with `start`, or `end`.
+calls::Calls::const_iterator firstCall(calls::Calls::const_iterator begin, calls::Calls::const_iterator end,
+                                       calls::Kind kind, const std::string& start);
+
+/// Seconds that the shell commands and the pauses among `made` took.
+double shellAndPauses(const calls::Calls& made);
+
+/// Runs the commands that went through `system` and makes the pauses again, in this order and with nothing
+/// between them. Returns the seconds that it took.
+double repeat(const calls::Calls& made);
+
+/// What a pause of so many seconds takes, the mean of `count`.
+double meanPause(double seconds, int count);
+
+#endif
