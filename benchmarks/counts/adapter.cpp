@@ -266,11 +266,15 @@ private:
 };
 
 Block withoutGeofences("position-block.off", {false, 0});
-Block noGeofence("position-block.0", {true, 0});
-Block oneGeofence("position-block.1", {true, 1});
-Block allGeofences("position-block.12", {true, kGPSMaxGeofences});
+Block geofences[] = {
+    {"position-block.0", {true, 0}},   {"position-block.1", {true, 1}},   {"position-block.2", {true, 2}},
+    {"position-block.3", {true, 3}},   {"position-block.4", {true, 4}},   {"position-block.5", {true, 5}},
+    {"position-block.6", {true, 6}},   {"position-block.7", {true, 7}},   {"position-block.8", {true, 8}},
+    {"position-block.9", {true, 9}},   {"position-block.10", {true, 10}}, {"position-block.11", {true, 11}},
+    {"position-block.12", {true, 12}},
+};
 
-const Counted allOfOne("position-block.12-to-1", "ours", [](int n) { allGeofences.runOurs(n); });
-const Counted oneOfOne("position-block.12-to-1", "one", [](int n) { oneGeofence.runOurs(n); });
+const Counted allOfOne("position-block.12-to-1", "ours", [](int n) { geofences[12].runOurs(n); });
+const Counted oneOfOne("position-block.12-to-1", "one", [](int n) { geofences[1].runOurs(n); });
 
 } // namespace
