@@ -182,37 +182,13 @@ constexpr double kKeep = 0.9;
 constexpr double kTake = 1.0 - kKeep;
 constexpr double kMetresPerMicrodegree = 0.11113286273635781;
 
-bool within(int32_t position, int32_t centre, uint32_t half) {
-    return static_cast<int32_t>(static_cast<uint32_t>(centre) - half) <= position &&
-           position <= static_cast<int32_t>(static_cast<uint32_t>(centre) + half);
-}
-
-void take(Plain& all, const Plain::Fix& delivered) {
-    Plain::Fix fix = delivered;
-    if (fix.latitude == 0 && fix.longitude == 0)
-        fix.valid = false;
-    if (all.available != fix.valid)
-        ++all.told;
-    if (!(fix.pdop > 0.0f && fix.pdop < 10.0f))
-        return;
-    all.available = fix.valid;
-    if (fix.valid) {
-        all.current = fix;
-        all.fixTick = ruxo_systemtick();
-        ++all.counter;
-    }
-    if (all.counter > 10) {
-        ++all.told;
-        all.counter = 0;
-    }
-}
-
 /// Whether the reference moved.
 bool measure(Plain& all) {
+    const Plain::Fix& fix = *all.current;
     all.filteredLatitude =
-        static_cast<int32_t>(std::round(all.current.latitude * kTake + all.filteredLatitude * kKeep));
+        static_cast<int32_t>(std::round(fix.latitude * kTake + all.filteredLatitude * kKeep));
     all.filteredLongitude =
-        static_cast<int32_t>(std::round(all.current.longitude * kTake + all.filteredLongitude * kKeep));
+        static_cast<int32_t>(std::round(fix.longitude * kTake + all.filteredLongitude * kKeep));
     const double dLat =
         (static_cast<double>(all.referenceLatitude) - all.filteredLatitude) * kMetresPerMicrodegree;
     const double c = std::cos(all.filteredLatitude * kPi / 180 * 1e-6);
@@ -228,26 +204,33 @@ bool measure(Plain& all) {
     return true;
 }
 
+bool within(int32_t position, int32_t centre, uint32_t half) {
+    return static_cast<int32_t>(static_cast<uint32_t>(centre) - half) <= position &&
+           position <= static_cast<int32_t>(static_cast<uint32_t>(centre) + half);
+}
+
+uint32_t nextState(const Plain::Fence& fence, const Plain::Fix& fix, uint32_t state) {
+    const bool wasOutside = state == 2 || state == 4;
+    const uint32_t margin = wasOutside ? 0 : fence.margin;
+    const bool inside = within(fix.longitude, fence.longitude, margin + (fence.width >> 1)) &&
+                        within(fix.latitude, fence.latitude, margin + (fence.height >> 1));
+    if (wasOutside)
+        return inside ? 3 : 2;
+    return inside ? 1 : 4;
+}
+
 void check(Plain& all) {
     for (uint32_t i = 0; i < kGPSMaxGeofences; ++i) {
         const Plain::Fence& fence = all.fences[i];
-        uint32_t& state = all.states[i];
-        if (fence.width == 0 || fence.height == 0 || !all.current.valid) {
-            state = 0;
-            continue;
-        }
-        const bool wasOutside = state == 2 || state == 4;
-        const uint32_t margin = wasOutside ? 0 : fence.margin;
-        const bool inside = within(all.current.longitude, fence.longitude, margin + (fence.width >> 1)) &&
-                            within(all.current.latitude, fence.latitude, margin + (fence.height >> 1));
-        if (wasOutside)
-            state = inside ? 3 : 2;
-        else
-            state = inside ? 1 : 4;
+        const bool decides = fence.width != 0 && fence.height != 0 && all.current->valid;
+        const uint32_t state = decides ? nextState(fence, *all.current, all.states[i]) : 0;
+        all.states[i] = state;
         if (state == 3 || state == 4)
-            ++all.told;
+            ++all.crossings;
     }
 }
+
+uint32_t next(uint32_t at) { return at + 1 == kLap ? 0 : at + 1; }
 
 } // namespace
 
@@ -259,37 +242,73 @@ Plain::Plain(Watch watch) : checksFences(watch.geofences), fences() {
 
 void Plain::restart() {
     at = 1;
-    current = lap()[0];
-    available = true;
-    fixTick = ruxo_systemtick();
-    counter = 1;
-    filteredLatitude = referenceLatitude = current.latitude;
-    filteredLongitude = referenceLongitude = current.longitude;
+    current = &lap()[0];
+    filteredLatitude = referenceLatitude = current->latitude;
+    filteredLongitude = referenceLongitude = current->longitude;
     odometer = 0;
     for (uint32_t& state : states)
         state = 0;
     if (checksFences)
         check(*this);
-    told = 0;
+    crossings = 0;
 }
 
 void Plain::runBlock() {
-    take(*this, lap()[at]);
-    at = at + 1 == kLap ? 0 : at + 1;
+    current = &lap()[at];
+    at = next(at);
     measure(*this);
     if (checksFences)
         check(*this);
 }
 
-Locked::Locked(Watch watch) : Plain(watch) { sem_init(&lock, 0, 1); }
+// --- The floor ------------------------------------------------------------------------------------------
 
-Locked::~Locked() { sem_destroy(&lock); }
+namespace {
 
-void Locked::runBlock() {
+void keep(Floor& all, const Plain::Fix& delivered) {
+    Plain::Fix fix = delivered;
+    if (fix.latitude == 0 && fix.longitude == 0)
+        fix.valid = false;
+    if (all.available != fix.valid)
+        ++all.notices;
+    if (!(fix.pdop > 0.0f && fix.pdop < 10.0f))
+        return;
+    all.available = fix.valid;
+    if (fix.valid) {
+        all.kept = fix;
+        all.fixTick = ruxo_systemtick();
+        ++all.counter;
+    }
+    if (all.counter > 10) {
+        ++all.notices;
+        all.counter = 0;
+    }
+}
+
+} // namespace
+
+Floor::Floor(Watch watch) : Plain(watch) {
+    sem_init(&lock, 0, 1);
+    restart();
+}
+
+Floor::~Floor() { sem_destroy(&lock); }
+
+void Floor::restart() {
+    Plain::restart();
+    kept = *current;
+    current = &kept;
+    available = true;
+    fixTick = ruxo_systemtick();
+    counter = 1;
+    notices = 0;
+}
+
+void Floor::runBlock() {
     sem_wait(&lock);
-    take(*this, lap()[at]);
+    keep(*this, lap()[at]);
     sem_post(&lock);
-    at = at + 1 == kLap ? 0 : at + 1;
+    at = next(at);
     sem_wait(&lock);
     const bool moved = measure(*this);
     sem_post(&lock);
@@ -308,14 +327,18 @@ void Locked::runBlock() {
 
 namespace {
 
-bool agree(Ours& ours, const Plain& plain) {
-    const GPSReadings readings = ours.readings();
+bool agree(const GPSReadings& readings, const Plain& plain) {
     for (uint32_t i = 0; i < kGPSMaxGeofences; ++i)
         if (static_cast<uint32_t>(readings.geofenceStates[i]) != plain.states[i])
             return false;
-    return readings.odometer == plain.odometer && readings.available == plain.available &&
-           readings.fixTick == plain.fixTick && readings.data.latitude == plain.current.latitude &&
-           readings.data.time == plain.current.time && ours.told() == plain.told;
+    return readings.odometer == plain.odometer && readings.data.latitude == plain.current->latitude &&
+           readings.data.time == plain.current->time;
+}
+
+bool agree(Ours& ours, const Plain& plain, const Floor& floor) {
+    const GPSReadings readings = ours.readings();
+    return agree(readings, plain) && agree(readings, floor) && readings.available == floor.available &&
+           readings.fixTick == floor.fixTick && ours.told() == floor.notices + floor.crossings;
 }
 
 } // namespace
@@ -323,11 +346,13 @@ bool agree(Ours& ours, const Plain& plain) {
 bool agreeOverTwoLaps(Watch watch) {
     Ours ours(watch);
     Plain plain(watch);
-    bool agreed = agree(ours, plain);
+    Floor floor(watch);
+    bool agreed = agree(ours, plain, floor);
     for (uint32_t i = 0; agreed && i < 2 * kLap; ++i) {
         ours.runBlock();
         plain.runBlock();
-        agreed = agree(ours, plain);
+        floor.runBlock();
+        agreed = agree(ours, plain, floor);
     }
     return agreed;
 }

@@ -10,7 +10,7 @@
 
 /// The worker's position block, and its limit: the same arithmetic alone.
 ///
-/// Both are driven around one circle of some 3.4 km at 14 m/s, a fix a second: every second stretch counts
+/// All are driven around one circle of some 3.4 km at 14 m/s, a fix a second: every second stretch counts
 /// for the odometer, and one of the geofences is entered and left in each lap. The clock, the receiver and
 /// the platform's tick cost next to nothing here, so what is left is the adapter's own.
 ///
@@ -44,7 +44,8 @@ private:
     std::unique_ptr<Parts> parts_;
 };
 
-/// The same figures in plain records: no lock, no class, no call but the C library's.
+/// The limit: the odometer's and the geofences' arithmetic in plain records. No fix is fetched, judged or
+/// kept, nobody is told, and there is no lock.
 struct Plain {
     struct Fix {
         bool valid;
@@ -63,10 +64,7 @@ struct Plain {
     void runBlock();
 
     uint32_t at = 0; ///< of the lap's fixes, the next
-    Fix current{};
-    bool available = false;
-    uint32_t fixTick = 0;
-    uint32_t counter = 0;
+    const Fix* current = nullptr;
     int32_t filteredLatitude = 0, filteredLongitude = 0;
     int32_t referenceLatitude = 0, referenceLongitude = 0;
     uint32_t odometer = 0;
@@ -74,22 +72,29 @@ struct Plain {
     bool checksFences;
     Fence fences[kGPSMaxGeofences];
     uint32_t states[kGPSMaxGeofences] = {};
-    uint32_t told = 0;
+    uint32_t crossings = 0;
 };
 
-/// The same with a lock taken and given back as often as described: what cannot be saved.
-struct Locked : Plain {
-    explicit Locked(Watch watch);
-    ~Locked();
-    Locked(const Locked&) = delete;
-    Locked& operator=(const Locked&) = delete;
+/// The floor: that arithmetic, with the fix fetched, judged and kept, the application told, and a lock taken
+/// and given back, all as often as described. What is left above it are calls.
+struct Floor : Plain {
+    explicit Floor(Watch watch);
+    ~Floor();
+    Floor(const Floor&) = delete;
+    Floor& operator=(const Floor&) = delete;
 
+    void restart();
     void runBlock();
 
+    Fix kept{};
+    bool available = false;
+    uint32_t fixTick = 0;
+    uint32_t counter = 0;
+    uint32_t notices = 0;
     sem_t lock;
 };
 
-/// Whether both come to the same figures at each fix.
+/// Whether all three come to the same figures at each fix.
 bool agreeOverTwoLaps(Watch watch);
 
 } // namespace positionblock

@@ -236,7 +236,7 @@ public:
     Block(const char* key, positionblock::Watch watched)
         : watch_(watched), ours_(key, "ours", [this](int n) { runOurs(n); }),
           plain_(key, "arithmetic", [this](int n) { runPlain<positionblock::Plain>(n); }),
-          locked_(key, "with-locks", [this](int n) { runPlain<positionblock::Locked>(n); }) {}
+          floor_(key, "floor", [this](int n) { runPlain<positionblock::Floor>(n); }) {}
 
     void runOurs(int n) {
         if (block_ == nullptr)
@@ -262,7 +262,7 @@ private:
     std::unique_ptr<positionblock::Ours> block_;
     Counted ours_;
     Counted plain_;
-    Counted locked_;
+    Counted floor_;
 };
 
 Block withoutGeofences("position-block.off", {false, 0});

@@ -8,7 +8,7 @@
 
 namespace {
 
-using positionblock::Locked;
+using positionblock::Floor;
 using positionblock::Ours;
 using positionblock::Plain;
 using positionblock::Watch;
@@ -39,7 +39,7 @@ void add(const std::string& name, Watch watch) {
 void addAll(const std::string& key, Watch watch) {
     add<Ours>(key + "/ours", watch);
     add<Plain>(key + "/arithmetic", watch);
-    add<Locked>(key + "/with-locks", watch);
+    add<Floor>(key + "/floor", watch);
 }
 
 [[maybe_unused]] const bool added = [] {
