@@ -8,6 +8,9 @@
 
 namespace {
 
+constexpr char kMgaAck[] = "\xB5\x62\x13\x60\x08";
+constexpr std::size_t kMgaAckBytes = 16;
+
 void makePause(double seconds) { usleep(static_cast<useconds_t>(std::lround(1e6 * seconds))); }
 
 } // namespace
@@ -17,6 +20,12 @@ calls::Calls::const_iterator firstCall(calls::Calls::const_iterator begin, calls
     return std::find_if(begin, end, [&](const calls::Call& call) {
         return call.kind == kind && call.text.compare(0, start.size(), start) == 0;
     });
+}
+
+std::size_t endOfMgaAck(const std::string& bytes) {
+    const std::size_t begin = bytes.find(kMgaAck);
+    return begin != std::string::npos && begin + kMgaAckBytes <= bytes.size() ? begin + kMgaAckBytes
+                                                                              : std::string::npos;
 }
 
 double shellAndPauses(const calls::Calls& made) {

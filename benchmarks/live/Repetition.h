@@ -11,6 +11,9 @@
 calls::Calls::const_iterator firstCall(calls::Calls::const_iterator begin, calls::Calls::const_iterator end,
                                        calls::Kind kind, const std::string& start);
 
+/// Where the first whole acknowledgement of an assistance message (MGA-ACK) in `bytes` ends; npos for none.
+std::size_t endOfMgaAck(const std::string& bytes);
+
 /// Seconds that the shell commands and the pauses among `made` took.
 double shellAndPauses(const calls::Calls& made);
 

@@ -4,11 +4,12 @@
 // beside what the waits that it consists of took in this run:
 //
 //   ending=stop took=0.404016 limit=0.403789
-//   ending=finalize took=1.013468 limit=1.011204
+//   ending=finalize took=1.013468 limit=1.011204 needless=0
 //   ending=dump took=0.464718 limit=0.464792 acknowledged=1
 //
-// It stops and starts STOPS times, at different moments, before it ends. `silent`: from the fix on the
-// receiver says nothing any more.
+// `needless` are the looks for gpsd beyond those that it takes: one before the kill, and behind it one after
+// each second's sleep and the first. It stops and starts STOPS times, at different moments, before it ends.
+// `silent`: from the fix on the receiver says nothing any more.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -31,8 +32,7 @@ namespace {
 constexpr char kControl[] = "/run/unit/receiver.control";
 constexpr char kPollsDatabase[] = R"(echo -e "\xb5\x62\x13\x80\x00\x00)";
 constexpr char kSetsPortUp[] = "timeout -t 1 stty";
-constexpr char kMgaAck[] = "\xB5\x62\x13\x60\x08";
-constexpr std::size_t kMgaAckBytes = 16;
+constexpr char kLooksForGpsd[] = "pidof gpsd";
 constexpr double kBytesPerSecond = 115200 / 10.0;
 constexpr double kWorkerSleep = 0.25; // a quarter of the position interval
 constexpr double kReaderPause = 0.05;
@@ -96,13 +96,24 @@ void stopAtDifferentMoments(GPSAdapter& adapter, int stops, double span) {
 
 // --- Finalize -------------------------------------------------------------------------------------------
 
-/// The checks for gpsd, its kill, and a second's sleep after each check that still found it.
+long needlessLooks(const calls::Calls& made) {
+    const long looks = std::count_if(made.begin(), made.end(), [](const calls::Call& call) {
+        return call.kind == calls::Kind::Shell && call.text == kLooksForGpsd;
+    });
+    const long sleeps = std::count_if(
+        made.begin(), made.end(), [](const calls::Call& call) { return call.kind == calls::Kind::Pause; });
+    return looks - (sleeps + 2);
+}
+
+/// The looks for gpsd, its kill, and a second's sleep after each look that still found it.
 void finalize(GPSAdapter& adapter) {
     calls::forget();
     const double begin = calls::now();
     adapter.Finalize();
     const double took = calls::now() - begin;
-    std::printf("ending=finalize took=%.6f limit=%.6f\n", took, shellAndPauses(calls::noted()));
+    const calls::Calls made = calls::noted();
+    std::printf("ending=finalize took=%.6f limit=%.6f needless=%ld\n", took, shellAndPauses(made),
+                needlessLooks(made));
 }
 
 // --- Dump -----------------------------------------------------------------------------------------------
@@ -115,9 +126,11 @@ struct Dump {
 };
 
 void takeRead(const std::string& bytes, Dump& dump) {
-    const std::size_t ack = bytes.find(kMgaAck);
-    dump.isAcknowledged = ack != std::string::npos && ack + kMgaAckBytes <= bytes.size();
-    dump.bytes += dump.isAcknowledged ? ack + kMgaAckBytes : bytes.size();
+    if (dump.isAcknowledged)
+        return; // a read that wasn't needed
+    const std::size_t end = endOfMgaAck(bytes);
+    dump.isAcknowledged = end != std::string::npos;
+    dump.bytes += dump.isAcknowledged ? end : bytes.size();
 }
 
 Dump dumpAmong(const calls::Calls& all) {

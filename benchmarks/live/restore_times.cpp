@@ -2,9 +2,10 @@
 // database: from the end of the configuration to the end of the last frame's wait. Then it runs the same
 // shell commands and makes the same pauses once more, without the library.
 //
-//   frames=40 took=1.026833 limit=1.024181 parts=1.023228 pauses=43
+//   frames=40 took=1.026833 limit=1.024181 parts=1.023228 pauses=43 needless=0
 //
-// `limit` is what the second run took, `parts` what the library's own shell commands and pauses took.
+// `limit` is what the second run took, `parts` what the library's own shell commands and pauses took;
+// `needless` counts reads of the port that followed the one with the frame's acknowledgement.
 
 #include <unistd.h>
 
@@ -41,6 +42,20 @@ long count(const calls::Calls& made, calls::Kind kind) {
                          [kind](const calls::Call& call) { return call.kind == kind; });
 }
 
+long needlessReads(const calls::Calls& made) {
+    long needless = 0;
+    bool isAcknowledged = false;
+    for (const calls::Call& call : made) {
+        if (call.kind == calls::Kind::Shell)
+            isAcknowledged = false;
+        if (call.kind != calls::Kind::Read)
+            continue;
+        needless += isAcknowledged ? 1 : 0;
+        isAcknowledged = isAcknowledged || endOfMgaAck(call.text) != std::string::npos;
+    }
+    return needless;
+}
+
 // The port is held open, as the library has it.
 double withoutTheLibrary(const calls::Calls& made) {
     FILE* const port = fopen("/dev/ttymxc1", "rb");
@@ -60,9 +75,10 @@ int main() {
         std::fprintf(stderr, "nothing was restored\n");
         return 1;
     }
-    std::printf("frames=%ld took=%.6f limit=%.6f parts=%.6f pauses=%ld\n",
+    std::printf("frames=%ld took=%.6f limit=%.6f parts=%.6f pauses=%ld needless=%ld\n",
                 count(restore.made, calls::Kind::Shell), restore.seconds, withoutTheLibrary(restore.made),
-                shellAndPauses(restore.made), count(restore.made, calls::Kind::Pause));
+                shellAndPauses(restore.made), count(restore.made, calls::Kind::Pause),
+                needlessReads(restore.made));
     std::fflush(nullptr);
     _exit(0);
 }
