@@ -157,10 +157,12 @@ unsigned int searchAll(const Searcher& searcher, const Bytes& haystack) {
 }
 
 bool hitsAreTheSame() {
-    for (const Haystack& haystack : haystacks())
+    for (const Haystack& haystack : haystacks()) {
+        const std::vector<int> ours = hits(searchers().front(), haystack.bytes);
         for (const Searcher& searcher : searchers())
-            if (hits(searcher, haystack.bytes) != hits(searchers().front(), haystack.bytes))
+            if (hits(searcher, haystack.bytes) != ours)
                 return false;
+    }
     return true;
 }
 
