@@ -16,13 +16,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "Counting.h"
 #include "GPSHAL_RUXO_3.h"
-#include "GpsReport.h"
+#include "Reports.h"
 #include "Stubs.h"
 
 namespace {
@@ -32,33 +31,6 @@ constexpr char kPort[] = "2947";
 constexpr int kWaitUs = 5000000;
 constexpr useconds_t kPauseUs = 50000;
 constexpr int kWatchFlags = WATCH_ENABLE | WATCH_JSON;
-
-// --- gpsd's reports ---------------------------------------------------------------------------------------
-
-/// A fix with all that gpsd knows of one.
-const std::string kFix =
-    R"({"class":"TPV","device":"/dev/ttymxc1","status":2,"mode":3,"time":"2026-01-01T00:00:00.000Z",)"
-    R"("ept":0.005,"lat":48.137154321,"lon":11.576124123,"altHAE":565.4000,"altMSL":519.2000,"alt":519.2000,)"
-    R"("epx":3.125,"epy":4.250,"epv":7.500,"track":123.4000,"magtrack":126.7000,"magvar":3.3,)"
-    R"("speed":13.900,"climb":0.100,"eps":8.50,"epc":15.00,"geoidSep":46.200,"eph":7.125,"sep":12.350})"
-    "\r\n";
-
-/// A sky view of so many satellites, each a text of the same length: a satellite costs what the next one
-/// does.
-std::string sky(int satellites) {
-    std::string text = R"({"class":"SKY","device":"/dev/ttymxc1","time":"2026-01-01T00:00:00.000Z",)"
-                       R"("xdop":0.55,"ydop":0.65,"vdop":1.05,"tdop":0.75,"hdop":0.85,"gdop":1.55,)"
-                       R"("pdop":1.35,"nSat":100,"uSat":100,"satellites":[)";
-    for (int i = 0; i < satellites; ++i) {
-        char satellite[128];
-        std::snprintf(
-            satellite, sizeof satellite,
-            R"({"PRN":%d,"el":%d.0,"az":%d.0,"ss":%d.0,"used":true,"gnssid":0,"svid":%d,"health":1})",
-            101 + i % 140, 10 + i % 80, 100 + i % 260, 20 + i % 30, 11 + i % 80);
-        text.append(i > 0 ? "," : "").append(satellite);
-    }
-    return text + "]}\r\n";
-}
 
 // --- gpsd's end of the connection -------------------------------------------------------------------------
 
@@ -106,7 +78,7 @@ int connect(int descriptor, const sockaddr*, socklen_t) {
         return -1;
     close(ends[0]);
     feed.end = ends[1];
-    feed.send(kFix);
+    feed.send(fixReport(0));
     return 0;
 }
 
@@ -214,8 +186,8 @@ struct All : Both {
     Counted libgpsmm;
 };
 
-const Scene kFixScene{kFix, kPlaceOfFix};
-Scene skyScene(int satellites) { return {sky(satellites), kPlaceOfSky}; }
+const Scene kFixScene{fixReport(0), kPlaceOfFix};
+Scene skyScene(int satellites) { return {skyReport(satellites), kPlaceOfSky}; }
 
 const Both ownFix("own.fix", kFixScene, kFixAndOne);
 const Both ownSky0("own.sky-0", skyScene(0), kFixAndOne);
