@@ -5,8 +5,8 @@
 // For each rate it has three connections, all served side by side:
 //
 //   ours        the reader of the library, with a snapshot of its own
-//   described   a bare loop that waits, reads and makes the same pause after each report
-//   bare-loop   the same without the pause
+//   described   a loop with the same steps, as plain as can be: waits, reads, copies and makes the same pause
+//   bare-loop   one that waits and reads
 //
 // Each report carries its number as the latitude, so whoever has taken it knows when it was sent. Up to 19
 // reports a second the lag stays the same; above, the pauses take longer than the reports, and it grows. It
@@ -36,6 +36,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <numeric>
@@ -55,6 +56,7 @@ constexpr int kWatchFlags = WATCH_ENABLE | WATCH_JSON;
 constexpr int kRates[] = {1, 2, 5, 10, 15, 19, 20, 25, 30}; // reports a second
 constexpr int kFirstRateThatGrows = 20;
 constexpr int kBurstRate = 5;
+constexpr int kArrivals = 14;
 constexpr double kNumbersPerDegree = 1000;
 constexpr double kLastSeconds = 2;
 constexpr double kGoldenPart = 0.618034; // of a period, from one connection to the next
@@ -152,20 +154,45 @@ int usleep(useconds_t microseconds) {
 
 namespace {
 
-void takeBare(useconds_t pause) {
+/// What any client does: `take` is called in turns until it is to stop.
+template <typename Take>
+void readWith(Take take) {
     const auto record = std::make_unique<gps_data_t>();
     if (gps_open("localhost", std::to_string(kPort).c_str(), record.get()) != 0)
         fail("gps_open");
     gps_stream(record.get(), kWatchFlags, nullptr);
-    while (!client->isStopped()) {
-        if (!gps_waiting(record.get(), kWaitUs))
-            continue;
-        if (gps_read(record.get(), nullptr, 0) > 0)
-            client->took(record->fix.latitude);
-        if (pause > 0)
-            usleep(pause);
-    }
+    while (!client->isStopped())
+        take(*record);
     gps_close(record.get());
+}
+
+void takeBare(gps_data_t& record) {
+    if (gps_waiting(&record, kWaitUs) && gps_read(&record, nullptr, 0) > 0)
+        client->took(record.fix.latitude);
+}
+
+struct PlainCopy {
+    PlainCopy() { sem_init(&lock, 0, 1); }
+
+    sem_t lock;
+    gps_fix_t fix;
+    time_t arrivals[kArrivals];
+};
+
+/// The reader's steps, as plainly as can be: the fix is copied as it stands.
+void takeAsDescribed(gps_data_t& record) {
+    static thread_local PlainCopy copy;
+    const time_t arrival = time(nullptr);
+    if (!gps_waiting(&record, kWaitUs))
+        return;
+    const bool isRead = gps_read(&record, nullptr, 0) > 0;
+    sem_wait(&copy.lock);
+    copy.fix = record.fix;
+    std::fill(std::begin(copy.arrivals), std::end(copy.arrivals), arrival);
+    sem_post(&copy.lock);
+    if (isRead)
+        client->took(copy.fix.latitude);
+    usleep(kPauseUs);
 }
 
 void takeAs(Client& self) {
@@ -174,7 +201,7 @@ void takeAs(Client& self) {
     if (who == "ours")
         GPSHAL_RUXO_3::ReadData(&self.snapshot);
     else
-        takeBare(who == "described" ? kPauseUs : 0);
+        readWith(who == "described" ? takeAsDescribed : takeBare);
 }
 
 // --- gpsd's part ------------------------------------------------------------------------------------------
