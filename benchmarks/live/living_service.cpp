@@ -1,13 +1,14 @@
-// living_service start|initialize [COUNTS]
+// living_service COUNTS
 //
-// An application of the library: a callback that does nothing, the default settings and one geofence.
-// `initialize` leaves it there: the receiver is configured and gpsd runs, for whoever wants to be its client.
-// `start` starts the service as well, and waits for fixes. Then it prints "ready" and does nothing more until
-// its standard input ends.
+// An application of the library: a callback that does nothing, the default settings and one geofence. It configures the
+// receiver and starts gpsd, says "ready", and does what it is told, a line at a time:
 //
-// What the reader takes is counted in the file COUNTS (LivingCounts.h). Built twice: with an antenna that is
-// in order without a look (living_antenna.cpp), and with the host platform's, which reads a file at each
-// query.
+//   renew      stops the service, and starts another gpsd
+//   start      starts the service and waits for fixes; the antenna is in order without a look
+//   start-file the same with the host platform's antenna, which reads a file at each query
+//
+// each of which it answers with "ready" as well. It ends with its standard input. What the reader takes is counted in the
+// file COUNTS (LivingCounts.h).
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -18,7 +19,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <iostream>
+#include <string>
 
 #include "GPSAdapter.h"
 #include "LivingCounts.h"
@@ -28,8 +30,8 @@ namespace {
 constexpr useconds_t kLookPeriodUs = 200000;
 constexpr auto kLeastWait = std::chrono::milliseconds(1);
 
-LivingCounts counted = {};
-LivingCounts* counts = &counted;
+LivingCounts* counts = nullptr;
+bool looksAtFile = false;
 
 // The library's calls of libgps come here first, and go on to the real ones.
 template <typename Function>
@@ -54,9 +56,9 @@ public:
 
 void countIn(const char* path) {
     const int file = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (file < 0 || ftruncate(file, sizeof counted) != 0)
+    if (file < 0 || ftruncate(file, sizeof *counts) != 0)
         fail(path);
-    void* const memory = mmap(nullptr, sizeof counted, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void* const memory = mmap(nullptr, sizeof *counts, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (memory == MAP_FAILED)
         fail(path);
     close(file);
@@ -77,11 +79,26 @@ void awaitFixes(GPSAdapter& adapter) {
     do {
         usleep(kLookPeriodUs);
         adapter.GetReadings(readings);
-    } while (!readings.available || readings.satelliteCount == 0);
-    std::printf("satellites %u\n", readings.satelliteCount);
+    } while (!readings.available);
+}
+
+bool renew(GPSAdapter& adapter) { return adapter.Finalize() == 0 && adapter.Initialize() == 0; }
+
+bool start(GPSAdapter& adapter) {
+    if (adapter.Start() != 0)
+        return false;
+    awaitFixes(adapter);
+    return true;
+}
+
+bool carryOut(const std::string& line, GPSAdapter& adapter) {
+    looksAtFile = line == "start-file";
+    return line == "renew" ? renew(adapter) : start(adapter);
 }
 
 } // namespace
+
+// --- Calls of the library -------------------------------------------------------------------------------
 
 // A wait that lasted is a burst's: what comes with the first report is there at once.
 bool gps_waiting(const gps_data_t* record, int timeout) {
@@ -101,22 +118,29 @@ int gps_read(gps_data_t* record, char* message, int length) {
     return rc;
 }
 
+// The host platform's reads a file: a stand-in for the unit's hardware, whose cost says nothing about the library.
+unsigned int RuxoHAL::GetGNSSAntennaState(GPSAntennaState& state) {
+    using Query = unsigned int(RuxoHAL*, GPSAntennaState&);
+    static auto* const query = real<Query>("_ZN7RuxoHAL19GetGNSSAntennaStateER15GPSAntennaState");
+    if (looksAtFile)
+        return query(this, state);
+    state = GPS_ANTENNA_OK;
+    return 0;
+}
+
 int main(int argc, char** argv) {
-    const bool start = argc > 1 && std::strcmp(argv[1], "start") == 0;
-    if (!start && (argc < 2 || std::strcmp(argv[1], "initialize") != 0))
+    if (argc != 2)
         return 2;
-    if (argc > 2)
-        countIn(argv[2]);
+    countIn(argv[1]);
     IdleCallback callback;
     GPSAdapter adapter(&callback);
     setOneGeofence(adapter);
-    if (adapter.Initialize() != 0 || (start && adapter.Start() != 0))
-        return 1;
-    if (start)
-        awaitFixes(adapter);
-    std::printf("ready\n");
-    std::fflush(stdout);
-    while (getchar() != EOF) {
+    bool worked = adapter.Initialize() == 0;
+    for (std::string line; worked; worked = carryOut(line, adapter)) {
+        std::cout << "ready" << std::endl;
+        if (!std::getline(std::cin, line))
+            _exit(0); // without the seconds that an orderly end takes
     }
-    _exit(0); // without the seconds that an orderly end takes
+    std::cerr << "living_service: an operation failed" << std::endl;
+    _exit(1);
 }
