@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
-/// What the reader of a living service took so far, in a file that two processes map.
+/// What a reader took so far, in a file: one process maps and writes it, another reads it.
 struct LivingCounts {
     std::atomic<uint64_t> reports; ///< reads that brought one
     std::atomic<uint64_t> bursts;  ///< waits that lasted until one came
