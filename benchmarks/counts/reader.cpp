@@ -134,14 +134,15 @@ void takeWithReader(const Scene& scene, int n, int parsed) {
     take(scene, n, parsed, snapshot.stopRequested, [] { GPSHAL_RUXO_3::ReadData(&snapshot); });
 }
 
+bool peersStop; ///< set by the feed at the last report
+
 /// What any client has to do, and no more: the values stay in libgps's record.
 void takeBare(const Scene& scene, int n, int parsed) {
-    static bool stop;
-    take(scene, n, parsed, stop, [] {
+    take(scene, n, parsed, peersStop, [] {
         const auto record = std::make_unique<gps_data_t>();
         gps_open(kHost, kPort, record.get());
         gps_stream(record.get(), kWatchFlags, nullptr);
-        while (!stop) {
+        while (!peersStop) {
             if (gps_waiting(record.get(), kWaitUs))
                 gps_read(record.get(), nullptr, 0);
             usleep(kPauseUs);
@@ -152,11 +153,10 @@ void takeBare(const Scene& scene, int n, int parsed) {
 
 /// libgps's own client for C++, which copies the whole record for each report.
 void takeWithLibgpsmm(const Scene& scene, int n, int parsed) {
-    static bool stop;
-    take(scene, n, parsed, stop, [] {
+    take(scene, n, parsed, peersStop, [] {
         gpsmm session(kHost, kPort);
         session.stream(kWatchFlags);
-        while (!stop) {
+        while (!peersStop) {
             if (session.waiting(kWaitUs))
                 keep(session.read());
             usleep(kPauseUs);
