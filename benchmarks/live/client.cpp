@@ -1,6 +1,6 @@
 // The same as client.c in C++, as it would be written there: the session and the snapshot are objects, the
-// satellites a vector, the last time a string. No stream and no thread, so of the run-time it needs
-// libstdc++, libgcc_s and libm.
+// satellites a vector, the last time a string. No stream and no thread, so it links
+// libgps, libstdc++, libgcc_s and libc. The client in C gets the same run-time through libgps.
 
 #include <gps.h>
 

@@ -87,7 +87,7 @@ enum class Turn { Reader, Worker, Nobody };
 
 std::mutex mutex;
 std::condition_variable changed;
-std::atomic<uint32_t> cycles{0};       // of the worker: the tick, so that each of them does everything
+std::atomic<uint32_t> cycles{0};       // of the worker; they are the tick, so that each one is a second later
 std::atomic<unsigned long> reports{0}; // the service's clock, which anybody may read
 Turn turn = Turn::Reader;              // guarded by the mutex, as is what follows
 unsigned long reportsOfSession = 0;
