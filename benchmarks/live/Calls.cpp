@@ -113,7 +113,7 @@ char* fgets(char* line, int size, FILE* stream) {
     static const auto real = behind<char*(char*, int, FILE*)>("fgets");
     const double begin = calls::now();
     char* const result = real(line, size, stream);
-    note(calls::Kind::Shell, begin, 0, "fgets");
+    note(calls::Kind::Shell, begin, result != nullptr, "fgets");
     return result;
 }
 

@@ -12,7 +12,8 @@
 namespace calls {
 
 enum class Kind {
-    Shell,  ///< system, popen, pclose, and fgets, which waits for a command's output; `text`: the command
+    Shell,  ///< system, popen, pclose; `text`: the command. And fgets, which waits for a command's output;
+            ///< `value`: whether there was any
     Pause,  ///< usleep, sleep, ruxosleep_interruptible; `value`: the seconds asked for
     Read,   ///< fread; `text`: the bytes that came
     Wait,   ///< gps_waiting; `value`: its result

@@ -8,9 +8,10 @@
 #include <numeric>
 #include <sstream>
 
+#include "Repetition.h"
+
 namespace {
 
-constexpr double kStepSeconds = 0.021701; // half of what 5000 bytes take at a byte a baud of 115200
 // The simulated receiver's, see simulator/ubx: it waits after a change of its speed.
 constexpr double kAnswerDelay = 0.005;
 constexpr double kAnswerDelayAtNewSpeed = 0.1;
@@ -38,7 +39,7 @@ bool startsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
-bool isStep(const calls::Call& call) { return std::fabs(call.value - kStepSeconds) < 1e-7; }
+bool isStep(const calls::Call& call) { return std::fabs(call.value - kReadLoopStep) < 1e-7; }
 
 unsigned char idIn(const std::string& command) {
     const std::string digits = command.substr(sizeof kConfigurationFrame - 1, 2);
@@ -165,7 +166,7 @@ std::size_t stepsByTheLine(const AckWait& wait, const std::string& command, cons
     for (const Heard& one : heard)
         if (one.name == nameOf(id) && one.at <= wait.end)
             answered = one.at + (id == 0 ? kAnswerDelayAtNewSpeed : kAnswerDelay) + kAnswerOnTheLine;
-    return static_cast<std::size_t>(std::max(0.0, std::ceil((answered - wait.begin) / kStepSeconds)));
+    return static_cast<std::size_t>(std::max(0.0, std::ceil((answered - wait.begin) / kReadLoopStep)));
 }
 
 void countStepsByTheLine(std::vector<AckWait>& waits) {
@@ -211,7 +212,7 @@ std::size_t ReceiverSequence::stepsByTheLine() const {
 double ReceiverSequence::limit() const {
     const std::size_t steps = sumOf(
         waits, [](const AckWait& wait) { return std::min(wait.stepsByTheReads(), wait.stepsByTheLine); });
-    return shell + pauses + kStepSeconds * static_cast<double>(steps);
+    return shell + pauses + kReadLoopStep * static_cast<double>(steps);
 }
 
 bool ReceiverSequence::missesAnAnswer() const {

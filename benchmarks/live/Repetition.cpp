@@ -36,13 +36,13 @@ double shellAndPauses(const calls::Calls& made) {
     return sum;
 }
 
-double repeat(const calls::Calls& made) {
+double repeat(const calls::Calls& made, double step) {
     const double begin = calls::now();
     for (const calls::Call& call : made)
         if (call.kind == calls::Kind::Shell)
             static_cast<void>(system(call.text.c_str()));
         else if (call.kind == calls::Kind::Pause)
-            makePause(call.value);
+            makePause(step);
     return calls::now() - begin;
 }
 

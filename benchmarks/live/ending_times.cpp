@@ -7,9 +7,9 @@
 //   ending=finalize took=1.013468 limit=1.011204 needless=0
 //   ending=dump took=0.464718 limit=0.464792 acknowledged=1
 //
-// `needless` are the looks for gpsd beyond those that it takes: one before the kill, and behind it one after
-// each second's sleep and the first. It stops and starts STOPS times, at different moments, before it ends.
-// `silent`: from the fix on the receiver says nothing any more.
+// `needless` are the looks for gpsd beyond those that it takes (one before the kill, and behind it one after
+// each second's sleep and the first) and the sleeps behind a look that found none. It stops and starts STOPS
+// times, at different moments, before it ends. `silent`: from the fix on the receiver says nothing any more.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -37,6 +37,7 @@ constexpr double kBytesPerSecond = 115200 / 10.0;
 constexpr double kWorkerSleep = 0.25; // a quarter of the position interval
 constexpr double kReaderPause = 0.05;
 constexpr int kStepsForTheMean = 20;
+constexpr int kStepsOfTheBudget = 275; // of a wait in vain, between its 276 reads
 constexpr double kLongestWaitForAFix = 60;
 constexpr double kStartUp = 0.3; // until the reader waits for the receiver's reports
 constexpr double kReportPeriod = 1;
@@ -105,6 +106,19 @@ long needlessLooks(const calls::Calls& made) {
     return looks - (sleeps + 2);
 }
 
+long needlessSleeps(const calls::Calls& made) {
+    long needless = 0;
+    bool isFound = false;
+    for (const calls::Call& call : made) {
+        if (call.text == kLooksForGpsd)
+            isFound = false;
+        else if (call.text == "fgets")
+            isFound = isFound || call.value > 0;
+        needless += call.kind == calls::Kind::Pause && !isFound ? 1 : 0;
+    }
+    return needless;
+}
+
 /// The looks for gpsd, its kill, and a second's sleep after each look that still found it.
 void finalize(GPSAdapter& adapter) {
     calls::forget();
@@ -113,7 +127,7 @@ void finalize(GPSAdapter& adapter) {
     const double took = calls::now() - begin;
     const calls::Calls made = calls::noted();
     std::printf("ending=finalize took=%.6f limit=%.6f needless=%ld\n", took, shellAndPauses(made),
-                needlessLooks(made));
+                needlessLooks(made) + needlessSleeps(made));
 }
 
 // --- Dump -----------------------------------------------------------------------------------------------
@@ -151,11 +165,11 @@ Dump dumpAmong(const calls::Calls& all) {
 /// What the receiver sends takes its time on the line. The wait looks for the end once a step, and sees it a
 /// step later at most. Without an acknowledgement there are all the steps of its budget.
 double limitOf(const Dump& dump) {
+    const double command = dump.made.front().seconds();
     if (!dump.isAcknowledged)
-        return repeat(dump.made);
-    const auto pause = firstCall(dump.made.begin(), dump.made.end(), calls::Kind::Pause, "");
-    return dump.made.front().seconds() + static_cast<double>(dump.bytes) / kBytesPerSecond +
-           meanPause(pause->value, kStepsForTheMean);
+        return command + kStepsOfTheBudget * meanPause(kReadLoopStep, kStepsOfTheBudget);
+    return command + static_cast<double>(dump.bytes) / kBytesPerSecond +
+           meanPause(kReadLoopStep, kStepsForTheMean);
 }
 
 void destroy(const GPSAdapter* adapter) {

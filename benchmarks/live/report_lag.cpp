@@ -14,9 +14,9 @@
 //
 //   value lag.RATE WHO MS              the median lag
 //   value lag-growth.RATE WHO S        by how much the lag grows in a second
-//   value lag-growth.RATE limit S      above 19: by how much it grows when each report takes the pause that
-//   ours
-//                                      really made, and what the described loop needs besides
+//   value lag-growth.RATE limit S      above 19: by how much it grows when each report takes the described
+//                                      pause, as late as those of ours ended, and what the described loop
+//                                      needs besides
 //   value lag-burst WHO MS             of the second of two reports that come together, five times a second
 //
 // and at the end the lag in the last seconds of a turn: point lag WHO RATE MS.
@@ -105,7 +105,7 @@ struct Client {
     int burst; ///< reports at a time
     std::vector<double> sentAt{};
     std::vector<Taken> taken{};
-    std::vector<double> pauses{};
+    std::vector<double> pauses{}; ///< see usleep
     ReaderBlock snapshot{};
     int end = -1; ///< the server's
     double next = 0;
@@ -146,8 +146,9 @@ int usleep(useconds_t microseconds) {
     static auto* const real = next<int(useconds_t)>("usleep");
     const double begin = now();
     const int result = real(microseconds);
+    // A pause that was asked for longer than described doesn't move the limit: only how late it ended does.
     if (client != nullptr)
-        client->pauses.push_back(now() - begin);
+        client->pauses.push_back(1e-6 * kPauseUs + now() - begin - 1e-6 * microseconds);
     return result;
 }
 }
@@ -343,6 +344,7 @@ double growthOfTheLine(const std::vector<Taken>& taken) {
     return tl / tt;
 }
 
+/// Of the described length, and as late as they ended.
 double meanPause(const Client& of) {
     return std::accumulate(of.pauses.begin(), of.pauses.end(), 0.0) / static_cast<double>(of.pauses.size());
 }
