@@ -60,3 +60,6 @@ needs_number() {
     awk -v value="$2" -v above="$3" -v below="$4" 'BEGIN { exit !(value > above && value < below) }' ||
         wrong_usage "$1 needs $range, not '$2'"
 }
+
+# needs_count NAME VALUE: refuses a VALUE that is no whole number from 1 to 9999.
+needs_count() { [[ $2 =~ ^[1-9][0-9]{0,3}$ ]] || wrong_usage "$1 needs a whole number from 1 to 9999, not '$2'"; }
