@@ -272,7 +272,8 @@ std::vector<VirtualUnitRun::Fields> VirtualUnitRun::receiverStates() const {
 std::string VirtualUnitRun::describe() const {
     std::ostringstream everything;
     everything << "exit status " << status_ << '\n';
-    for (const char* name : {"/output", "/errors", "/control/receiver.log", "/control/lateness"}) {
+    for (const char* name :
+         {"/output", "/errors", "/control/receiver.log", "/control/receiver.state", "/control/lateness"}) {
         everything << "--- " << name + 1 << '\n';
         for (const std::string& line : linesOf(folder_ + name))
             everything << line.substr(0, 300) << '\n';
