@@ -29,6 +29,7 @@
 #include <string>
 
 #include "GPSAdapter.h"
+#include "IdleApplication.h"
 
 namespace {
 
@@ -174,16 +175,6 @@ void acknowledge(const char* command) {
         std::abort();
 }
 
-class Application : public IGPSCallback {
-public:
-    unsigned int OnGeofenceLeft(const GPSGeofence&) override { return 0; }
-    unsigned int OnGeofenceEntered(const GPSGeofence&) override { return 0; }
-    unsigned int OnAntennaStateChanged(GPSAntennaState, RuxoString&, bool&) override { return 0; }
-    unsigned int OnAvailabilityChanged(bool) override { return 0; }
-    unsigned int OnPositionUpdate() override { return 0; }
-    unsigned int OnTracking(const GPSData&) override { return 0; }
-};
-
 } // namespace
 
 // --- In place of the C library's, libgps's and the platform's ---------------------------------------------
@@ -290,7 +281,7 @@ uint32_t ruxosleep_interruptible(uint32_t) { return 0; }
 namespace {
 
 void run() {
-    Application application;
+    IdleApplication application;
     GPSAdapter adapter(&application);
     GPSParams params;
     adapter.GetParams(params);

@@ -13,6 +13,7 @@
 
 #include "Footprint.h"
 #include "GPSAdapter.h"
+#include "IdleApplication.h"
 
 namespace {
 
@@ -20,16 +21,6 @@ constexpr int kGeofences = 5;
 
 std::atomic<unsigned long> reports{0};
 sem_t asked;
-
-class Application : public IGPSCallback {
-public:
-    unsigned int OnGeofenceLeft(const GPSGeofence&) override { return 0; }
-    unsigned int OnGeofenceEntered(const GPSGeofence&) override { return 0; }
-    unsigned int OnAntennaStateChanged(GPSAntennaState, RuxoString&, bool&) override { return 0; }
-    unsigned int OnAvailabilityChanged(bool) override { return 0; }
-    unsigned int OnPositionUpdate() override { return 0; }
-    unsigned int OnTracking(const GPSData&) override { return 0; }
-};
 
 void configure(GPSAdapter& adapter) {
     GPSParams params;
@@ -82,7 +73,7 @@ extern "C" int gps_read(gps_data_t* record, char* message, int length) {
 }
 
 int main() {
-    Application application;
+    IdleApplication application;
     GPSAdapter adapter(&application);
     configure(adapter);
     if (adapter.Initialize() != 0 || adapter.Start() != 0)

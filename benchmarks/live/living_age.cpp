@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "GPSAdapter.h"
+#include "IdleApplication.h"
 
 namespace {
 
@@ -81,12 +82,8 @@ double number(const char* word) { return strtod(word, nullptr); }
 
 // --- The application ------------------------------------------------------------------------------------
 
-class NotingCallback : public IGPSCallback {
+class NotingApplication : public IdleApplication {
 public:
-    unsigned int OnGeofenceLeft(const GPSGeofence&) override { return 0; }
-    unsigned int OnGeofenceEntered(const GPSGeofence&) override { return 0; }
-    unsigned int OnAntennaStateChanged(GPSAntennaState, RuxoString&, bool&) override { return 0; }
-    unsigned int OnAvailabilityChanged(bool) override { return 0; }
     unsigned int OnPositionUpdate() override { return note(); }
     unsigned int OnTracking(const GPSData&) override { return note(); }
 
@@ -213,7 +210,7 @@ int main(int argc, char** argv) {
     if (argc != 5)
         return 2;
     tickOffset = std::floor(calendar()) - 1000 + number(argv[3]) / 1000;
-    NotingCallback callback;
+    NotingApplication callback;
     GPSAdapter adapter(&callback);
     if (!startLater(static_cast<useconds_t>(1000 * number(argv[4])), adapter))
         return 1;

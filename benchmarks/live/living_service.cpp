@@ -16,22 +16,13 @@
 #include <string>
 
 #include "GPSAdapter.h"
+#include "IdleApplication.h"
 
 namespace {
 
 constexpr useconds_t kLookPeriodUs = 200000;
 
 bool looksAtFile = false;
-
-class IdleCallback : public IGPSCallback {
-public:
-    unsigned int OnGeofenceLeft(const GPSGeofence&) override { return 0; }
-    unsigned int OnGeofenceEntered(const GPSGeofence&) override { return 0; }
-    unsigned int OnAntennaStateChanged(GPSAntennaState, RuxoString&, bool&) override { return 0; }
-    unsigned int OnAvailabilityChanged(bool) override { return 0; }
-    unsigned int OnPositionUpdate() override { return 0; }
-    unsigned int OnTracking(const GPSData&) override { return 0; }
-};
 
 void setOneGeofence(GPSAdapter& adapter) {
     GPSParams params;
@@ -79,7 +70,7 @@ unsigned int RuxoHAL::GetGNSSAntennaState(GPSAntennaState& state) {
 }
 
 int main() {
-    IdleCallback callback;
+    IdleApplication callback;
     GPSAdapter adapter(&callback);
     setOneGeofence(adapter);
     bool worked = adapter.Initialize() == 0;
