@@ -4,8 +4,7 @@
 //
 //   under callgrind  each stretch ends with a dump that is named "KEY WHO N"
 //   under qemu       each stretch lies between the addresses of `stretchBegins` and `stretchEnds`, in the
-//   order of the
-//                    lines "stretch KEY WHO N" on standard output
+//                    order of the lines "stretch KEY WHO N" on standard output
 //
 // Allocations are counted here: "value KEY.allocations WHO NUMBER".
 

@@ -3,8 +3,7 @@
 // it waits on; gpsd's end of it is held here. The reader runs on this thread, with a snapshot of its own.
 //
 //   report.*    all that a report costs, libgps's parsing included: hundreds of times as much as the rest
-//   own.*       the same after libgps has parsed the report once: what a client adds to it, to the
-//   instruction
+//   own.*       the same after libgps has parsed the report once: what a client adds to it
 
 #include <alloca.h>
 #include <dlfcn.h>

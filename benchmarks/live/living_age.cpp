@@ -9,9 +9,8 @@
 //   first TIME                                 the worker's first cycle began
 //   cycle LATE                                 how much longer than asked for each sleep of the worker took
 //   pause LATE                                 each pause of the reader
-//   report TIME EPOCH LATITUDE LONGITUDE       a report could be had at the socket: a client without pauses
-//   had it.
-//                                              Epoch, and microdegrees, are 0 for other reports than fixes
+//   report TIME EPOCH LATITUDE LONGITUDE       a client without pauses had a report at the socket. Epoch,
+//                                              and microdegrees, are 0 for other reports than fixes
 //   call TIME                                  the application was called: OnTracking or OnPositionUpdate
 //   poll TIME SECOND LATITUDE LONGITUDE        GetReadings gave this fix, at a moment that depends on nothing
 
