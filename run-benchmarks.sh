@@ -3,6 +3,7 @@
 # shellcheck disable=SC2154  # `tool` and `options` come from options.bash
 set -u -o pipefail
 
+caller=$PWD
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")" || exit
 . tools/options.bash
 
@@ -20,6 +21,8 @@ readonly measurements=(
     "endings       benchmarks/live/endings"
     "line-pace     benchmarks/live/line-pace"
     "footprint     benchmarks/live/footprint")
+
+readonly longest_s=1500 # of one measurement: far more than any takes
 
 names() { printf '%s\n' "${measurements[@]%% *}"; }
 
@@ -60,7 +63,8 @@ while [[ $1 != -- ]]; do
     case $1 in
         --quick) quick=1; shift ;;
         --only) only=$2; shift 2; [[ -n $only ]] || wrong_usage "--only needs a list of measurements, like counts,times" ;;
-        --output) output=$2; shift 2; [[ -n $output ]] || wrong_usage "--output needs a folder" ;;
+        --output) output=$2; shift 2; [[ -n $output ]] || wrong_usage "--output needs a folder"
+            [[ $output == /* ]] || output=$caller/$output ;;
         --no-install) install=; shift ;;
     esac
 done
@@ -84,19 +88,23 @@ build() {
     fail "the build failed, see $log"
 }
 
-# The values of one measurement, once it has come to its end.
+# The values of one measurement, once it has come to its end. What fails costs its own rows alone.
 measure() {
     local name=$1 command=$2 began=$SECONDS
     echo "== $name"
-    "$command" >"$output/$name.txt" || fail "'$command' failed"
-    cat "$output/$name.txt" >>"$output/values.txt"
+    if timeout --foreground --kill-after 10 "$longest_s" "$command" >"$output/$name.txt"; then
+        cat "$output/$name.txt" >>"$output/values.txt"
+    else
+        echo "$tool: '$command' failed" >&2
+        failed+=("$name")
+    fi
     echo "== $((SECONDS - began)) s"
 }
 
 run() {
-    local measurement name command packages=bench partial=() drawn=(--output "$output")
-    [[ -z $only ]] || partial=(--partial)
-    [[ -z $quick ]] || packages=count drawn=()
+    local measurement name command packages=bench judging=(--output "$output") failed=()
+    [[ -z $only ]] || judging+=(--partial)
+    [[ -z $quick ]] || packages=count judging=(--counts)
     [[ -z $install ]] || tools/install-dependencies "$packages" || fail "the packages could not be installed"
     echo "== building"
     build
@@ -106,8 +114,14 @@ run() {
         read -r name command <<<"$measurement"
         ! printf '%s\n' "${chosen[@]}" | grep -qxF -e "$name" || measure "$name" "$command"
     done
-    benchmarks/report "${partial[@]}" "${drawn[@]}" "$output/values.txt"
+    benchmarks/report "${judging[@]}" "$output/values.txt" || return
+    ((${#failed[@]} == 0)) || fail "not everything could be measured: ${failed[*]}"
 }
+
+# Nothing goes on behind a Ctrl-C.
+trap 'exit 130' INT
+trap 'exit 143' TERM
+trap 'exit 129' HUP
 
 # In one line: bash reads on in this file only later, when somebody may have changed it.
 run; exit

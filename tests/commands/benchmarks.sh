@@ -46,6 +46,8 @@ judged 0 ', 1 targets held, 0 missed' 'difference <= 254' peer 'ours 1254,peer 1
 judged 1 ', 0 targets held, 1 missed' 'difference <= 254' peer 'ours 1255,peer 1000'
 judged 0 ', 1 targets held, 0 missed' 'ours == 0' - 'ours 0'
 judged 1 ', 0 targets held, 1 missed' 'ours == 0' - 'ours 0.05'
+judged 1 ', 0 targets held, 1 missed' 'ours == 0' - 'ours 0 1 0'
+judged 1 'inf' 'ratio <= 2' peer 'ours 1,peer 0'
 judged 0 ', 1 targets held, 0 missed' 'ours <= guard 100' - 'ours 105'
 judged 1 ', 0 targets held, 1 missed' 'ours <= guard 100' - 'ours 106'
 judged 0 ', 0 targets held, 0 missed' documented - 'ours 15 16'
@@ -64,6 +66,15 @@ judged 1 '0 comparisons' 'ratio <= 2' peer 'peer 1' --partial
 judged 2 "no target: 'about 3'" 'about 3' peer 'ours 1,peer 1'
 judged 2 'nothing to compare with' 'ratio <= 3' - 'ours 1'
 judged 2 "'fast' is no number" 'ratio <= 3' peer 'ours fast,peer 1'
+
+# Of what is counted nothing may be missing where all of it is; what else was not measured is left out.
+printf '%s\n' '7 | it | a | - | instructions | ours <= 2' '7 | armhf.it | b | - | instructions | ours <= 2' \
+    '7 | wall | c | - | s | ours <= 2' >"$work/rows"
+printf 'value it ours 1\n' | "$repository/benchmarks/report" --rows "$work/rows" --counts >/dev/null
+expect "a count that is there is enough" equal "$?" 0
+output=$(printf 'value wall ours 1\n' | "$repository/benchmarks/report" --rows "$work/rows" --counts)
+expect "a count that is gone is a failure" equal "$?" 1
+expect "and is named, and nothing else" equal "$(grep '^not measured' <<<"$output")" 'not measured: it of row 7, a'
 
 # A target that is known not to be held has its reason in the table, and is no failure.
 judged 0 'no: the sleep ends late' 'ratio <= 1.0 | the sleep ends late' peer 'ours 2,peer 1'
@@ -101,9 +112,13 @@ expect "a target that holds is status 0" equal "$status" 0
 expect "the table is shown" contains "$output" 'some work'
 OURS=11 run --quick
 expect "a target that is missed is status 1" equal "$status" 1
-OURS=10 END=3 run --only counts
+stand_in "$work/checkout/benchmarks/times/run" <<<$'#!/bin/sh\necho value it ours 10; echo value it peer 10'
+OURS=10 END=3 run --only counts,times
 expect "a measurement that fails is status 1" equal "$status" 1
 expect "and is named" contains "$output" "'benchmarks/counts/run' failed"
+expect "the others are judged all the same" contains "$output" '1 comparisons, 1 targets held'
+(cd "$work" && OURS=10 run --only times --output here)
+expect "--output is a folder of the caller's" test -s "$work/here/values.txt"
 for wrong in '--only cuonts' '--only=' '--quick --only counts' 'counts' '--output='; do
     # shellcheck disable=SC2086  # several words
     run $wrong
