@@ -35,7 +35,7 @@ targets hold. The whole takes about 40 minutes on two cores and wants a quiet ma
 
   --quick       the counts of instructions and allocations alone, in less than 3 minutes
   --only LIST   only these: $(names | paste -sd, | sed 's/,/, /g')
-  --output DIR  where values.txt, benchmarks.json and the pictures go (build/benchmarks/results)
+  --output DIR  where values.txt, benchmarks.json and the pictures go (build/benchmarks/results, or quick)
   --no-install  the packages are there: look for none, install none
   -h, --help    print this text
   --version     print the version
@@ -55,7 +55,7 @@ fail() {
 quick=
 only=
 install=1
-output=build/benchmarks/results
+output=
 options=()
 read_options "quick,only:,output:,no-install" "$@"
 set -- "${options[@]}"
@@ -72,6 +72,7 @@ shift
 (($# == 0)) || wrong_usage "unexpected argument '$1'"
 [[ -z $quick || -z $only ]] || wrong_usage "--quick and --only exclude each other"
 [[ -z $quick ]] || only=counts
+[[ -n $output ]] || output=build/benchmarks/$([[ -n $quick ]] && echo quick || echo results)
 readarray -t chosen < <(tr , '\n' <<<"${only:-$(names | paste -sd,)}")
 for name in "${chosen[@]}"; do
     names | grep -qxF -e "$name" || wrong_usage "--only needs some of $(names | paste -sd' '), not '$name'"
@@ -109,7 +110,7 @@ run() {
     echo "== building"
     build
     mkdir -p "$output"
-    : >"$output/values.txt"
+    echo "commit $(git describe --always --dirty 2>/dev/null || echo unknown)" >"$output/values.txt"
     for measurement in "${measurements[@]}"; do
         read -r name command <<<"$measurement"
         ! printf '%s\n' "${chosen[@]}" | grep -qxF -e "$name" || measure "$name" "$command"

@@ -75,7 +75,8 @@ public:
     /// Body of the reader thread; `readerBlock` is a `ReaderBlock*`. Returns null, once `stopRequested` is
     /// set there, by `Stop` or by itself after too many waits without data. Throws nothing. A connection that
     /// fails, or a session that gets no memory, is logged with a negative errno and then counts its cycles as
-    /// empty.
+    /// empty. `Start` runs it on a thread that has all signals blocked; on another, a signal cuts its waits
+    /// and pauses short.
     static void* ReadData(void* readerBlock);
 
     /// Reader cycles without data since the last restart by `GetData`, which comes above 10. Successful reads

@@ -1,6 +1,8 @@
 #ifndef IDLEAPPLICATION_H
 #define IDLEAPPLICATION_H
 
+#include <unistd.h>
+
 #include "GPSAdapter.h"
 
 /// An application that makes nothing of what it is told.
@@ -13,5 +15,15 @@ public:
     unsigned int OnPositionUpdate() override { return 0; }
     unsigned int OnTracking(const GPSData&) override { return 0; }
 };
+
+/// Returns once the readings have a fix; looks ten times a second.
+inline void awaitFixes(GPSAdapter& adapter) {
+    constexpr useconds_t lookPeriodUs = 100000;
+    GPSReadings readings;
+    do {
+        usleep(lookPeriodUs);
+        adapter.GetReadings(readings);
+    } while (!readings.available);
+}
 
 #endif

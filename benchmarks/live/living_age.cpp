@@ -37,7 +37,6 @@ namespace {
 
 constexpr useconds_t kReaderPauseUs = 50000;
 constexpr useconds_t kWorkerSleepUs = 250000;
-constexpr useconds_t kLookPeriodUs = 100000;
 constexpr useconds_t kSettleUs = 3000000;
 constexpr int kShortestPollMs = 10;
 constexpr int kLongestPollMs = 90;
@@ -100,14 +99,6 @@ void setTracking(GPSAdapter& adapter) {
     params.trackingEnabled = true;
     params.trackingPeriod = 1;
     adapter.SetParams(params);
-}
-
-void awaitFixes(GPSAdapter& adapter) {
-    GPSReadings readings;
-    do {
-        usleep(kLookPeriodUs);
-        adapter.GetReadings(readings);
-    } while (!readings.available);
 }
 
 void pollFor(double seconds, GPSAdapter& adapter) {

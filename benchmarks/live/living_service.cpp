@@ -20,8 +20,6 @@
 
 namespace {
 
-constexpr useconds_t kLookPeriodUs = 200000;
-
 bool looksAtFile = false;
 
 void setOneGeofence(GPSAdapter& adapter) {
@@ -31,14 +29,6 @@ void setOneGeofence(GPSAdapter& adapter) {
     params.geofences[0].name.setStr("gate");
     params.geofences[0].width = params.geofences[0].height = 10000;
     adapter.SetParams(params);
-}
-
-void awaitFixes(GPSAdapter& adapter) {
-    GPSReadings readings;
-    do {
-        usleep(kLookPeriodUs);
-        adapter.GetReadings(readings);
-    } while (!readings.available);
 }
 
 bool renew(GPSAdapter& adapter) { return adapter.Finalize() == 0 && adapter.Initialize() == 0; }

@@ -84,7 +84,10 @@ judged 0 ', 1 targets held, 0 missed' 'ratio <= 1.0 | the sleep ends late' peer 
 # The page's table is replaced, and nothing else of it.
 printf 'before\n<!-- table: begin -->\nstale\n<!-- table: end -->\nafter\n' >"$work/page.md"
 report 'ratio <= 2' peer 'ours 1,peer 1' --page "$work/page.md"
+echo 'commit 0123abc' >>"$work/values"
+"$repository/benchmarks/report" --rows "$work/rows" --page "$work/page.md" "$work/values" >/dev/null
 page=$(<"$work/page.md")
+expect "the page names the commit that was measured" contains "$page" ', 0123abc: '
 expect "the page has the row" contains "$page" '| 7 | some work | 1 s | peer 1 | 1 | at most 2 | yes |'
 expect "the page keeps what stands around the table" equal "${page%%$'\n'*} ${page##*$'\n'}" 'before after'
 expect "the page's old table is gone" test "${page/stale/}" = "$page"
