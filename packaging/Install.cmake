@@ -97,3 +97,6 @@ file(GLOB documents RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS docs/*.md A
 foreach(document IN LISTS documents)
     install_document(${document})
 endforeach()
+
+# The pictures that they show.
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING PATTERN "*.svg")

@@ -1,6 +1,6 @@
 #!/bin/bash
-# How the benchmarks' report judges what was measured, and what run-benchmarks.sh makes of it. Build and measurements are
-# stand-ins.
+# How the benchmarks' report judges what was measured, and what run-benchmarks.sh makes of it. Build, measurements
+# and gnuplot are stand-ins.
 #
 #   benchmarks.sh REPOSITORY
 set -u
@@ -106,7 +106,9 @@ cp "$repository/run-benchmarks.sh" "$repository/CMakeLists.txt" "$work/checkout/
 cp "$repository/tools/options.bash" "$work/checkout/tools/"
 stand_in "$work/checkout/tools/install-dependencies" <<<$'#!/bin/sh\nexit 0'
 stand_in "$work/checkout/benchmarks/report" < <(sed "s|^ROWS = .*|ROWS = Path('$work/rows')|" "$repository/benchmarks/report")
-stand_in "$work/bin/cmake" <<<$'#!/bin/sh\nexit 0'
+for tool in cmake gnuplot; do
+    stand_in "$work/bin/$tool" <<<$'#!/bin/sh\nexit 0'
+done
 stand_in "$work/checkout/benchmarks/counts/run" <<<$'#!/bin/sh\necho value it ours "$OURS"; echo value it peer 10; exit "${END-0}"'
 echo '7 | it | some work | peer | s | ratio <= 1.05' >"$work/rows"
 
