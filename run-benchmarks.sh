@@ -31,7 +31,7 @@ usage() {
 Usage: ./run-benchmarks.sh [OPTIONS]
 
 Builds the release with its benchmarks, runs them, and prints a table of what was measured, against what, and whether the
-targets hold. The whole takes about 40 minutes on two cores and wants a quiet machine; what is counted doesn't mind.
+targets hold. The whole takes about 30 minutes on two cores and wants a quiet machine; what is counted doesn't mind.
 
   --quick       the counts of instructions and allocations alone, in less than 3 minutes
   --only LIST   only these: $(names | paste -sd, | sed 's/,/, /g')

@@ -207,6 +207,16 @@ control_folder_is_shared_with_the_host() {
     expect "no pipe is left" not test -e "$scratch/control/receiver.control"
 }
 
+shared_memory_of_the_host_shows_what_the_command_needs() {
+    local folder shown
+    folder=$(mktemp -d /dev/shm/unit-run-shown-XXXXXX) || return
+    mkdir "$folder.other"
+    echo needed >"$folder/file"
+    shown=$("$unit" --no-receiver -- bash -c 'cat "$0"; ls /dev/shm' "$folder/file")
+    rm -r "$folder" "$folder.other"
+    expect "the folder of an argument, and no other" equal "$shown" "needed"$'\n'"${folder##*/}"
+}
+
 data_is_kept_only_in_a_folder_of_the_host() {
     on_bare_unit 'echo lost >/data/file'
     expect "lost without --data" not on_bare_unit 'test -e /data/file'
@@ -415,6 +425,7 @@ readonly checks=(
     has_the_units_paths knows_the_librarys_commands shell_writes_escapes_to_the_port
     timeout_ends_a_program_that_hangs gpsd_starts_reports_dies_and_starts_again controls_reach_the_receiver
     receiver_arguments_may_be_quoted antenna_is_a_file control_folder_is_shared_with_the_host
+    shared_memory_of_the_host_shows_what_the_command_needs
     data_is_kept_only_in_a_folder_of_the_host data_may_have_little_room clock_runs_faster_for_all_processes_alike
     every_way_of_waiting_counts_the_units_time clock_may_run_a_fraction_faster
     clock_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice takes_a_failure_in_time_as_it_is
