@@ -2,14 +2,14 @@
 //
 // The worker thread calls the update operations; the application's threads read and set. Each operation takes
 // the lock itself, for the shortest stretch that touches shared members; the driver is always called without
-// it. The arithmetic of odometer and geofences is pure and stands apart from locking and callbacks.
+// it. The arithmetic of odometer and geofences is pure and stands apart from locking and callbacks, in
+// headers of its own.
 
 #include "GPSAdapter.h"
 
 #include <sys/time.h>
 
 #include <cerrno>
-#include <cmath>
 #include <ctime>
 #include <exception>
 #include <new>
@@ -17,7 +17,9 @@
 
 #include "AntennaValues.h"
 #include "GPSTimedWorker.h"
+#include "GeofenceArithmetic.h"
 #include "Log.h"
+#include "OdometerArithmetic.h"
 #include "Saturate.h"
 
 // --- Constants ------------------------------------------------------------------------------------------
@@ -36,16 +38,6 @@ constexpr uint32_t kFixesBetweenNotifications = 10;
 
 constexpr int32_t kMaxDeviationSeconds = 2592000;  // 30 days
 constexpr int32_t kClockWasSetSeconds = 631152000; // 1990-01-01 00:00:00 UTC
-
-constexpr uint32_t kWarmupSeconds = 180;
-constexpr double kKeepFactor = 0.9;
-// KEEP: 0.09999999999999998, not the literal 0.1.
-// Pinned by UpdateOdometer.WeighsTheNewByOneMinusNineTenthsNotByATenth
-constexpr double kTakeFactor = 1.0 - kKeepFactor;
-constexpr double kMetresPerMicrodegree = 0.11113286273635781;
-constexpr double kPi = 3.141592653589793;
-constexpr double kJumpMetres = 1000.0;
-constexpr double kStepMetres = 15.0;
 
 constexpr double kMicrodegreesPerDegree = 1e6;
 constexpr double kThousandths = 1000.0;
@@ -68,43 +60,11 @@ constexpr char kCurrentData[] =
     "Current GPS data: longitude=%g latitude=%g alt=%gm speed=%gm/s course=%g date='%s'";
 constexpr char kNoCurrentData[] = "Current GPS data: not valid";
 
-// --- Odometer arithmetic --------------------------------------------------------------------------------
-
-/// Position cycles that a warm-up takes.
-int32_t warmupCycles(uint32_t positionInterval) {
-    return static_cast<int32_t>(kWarmupSeconds / (positionInterval == 0 ? 1 : positionInterval));
-}
-
-/// A tenth of the new position and nine tenths of the smoothed one.
-int32_t smooth(int32_t current, int32_t filtered) {
-    return saturate<int32_t>(std::round(current * kTakeFactor + filtered * kKeepFactor));
-}
-
-/// Distance between two nearby points, on a sphere, the meridians' convergence taken at `to`.
-double distanceMetres(const GPSData& from, const GPSData& to) {
-    // In double: the difference of two extreme positions would not fit 32 bits.
-    const double latitudeDiff = static_cast<double>(from.latitude) - to.latitude;
-    const double longitudeDiff = static_cast<double>(from.longitude) - to.longitude;
-    const double dLat = latitudeDiff * kMetresPerMicrodegree;
-    const double c = std::cos(to.latitude * kPi / 180 * 1e-6);
-    const double dLon = longitudeDiff * kMetresPerMicrodegree * c;
-    return std::sqrt(dLat * dLat + dLon * dLon);
-}
+// --- Points and geofences -------------------------------------------------------------------------------
 
 void copyPoint(GPSData& to, const GPSData& from) {
     to.latitude = from.latitude;
     to.longitude = from.longitude;
-}
-
-// --- Geofence arithmetic --------------------------------------------------------------------------------
-
-/// Whether `position` lies within `half` of `centre`.
-// KEEP: the sums wrap at 32 bits and are compared signed, so an extent of nearly 2^32 encloses nothing.
-// Pinned by GPSGeofenceRectangle.EnclosesNothingWhenItsSumsWrap
-bool isWithin(int32_t position, int32_t centre, uint32_t half) {
-    const auto low = static_cast<int32_t>(static_cast<uint32_t>(centre) - half);
-    const auto high = static_cast<int32_t>(static_cast<uint32_t>(centre) + half);
-    return low <= position && position <= high;
 }
 
 bool differs(const GPSGeofence& a, const GPSGeofence& b) {
@@ -114,19 +74,7 @@ bool differs(const GPSGeofence& a, const GPSGeofence& b) {
 
 using State = GPSGeofenceState;
 
-bool countsAsInside(State state) {
-    // KEEP: an unknown state counts as inside, so a first position within the margin makes no event.
-    // Pinned by GPSGeofenceCheck.TreatsAnUnknownStateLikeInside
-    return state != State::Outside && state != State::Left;
-}
-
-State nextState(State state, bool inside) {
-    // KEEP: from Unknown a position inside makes no event, one outside does.
-    // Pinned by GPSGeofenceCheck.RaisesLeftButNotEnteredFromUnknown
-    if (countsAsInside(state))
-        return inside ? State::Inside : State::Left;
-    return inside ? State::Entered : State::Outside;
-}
+// --- Texts ----------------------------------------------------------------------------------------------
 
 /// `ctime` of a 32-bit time, whatever the width of `time_t`, in a buffer of its own.
 // KEEP: with its line feed, which stands before the closing quote of the log line.
@@ -216,25 +164,26 @@ void GPSGeofence::Clear() {
 }
 
 bool GPSGeofence::checkInside(const GPSData& data, unsigned int marginMicrodegrees) const {
-    return isWithin(data.longitude, longitude, marginMicrodegrees + (width >> 1)) &&
-           isWithin(data.latitude, latitude, marginMicrodegrees + (height >> 1));
+    using namespace geofencing;
+    return isWithin(data.longitude, longitude, halfWithMargin(width, marginMicrodegrees)) &&
+           isWithin(data.latitude, latitude, halfWithMargin(height, marginMicrodegrees));
 }
 
 unsigned int GPSGeofence::CheckGeofence(const GPSData& data, GPSGeofenceState& state) const {
-    const bool configured = width != 0 && height != 0;
+    const bool configured = geofencing::isConfigured(width, height);
     if (!configured || !data.valid) {
         state = State::Unknown;
         return configured ? GPS_ERR_INVALID_POSITION : 0;
     }
-    const bool inside = checkInside(data, countsAsInside(state) ? margin : 0);
-    state = nextState(state, inside);
+    const bool inside = checkInside(data, geofencing::countsAsInside(state) ? margin : 0);
+    state = geofencing::nextState(state, inside);
     return 0;
 }
 
 // --- Construction and destruction -----------------------------------------------------------------------
 
 GPSAdapter::GPSAdapter(IGPSCallback* applicationCallback)
-    : callback(applicationCallback), hal(nullptr), worker(nullptr), odometerWarmup(kWarmupSeconds),
+    : callback(applicationCallback), hal(nullptr), worker(nullptr), odometerWarmup(odometry::kWarmupSeconds),
       previousAntennaState(kAntennaNotFilledIn), available(false), antennaState(kAntennaNotFilledIn),
       satelliteCount(0), snr(0), fixTick(0), odometer(0), geofenceStates{}, timeDeviationValid(false),
       timeDelta(0), horizontalError(0), timeError(0), maxGeofences(kGPSMaxGeofences),
@@ -302,7 +251,7 @@ unsigned int GPSAdapter::ResetParams() {
     // fixes stay. Pinned by AdapterDefaults.AreNotWhatResetParamsLeavesAlone
     resetSettings();
     resetReadings();
-    resetOdometer(warmupCycles(params.positionInterval));
+    resetOdometer(odometry::warmupCycles(params.positionInterval));
     return 0;
 }
 
@@ -570,31 +519,31 @@ void GPSAdapter::warmUpOdometer() {
 
 void GPSAdapter::trackOdometer() {
     smoothPosition();
-    const double distance = distanceMetres(odometerReference, odometerFiltered);
-    if (distance > kJumpMetres)
+    const double distance = odometry::distanceMetres(odometerReference, odometerFiltered);
+    if (odometry::isJump(distance))
         restartOdometer();
-    else if (distance > kStepMetres)
+    else if (odometry::isStep(distance))
         countDistance(distance);
 }
 
 void GPSAdapter::smoothPosition() {
     const LockGuard guard(*this);
-    odometerFiltered.latitude = smooth(currentData.latitude, odometerFiltered.latitude);
-    odometerFiltered.longitude = smooth(currentData.longitude, odometerFiltered.longitude);
+    odometerFiltered.latitude = odometry::smooth(currentData.latitude, odometerFiltered.latitude);
+    odometerFiltered.longitude = odometry::smooth(currentData.longitude, odometerFiltered.longitude);
 }
 
 void GPSAdapter::restartOdometer() {
     odometerReference.valid = false;
     odometerFiltered.valid = false;
     const LockGuard guard(*this);
-    odometerWarmup = warmupCycles(params.positionInterval);
+    odometerWarmup = odometry::warmupCycles(params.positionInterval);
 }
 
 void GPSAdapter::countDistance(double distance) {
     {
         const LockGuard guard(*this);
-        if (distance > 2.0 * horizontalError)
-            odometer += saturate<uint32_t>(std::round(distance));
+        if (odometry::exceedsError(distance, horizontalError))
+            odometer += odometry::wholeMetres(distance);
     }
     // KEEP: the reference moves even when the step was not counted: it is dropped, not carried over.
     // Pinned by UpdateOdometer.DropsAStepWithinTwiceTheErrorEstimate

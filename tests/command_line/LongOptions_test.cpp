@@ -51,6 +51,42 @@ TEST(LongOptions, BeginAnewWithEachCommandLine) {
     EXPECT_THAT(taken({"--json"}), ElementsAre("json"));
 }
 
+// --- Letters and arguments ------------------------------------------------------------------------------
+
+const std::vector<LongOption> kKnownToAReport{{"output", true, 'o'}, {"quiet", false, 'q'}, {"help", false}};
+
+/// "name=value" of each option, arguments as they are, and last what is wrong.
+std::vector<std::string> takenByAReport(const std::vector<std::string>& words) {
+    std::vector<std::string> said;
+    try {
+        LongOptions given(kKnownToAReport, words, usualWords, LongOptions::Arguments::Taken);
+        while (const auto option = given.next())
+            said.push_back(option->row == kArgument
+                               ? option->value
+                               : std::string(kKnownToAReport[option->row].name) + "=" + option->value);
+    } catch (const OptionError& error) {
+        said.emplace_back(error.what());
+    }
+    return said;
+}
+
+TEST(LettersOfOptions, StandForTheirNames) {
+    EXPECT_THAT(takenByAReport({"-o", "a", "-ob", "-q", "--output=c", "-qh"}),
+                ElementsAre("output=a", "output=b", "quiet=", "output=c", "quiet=", "help="));
+}
+
+TEST(LettersOfOptions, AreRefusedAsTheirNamesAre) {
+    EXPECT_THAT(takenByAReport({"-q", "-o"}), ElementsAre("quiet=", "-o needs a value"));
+    EXPECT_THAT(takenByAReport({"-x"}), ElementsAre("unknown option '-x'"));
+    EXPECT_THAT(takenByAReport({"--quiet=yes"}), ElementsAre("--quiet takes no value"));
+}
+
+TEST(ArgumentsOfACommand, AreTakenInTheirOrderBetweenTheOptions) {
+    EXPECT_THAT(takenByAReport({"one", "-q", "two", "-"}), ElementsAre("one", "quiet=", "two", "-"));
+    EXPECT_THAT(takenByAReport({"one", "--", "-q", "--output"}), ElementsAre("one", "-q", "--output"));
+    EXPECT_THAT(takenByAReport({"--"}), ElementsAre());
+}
+
 // --- What is wrong --------------------------------------------------------------------------------------
 
 TEST(LongOptions, AreRefusedWithTheWordThatIsWrong) {

@@ -4,13 +4,15 @@
 #include <getopt.h>
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 /// The command lines of this project's programs, by getopt_long: `--opt VALUE` and `--opt=VALUE`, a beginning
-/// of a name where it is clear whose, `-h` for `--help`, and nothing but options.
+/// of a name where it is clear whose, `-h` for `--help`, letters where a program gives an option one, and
+/// nothing but options unless a program takes arguments.
 
 namespace command_line {
 
@@ -24,12 +26,16 @@ public:
 struct LongOption {
     const char* name; ///< without its dashes
     bool hasValue;
+    char letter = '\0'; ///< `-o VALUE` and `-oVALUE` beside `--output VALUE`; none but `-h` where it is 0
 };
 
-/// An option as it was given.
+/// The row of a word that is no option, where a program takes such.
+constexpr std::size_t kArgument = std::numeric_limits<std::size_t>::max();
+
+/// An option as it was given, or an argument.
 struct GivenOption {
-    std::size_t row; ///< its place among the known ones
-    std::string value;
+    std::size_t row;   ///< its place among the known ones, or kArgument
+    std::string value; ///< the option's, or the argument itself
 };
 
 /// What is wrong with a word of the command line.
@@ -61,9 +67,12 @@ class LongOptions {
 public:
     using Words = std::string (*)(const Mistake& mistake);
 
+    /// Whether words that are no options are handed on, between the options and behind a `--`, or refused.
+    enum class Arguments { Refused, Taken };
+
     /// One of `known` is "help". `inWords` says what is wrong.
-    LongOptions(const std::vector<LongOption>& known, std::vector<std::string> arguments,
-                Words inWords = usualWords);
+    LongOptions(const std::vector<LongOption>& known, std::vector<std::string> words,
+                Words inWords = usualWords, Arguments arguments = Arguments::Refused);
     LongOptions(const LongOptions&) = delete;
     LongOptions& operator=(const LongOptions&) = delete;
 
@@ -72,10 +81,15 @@ public:
     std::optional<GivenOption> next();
 
 private:
+    std::optional<GivenOption> nextArgument();
     [[noreturn]] void refuse(bool valueIsMissing, const std::string& word) const;
-    std::size_t helpRow() const;
+    std::optional<std::size_t> rowOf(int code) const; ///< nothing for a letter that no option has
 
-    std::vector<option> rows_;       ///< as getopt_long wants them, with a last one of zeros
+    std::vector<option> rows_;  ///< as getopt_long wants them, with a last one of zeros
+    std::string letters_;       ///< as getopt_long wants them
+    std::string lettersOfRows_; ///< one for each row, 0 where it has none
+    Arguments arguments_;
+    bool optionsEnded_ = false;
     std::vector<std::string> words_; ///< a program's name and the arguments
     std::vector<char*> pointers_;    ///< to them, with a null pointer behind the last
     Words inWords_;
