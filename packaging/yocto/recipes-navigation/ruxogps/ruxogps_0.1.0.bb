@@ -15,7 +15,7 @@ inherit cmake pkgconfig systemd useradd
 RUXOGPS_PLATFORM_RECIPE ?= ""
 RUXO_PLATFORM ?= "${STAGING_DIR_HOST}${prefix}"
 
-DEPENDS = "gpsd nlohmann-json ${RUXOGPS_PLATFORM_RECIPE}"
+DEPENDS = "gpsd ncurses nlohmann-json tomlplusplus ${RUXOGPS_PLATFORM_RECIPE}"
 
 EXTRA_OECMAKE = "\
     -DRUXO_PLATFORM=${RUXO_PLATFORM} \
