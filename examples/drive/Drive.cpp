@@ -10,6 +10,8 @@
 
 namespace {
 
+using Step = telemetry::ServiceStep::Step;
+
 constexpr uint32_t kPollMilliseconds = 200;
 constexpr uint32_t kOdometerReportM = 250;
 constexpr double kShortestStretchM = 15;
@@ -52,25 +54,33 @@ double secondsBetween(std::chrono::steady_clock::time_point from, std::chrono::s
 
 } // namespace
 
-Drive::Drive(const Options& options) : options_(options) {}
+Drive::Drive(const Options& options) : options_(options), recorder_(options.recordFile) {}
 
 // --- Up and down ----------------------------------------------------------------------------------------
 
 bool Drive::start() {
     begin_ = Clock::now();
-    say("coming up: the driver takes the receiver over and configures it; this takes several seconds");
-    gps_ = std::make_unique<GPSAdapter>(&events_);
-    applySettings();
-    say("coming up: gpsd is started on the receiver's port");
-    unsigned int rc = gps_->Initialize();
-    if (rc == 0) {
-        say("coming up: waiting for gpsd to take connections, then reading its reports");
-        rc = gps_->Start();
-    }
+    const unsigned int rc = bringUp();
     started_ = Clock::now();
+    recorder_.step(rc == 0 ? Step::Running : Step::Failed, rc);
     say(rc == 0 ? "the service is up, waiting for the first fix"
                 : format("the service does not start (error code 0x%08X)", rc));
     return rc == 0;
+}
+
+unsigned int Drive::bringUp() {
+    say("coming up: the driver takes the receiver over and configures it; this takes several seconds");
+    recorder_.step(Step::Constructing);
+    gps_ = std::make_unique<GPSAdapter>(&events_);
+    applySettings();
+    say("coming up: gpsd is started on the receiver's port");
+    recorder_.step(Step::Initializing);
+    const unsigned int rc = gps_->Initialize();
+    if (rc != 0)
+        return rc;
+    say("coming up: waiting for gpsd to take connections, then reading its reports");
+    recorder_.step(Step::Starting, rc);
+    return gps_->Start();
 }
 
 void Drive::applySettings() {
@@ -79,16 +89,21 @@ void Drive::applySettings() {
     params.trackingEnabled = options_.trackingPeriodS > 0;
     params.trackingPeriod = options_.trackingPeriodS;
     params.geofencesEnabled = true;
-    gps_->SetParams(params);
+    handOver(params);
     for (const GPSGeofence& geofence : options_.geofences)
         watch(geofence);
+}
+
+void Drive::handOver(const GPSParams& params) {
+    gps_->SetParams(params);
+    recorder_.settings(params);
 }
 
 void Drive::watch(const GPSGeofence& geofence) {
     GPSParams params;
     gps_->GetParams(params);
     params.geofences[geofences_.size()] = geofence;
-    gps_->SetParams(params);
+    handOver(params);
     geofences_.push_back(geofence.name.getStr());
     tally_.geofences[geofences_.back()] = {};
     say(format("geofence \"%s\": %.6f %.6f, %u by %u microdegrees", geofence.name.getStr(),
@@ -112,10 +127,13 @@ bool Drive::isOver() const {
 
 void Drive::finish() {
     say("going down: the service stops and gpsd ends");
-    gps_->Finalize();
+    recorder_.step(Step::Finalizing);
+    const unsigned int rc = gps_->Finalize();
     pollOnce();
     say("going down: the driver gives the receiver back");
+    recorder_.step(Step::Destroying, rc);
     gps_.reset();
+    recorder_.step(Step::Down);
     say("the service is down");
 }
 
@@ -123,15 +141,18 @@ void Drive::finish() {
 
 void Drive::pollOnce() {
     const GPSReadings before = readings_;
+    const std::vector<Event> events = events_.takeAll();
     gps_->GetReadings(readings_);
-    for (const Event& event : events_.takeAll())
+    for (const Event& event : events)
         report(event);
     noticeGeofenceStates();
     noticeFix(before);
     noticeOdometer();
+    recorder_.readings(readings_);
 }
 
 void Drive::report(const Event& event) {
+    recorder_.event(event, readings_);
     switch (event.kind) {
     case Event::Kind::GeofenceLeft:
         return reportGeofence(event, false);

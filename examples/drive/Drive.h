@@ -10,12 +10,14 @@
 #include "EventQueue.h"
 #include "GPSAdapter.h"
 #include "Options.h"
+#include "Recorder.h"
 #include "Tally.h"
 #include "TrackGeofences.h"
 
 /// The application: brings the service up, reports what it says until the time is over, and brings it down.
 class Drive {
 public:
+    /// Throws OptionError where the recording can't be written.
     explicit Drive(const Options& options);
 
     /// True when the service is up. Says what it is doing: the first step takes several seconds.
@@ -26,11 +28,14 @@ public:
     void finish();
 
     const Tally& tally() const { return tally_; }
+    Recorder& recorder() { return recorder_; }
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    unsigned int bringUp();
     void applySettings();
+    void handOver(const GPSParams& params);
     void pollOnce();
     void report(const Event& event);
     void reportGeofence(const Event& event, bool entered);
@@ -51,6 +56,7 @@ private:
     void sayAt(std::time_t utc, const GPSData& data, const std::string& text) const;
 
     const Options options_;
+    Recorder recorder_;
     EventQueue events_; // lives longer than the adapter, which calls it
     std::unique_ptr<GPSAdapter> gps_;
     GPSReadings readings_;

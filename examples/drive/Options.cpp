@@ -30,6 +30,7 @@ a machine that is no unit, tools/virtual-unit makes one.
                               fix while all of them are too poor for the service
   --first-fix-before SECONDS  the first fix must come sooner than this (0: doesn't matter)
   --first-fix-file FILE       writes the seconds to the first fix to FILE
+  --record FILE               writes all that is seen to FILE, for ruxogps-report
   --no-summary                leaves the verdict and the summary line out
   -h, --help                  prints this text
   --version                   prints the version
@@ -100,9 +101,9 @@ std::vector<std::string> parseExpected(const std::string& text) {
     return names;
 }
 
-std::string parseFile(const std::string& text) {
+std::string parseFile(const std::string& option, const std::string& text) {
     if (text.empty())
-        throw OptionError("--first-fix-file needs the name of a file");
+        throw OptionError(option + " needs the name of a file");
     return text;
 }
 
@@ -129,7 +130,9 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) {
          o.firstFixBeforeS = parseNumber("--first-fix-before", v, 0, kLongestDurationS);
      }},
-    {"first-fix-file", true, [](Options& o, const std::string& v) { o.firstFixFile = parseFile(v); }},
+    {"first-fix-file", true,
+     [](Options& o, const std::string& v) { o.firstFixFile = parseFile("--first-fix-file", v); }},
+    {"record", true, [](Options& o, const std::string& v) { o.recordFile = parseFile("--record", v); }},
     {"no-summary", false, [](Options& o, const std::string&) { o.summary = false; }},
     {"help", false, [](Options& o, const std::string&) { o.help = true; }},
     {"version", false, [](Options& o, const std::string&) { o.version = true; }},

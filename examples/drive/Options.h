@@ -23,6 +23,7 @@ struct Options {
     bool allowExcuses = false;         ///< nothing is due that the receiver's data can't bring
     double firstFixBeforeS = 0;        ///< the first fix must come sooner than this; 0: doesn't matter
     std::string firstFixFile;          ///< gets the seconds to the first fix; empty: none
+    std::string recordFile;            ///< gets all that was seen, as a recording; empty: none
     bool summary = true;               ///< closes with the verdict in words and the summary line
 };
 

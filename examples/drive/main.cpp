@@ -58,13 +58,20 @@ ExitStatus statusOf(const Verdict& verdict) {
 
 ExitStatus drive(const Options& options) {
     Drive drive(options);
-    if (!drive.start())
+    if (!drive.start()) {
+        drive.recorder().end(kNoService);
         return kNoService;
+    }
     drive.run(stopRequested);
     drive.finish();
     const Verdict verdict = judge(options, drive.tally());
+    const ExitStatus status = statusOf(verdict);
+    drive.recorder().end(status);
+    if (!drive.recorder().isWhole())
+        std::fprintf(stderr, "drive: not all of the recording could be written to '%s'\n",
+                     options.recordFile.c_str());
     close(options, drive.tally(), verdict);
-    return statusOf(verdict);
+    return drive.recorder().isWhole() ? status : kSomethingMissing;
 }
 
 void print(const Options& options) {

@@ -280,6 +280,7 @@ TEST(CommandLine, SaysWhatIsWrongWithAnArgument) {
     EXPECT_EQ(complaint({"--fast=1"}), "unknown option '--fast'");
     EXPECT_EQ(complaint({"--tracking", "1.5"}), "--tracking needs a whole number, not '1.5'");
     EXPECT_EQ(complaint({"--first-fix-file="}), "--first-fix-file needs the name of a file");
+    EXPECT_EQ(complaint({"--record="}), "--record needs the name of a file");
     EXPECT_EQ(complaint({"--for", "2000000"}), "--for needs a number from 1 to 1e+06, not '2000000'");
 }
 
