@@ -89,6 +89,8 @@ public:
     /// Tells whether an NTP service keeps the system clock. While it does, the time deviation is not
     /// measured and the last one stays. False at first. Written and read without the lock.
     void SetNTPServiceAvailable(bool available);
+
+    /// What `SetNTPServiceAvailable` was told last.
     bool GetNTPServiceAvailable();
 
     /// Hands the receiver a position to start from and returns the driver's result: latitude and longitude in

@@ -1,6 +1,7 @@
 #ifndef GPSERRORS_H
 #define GPSERRORS_H
 
+/// \file
 /// Result codes. Every operation that can fail returns an unsigned 32-bit code: 0 for success, or one of
 /// these. Codes of the platform (from the antenna query) are handed on unchanged, and so are the codes that
 /// an application's `IGPSCallback` returns.

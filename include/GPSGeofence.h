@@ -6,6 +6,9 @@
 #include "GPSExport.h"
 #include "GPSPlatform.h"
 
+/// \file
+/// A geofence, and where a position lies with respect to it.
+
 /// Where a position lies with respect to a geofence, and whether that is news.
 enum class GPSGeofenceState : uint32_t {
     Unknown = 0, ///< unconfigured, no valid position yet, or just reset
@@ -29,6 +32,7 @@ class RUXOGPS_API GPSGeofence {
 public:
     /// An unconfigured geofence: empty name, all numbers 0 but the margin, which is 1500.
     GPSGeofence();
+    /// The same name and numbers.
     GPSGeofence(const GPSGeofence& other);
     ~GPSGeofence();
 

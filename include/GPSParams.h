@@ -6,6 +6,9 @@
 
 #include "GPSGeofence.h"
 
+/// \file
+/// The settings.
+
 /// How many geofences a `GPSParams` carries; `GPSAdapter::GetMaxGeoFences()` returns the same number.
 const std::size_t kGPSMaxGeofences = 12;
 

@@ -11,15 +11,16 @@ constexpr char kUsage[] = R"(Usage: ruxogps-check [OPTIONS]
 Tells whether the GPS service can run on this unit: one line for each finding, with the mend. To be run as the
 service's user, with the service's environment, while no service runs; as root it sees more. It changes nothing.
 
+Levels: ok; warning: the service runs, but not as well as it could, or this program could not look; fault: it
+does not run as described.
+
+Options:
   --try-port       also sets the port up as the service does, and puts its former settings back; refused while
                    somebody uses the port
   --database FILE  only decodes this navigation database, record by record; it may be a copy on another machine
   --json           prints one JSON object instead
   -h, --help       prints this text
   --version        prints the version
-
-Levels: ok; warning: the service runs, but not as well as it could, or this program could not look; fault: it
-does not run as described.
 
 Exit status: 0 when there is no fault, and the database is whole; 1 otherwise; 2 for a wrong option.
 )";

@@ -5,13 +5,18 @@
 
 #include "ruxo/Visibility.h"
 
+/// \file
+/// A fix, as the platform's libraries hand it around.
+
 /// One fix, as scaled integers. A field whose value is not known is 0 (false for `valid`).
 class RUXO_API GPSData {
 public:
     /// All fields cleared.
     GPSData();
+    /// The same fields.
     GPSData(const GPSData& other);
     ~GPSData();
+    /// Takes the fields of `other`.
     GPSData& operator=(const GPSData& other);
 
     /// Sets `valid` to false and every number to 0.

@@ -3,6 +3,9 @@
 
 #include "ruxo/Visibility.h"
 
+/// \file
+/// The platform's text.
+
 /// A text of its own, ended by a zero byte. Not safe for use from several threads at once.
 class RUXO_API RuxoString {
 public:
@@ -10,8 +13,10 @@ public:
     RuxoString();
     /// A copy of `text`; null gives the empty text.
     RuxoString(const char* text);
+    /// A copy of its own.
     RuxoString(const RuxoString& other);
     ~RuxoString();
+    /// Takes a copy of the text of `other`.
     RuxoString& operator=(const RuxoString& other);
 
     /// True when both texts are the same, byte for byte.

@@ -5,6 +5,9 @@
 
 #include "ruxo/Visibility.h"
 
+/// \file
+/// The unit's clock of seconds, and a sleep.
+
 /// Seconds since the unit was started, from a clock that is never set (it wraps after 136 years).
 RUXO_API uint32_t ruxo_systemtick();
 

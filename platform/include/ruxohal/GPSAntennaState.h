@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+/// \file
+/// The antenna's states.
+
 /// What the platform's supervision says of the GNSS antenna.
 enum GPSAntennaState : uint32_t {
     GPS_ANTENNA_UNKNOWN = 0,      ///< no answer yet
