@@ -1,0 +1,284 @@
+#include "Map.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "Markup.h"
+
+namespace report {
+
+namespace {
+
+constexpr char kEnteredGlyph[] = "M0-9 8 5H-8z";
+constexpr char kLeftGlyph[] = "M0 9 8-5H-8z";
+
+std::string coordinates(const Place& place) { return number(place.x, 1) + " " + number(place.y, 1); }
+
+std::string pathData(const std::vector<Place>& places, bool closed = false) {
+    std::string data;
+    for (const Place& place : places)
+        data += (data.empty() ? "M" : " ") + coordinates(place);
+    return closed && !data.empty() ? data + "z" : data;
+}
+
+std::string path(const std::string& style, const std::string& data) {
+    return data.empty() ? "" : "<path class=\"" + style + "\" d=\"" + data + "\"/>\n";
+}
+
+std::string text(const std::string& style, const Place& place, const std::string& words) {
+    return "<text class=\"" + style + "\" x=\"" + number(place.x, 1) + "\" y=\"" + number(place.y, 1) +
+           "\">" + escaped(words) + "</text>\n";
+}
+
+// --- Ground ---------------------------------------------------------------------------------------------
+
+std::string grid(const Frame& frame) {
+    const double step = frame.gridM() * frame.unitsPerMetre();
+    const Place zero = frame.on(Ground{});
+    std::string data;
+    for (double x = std::fmod(zero.x, step); x < Frame::kWidth; x += step)
+        if (x > 0)
+            data += "M" + number(x, 1) + " 0V" + number(frame.height());
+    for (double y = std::fmod(zero.y, step); y < frame.height(); y += step)
+        if (y > 0)
+            data += "M0 " + number(y, 1) + "H" + number(Frame::kWidth);
+    return path("grid", data);
+}
+
+std::string scaleBar(const Frame& frame) {
+    constexpr double kLeft = 24;
+    const double below = frame.height() - 20;
+    const double right = kLeft + frame.gridM() * frame.unitsPerMetre();
+    const std::string ends = number(below - 8, 1) + "V" + number(below, 1);
+    return path("scale",
+                "M" + number(kLeft) + " " + ends + "H" + number(right, 1) + "V" + number(below - 8, 1)) +
+           text("label", {kLeft + 6, below - 8}, distance(frame.gridM()));
+}
+
+std::string north() {
+    return "<g transform=\"translate(968 44)\"><g class=\"glyph\"><path class=\"north\" d=\"M0-24 9 10 0 4-9 "
+           "10z\"/>"
+           "<text class=\"label middle\" y=\"30\">N</text></g></g>\n";
+}
+
+// --- Geofences ------------------------------------------------------------------------------------------
+
+std::vector<Place> border(const Frame& frame, const telemetry::Geofence& geofence, std::uint32_t margin) {
+    std::vector<Place> places;
+    for (const Ground& ground : outline(frame.projection(), geofence, margin))
+        places.push_back(frame.on(ground));
+    return places;
+}
+
+/// The upper left corner, or where it would be seen.
+Place labelPlace(const Frame& frame, const std::vector<Place>& places) {
+    Place corner = places.front();
+    for (const Place& place : places)
+        corner = {std::min(corner.x, place.x), std::min(corner.y, place.y)};
+    return {std::clamp(corner.x + 6, 8.0, Frame::kWidth - 120),
+            std::clamp(corner.y + 6, 8.0, frame.height() - 60)};
+}
+
+bool isSeen(const Frame& frame, const std::vector<Place>& places) {
+    const auto outside = [&](auto beyond) { return std::all_of(places.begin(), places.end(), beyond); };
+    return !places.empty() && !outside([](const Place& place) { return place.x < 0; }) &&
+           !outside([](const Place& place) { return place.x > Frame::kWidth; }) &&
+           !outside([](const Place& place) { return place.y < 0; }) &&
+           !outside([&](const Place& place) { return place.y > frame.height(); });
+}
+
+std::string areaTitle(const Area& area) {
+    return "<title>" + escaped(area.geofence.name) + (area.watched ? "" : " (not watched)") + "</title>";
+}
+
+std::string drawnArea(const Frame& frame, const Area& area, const std::string& style) {
+    const std::vector<Place> outer = border(frame, area.geofence, area.geofence.margin);
+    const std::vector<Place> inner = border(frame, area.geofence, 0);
+    if (!isSeen(frame, outer.empty() ? inner : outer))
+        return "";
+    return "<g class=\"area " + style + (area.watched ? "" : " unwatched") + "\">" + areaTitle(area) + "\n" +
+           path("margin", pathData(outer, true)) + path("border", pathData(inner, true)) + "</g>\n";
+}
+
+std::string drawnAreas(const MapContents& contents) {
+    std::string drawn;
+    for (const Area& area : contents.areas)
+        drawn += drawnArea(contents.frame, area, "recorded");
+    for (const Area& area : contents.otherAreas)
+        drawn += drawnArea(contents.frame, area, "other");
+    return drawn;
+}
+
+std::string areaNames(const MapContents& contents) {
+    std::string names;
+    for (const Area& area : contents.areas) {
+        const std::vector<Place> places = border(contents.frame, area.geofence, 0);
+        if (isSeen(contents.frame, places))
+            names += text("name", labelPlace(contents.frame, places), area.geofence.name);
+    }
+    return names;
+}
+
+// --- The track ------------------------------------------------------------------------------------------
+
+/// Lines of the track: one for each stretch that was read without a break.
+std::vector<std::vector<Place>> unbroken(const MapContents& contents) {
+    std::vector<std::vector<Place>> lines;
+    for (const TrackPoint& point : contents.track) {
+        if (point.begins)
+            lines.emplace_back();
+        lines.back().push_back(contents.frame.on(point.at));
+    }
+    return lines;
+}
+
+/// A stretch of the track in one colour.
+struct ColouredLine {
+    std::size_t step;
+    std::vector<Place> places;
+};
+
+std::vector<ColouredLine> coloured(const MapContents& contents) {
+    std::vector<ColouredLine> lines;
+    Place before;
+    for (const TrackPoint& point : contents.track) {
+        const Place place = contents.frame.on(point.at);
+        const std::size_t step = contents.speeds.stepOf(point.speedKmh);
+        if (point.begins)
+            lines.push_back({step, {}});
+        else if (lines.back().step != step)
+            lines.push_back({step, {before}});
+        lines.back().places.push_back(place);
+        before = place;
+    }
+    return lines;
+}
+
+/// So that a day's drawing has no more places than an hour's: none of them would be seen.
+double toleranceFor(const std::vector<std::vector<Place>>& lines) {
+    constexpr std::size_t kMostPlaces = 12000;
+    constexpr double kFinest = 0.3;
+    double tolerance = kFinest;
+    while (true) {
+        std::size_t places = 0;
+        for (const std::vector<Place>& line : lines)
+            places += thinned(line, tolerance).size();
+        if (places <= kMostPlaces || tolerance > kFinest * 10)
+            return tolerance;
+        tolerance *= 1.6;
+    }
+}
+
+/// A line that doesn't move is a dot.
+std::string lineData(const std::vector<Place>& places) {
+    return pathData(places) + (places.size() == 1 ? "h.01" : "");
+}
+
+std::string drawnTrack(const MapContents& contents) {
+    const std::vector<std::vector<Place>> lines = unbroken(contents);
+    const double tolerance = toleranceFor(lines);
+    std::string casing;
+    std::string gaps;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        casing += lineData(thinned(lines[i], tolerance));
+        if (i > 0)
+            gaps += pathData({lines[i - 1].back(), lines[i].front()});
+    }
+    std::array<std::string, SpeedScale::kColours> data;
+    for (const ColouredLine& line : coloured(contents))
+        data[contents.speeds.colour(line.step)] += lineData(thinned(line.places, tolerance));
+    std::string drawn = path("gap", gaps) + path("casing", casing);
+    for (std::size_t colour = 0; colour < data.size(); ++colour)
+        drawn += path("track v" + std::to_string(colour), data[colour]);
+    return drawn;
+}
+
+// --- Marks ----------------------------------------------------------------------------------------------
+
+std::string mark(const Place& place, const std::string& style, double timeS, const std::string& title,
+                 const std::string& glyph) {
+    return "<g class=\"mark " + style + "\" data-t=\"" + number(timeS, 1) + "\" transform=\"translate(" +
+           coordinates(place) + ")\"><title>" + escaped(title) + "</title><g class=\"glyph\">" + glyph +
+           "</g></g>\n";
+}
+
+std::string glyph(const char* data) { return "<path d=\"" + std::string(data) + "\"/>"; }
+
+std::string crossingMarks(const MapContents& contents) {
+    constexpr std::size_t kMostNumbers = 60; // more can't be read
+    std::string marks;
+    for (const Happening& happening : contents.happenings) {
+        const bool entered = happening.kind == EventKind::Entered;
+        if (!happening.where || (!entered && happening.kind != EventKind::Left))
+            continue;
+        std::string drawn = glyph(entered ? kEnteredGlyph : kLeftGlyph);
+        if (happening.number <= kMostNumbers)
+            drawn += "<text class=\"label\" x=\"11\" y=\"5\">" + std::to_string(happening.number) + "</text>";
+        marks += mark(contents.frame.on(*happening.where), styleOf(happening.kind), happening.timeS,
+                      happening.words + ", " + elapsed(happening.timeS), drawn);
+    }
+    return marks;
+}
+
+std::string otherCrossingMarks(const MapContents& contents) {
+    std::string marks;
+    if (!contents.page.other)
+        return marks;
+    for (const Crossing& crossing : contents.page.other->replay.crossings)
+        marks += mark(contents.frame.on(crossing.at), "what-if", crossing.timeS,
+                      "With " + contents.page.other->whatIf.words + ": " + crossing.name +
+                          (crossing.entered ? " entered, " : " left, ") + elapsed(crossing.timeS),
+                      glyph(crossing.entered ? kEnteredGlyph : kLeftGlyph));
+    return marks;
+}
+
+/// Crosses in one path: there may be thousands.
+std::string droppedMarks(const MapContents& contents) {
+    constexpr std::size_t kMost = 3000;
+    std::string data;
+    std::size_t drawn = 0;
+    for (const OdometerStep& step : contents.page.replay.steps)
+        if (step.kind == OdometerStep::Kind::Dropped && ++drawn <= kMost) {
+            const Place place = contents.frame.on(step.at);
+            data += "M" + coordinates({place.x - 3, place.y - 3}) + "l6 6m-6 0 6-6";
+        }
+    return path("dropped", data);
+}
+
+std::string endMarks(const MapContents& contents) {
+    if (contents.track.empty())
+        return "";
+    const TrackPoint& first = contents.track.front();
+    const TrackPoint& last = contents.track.back();
+    return mark(contents.frame.on(last.at), "finish", last.timeS, "Last fix, " + elapsed(last.timeS),
+                "<rect x=\"-6\" y=\"-6\" width=\"12\" height=\"12\"/>") +
+           mark(contents.frame.on(first.at), "begin", first.timeS, "First fix, " + elapsed(first.timeS),
+                "<circle r=\"6\"/>");
+}
+
+} // namespace
+
+std::string mapElements(const MapContents& contents) {
+    const std::string ground = "<rect class=\"ground\" width=\"" + number(Frame::kWidth) + "\" height=\"" +
+                               number(contents.frame.height()) + "\"/>\n";
+    if (contents.frame.isEmpty())
+        return ground + text("label middle", {Frame::kWidth / 2, contents.frame.height() / 2},
+                             "No fix and no geofence: there is nothing to draw");
+    return ground + grid(contents.frame) + drawnAreas(contents) + drawnTrack(contents) +
+           droppedMarks(contents) + areaNames(contents) + endMarks(contents) + otherCrossingMarks(contents) +
+           crossingMarks(contents) + scaleBar(contents.frame) + north();
+}
+
+std::string speedLegend(const SpeedScale& speeds) {
+    std::string legend;
+    for (std::size_t step = 0; step < speeds.steps(); ++step) {
+        const std::string x = number(static_cast<double>(step) * 88 + 24);
+        legend += "<path class=\"casing\" d=\"M" + x + " 12h24\"/><path class=\"track v" +
+                  std::to_string(speeds.colour(step)) + "\" d=\"M" + x + " 12h24\"/>" +
+                  text("legend", {static_cast<double>(step) * 88 + 24, 34}, speeds.words(step));
+    }
+    return legend;
+}
+
+} // namespace report
