@@ -1,50 +1,100 @@
-#ifndef MONITOR_SERVICE_H
-#define MONITOR_SERVICE_H
+#ifndef SERVICE_H
+#define SERVICE_H
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
 #include <vector>
 
+#include "EventQueue.h"
+#include "GPSAdapter.h"
+#include "LineQueue.h"
+#include "Moments.h"
+#include "Requests.h"
 #include "Telemetry.h"
+#include "Wishes.h"
 
 namespace monitor {
 
-/// The GPS service as the monitor runs it: an adapter that lives on a thread of its own, as making and ending
-/// it blocks for seconds. Everything here is called on the main thread and returns at once.
-class Service {
+/// The service, on a thread of its own: making, starting and ending it blocks for seconds, and even a
+/// question waits for whoever has the adapter's lock. Nothing of this class waits for the service but its
+/// destructor.
+///
+///     construct -> start -> poll ... -> end -> poll until isDown
+///
+/// All calls come from the main thread. One at a time in a process.
+class Service final : public Requests {
 public:
-    /// Begins to bring the service up with these settings.
-    explicit Service(const telemetry::Settings& settings);
-
-    /// Waits until the service is down.
-    ~Service();
-
+    Service(Wishes wishes, const Moments& moments);
+    ~Service(); ///< ends it, and waits until it is down
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    /// What happened since the last call, in order: steps of the service, events, then readings where they
-    /// differ from the last ones or are due.
-    std::vector<telemetry::Line> poll();
+    /// Begins to bring the service up. From here on gpsd may be killed and the receiver reset.
+    void start();
 
-    /// Begins to bring the service down; once more does nothing.
-    void stop();
+    /// Begins to bring it down, as soon as the operation that runs is over. May be called again.
+    void end() { endWanted_ = true; }
 
-    /// Whether it is down, by `stop` or because it could not come up.
-    bool isDown() const;
+    /// What there is to tell since the last call. An event stands in front of the readings that were taken
+    /// after it.
+    std::vector<telemetry::Line> poll() { return lines_.takeAll(); }
 
-    /// 0, or the code with which it could not come up.
-    unsigned int result() const;
+    bool isDown() const { return isDown_; }
+    bool hasFailed() const { return hasFailed_; } ///< didn't come up
+    std::string problem() const;                  ///< why, without a full stop
 
-    // Requests; each makes a Command and a SettingsTaken line. Passed over while the service doesn't run.
-    void setOdometer(std::uint32_t metres);
-    void setTracking(bool enabled);
-    void setGeofences(bool enabled);
+    void setOdometer(std::uint32_t metres) override;
+    void setTracking(bool enabled) override;
+    void setGeofences(bool enabled) override;
 
-    const telemetry::Settings& settings() const;
+    /// True once the library ends the process from within, as it does where the serial line can't be set up.
+    /// It waits a little for `letItExit`; afterwards the main thread must not return from main().
+    bool isEndingTheProcess() const { return isEndingTheProcess_; }
+    void letItExit() { mayExit_ = true; }
 
 private:
-    class Parts;
-    std::unique_ptr<Parts> parts_;
+    void run();
+    bool bringUp();
+    bool construct();
+    bool succeeds(std::uint32_t result, const char* operation);
+    void bringDown();
+    void applySettings();
+    void handIn(std::optional<std::uint32_t> odometerM);
+    void look();
+    void complete(telemetry::Line& event, const telemetry::Readings& readings) const;
+    void tellReadings(const telemetry::Readings& readings);
+    void doRequests();
+    void doRequest(const telemetry::Command& command);
+    void request(const telemetry::Command& command);
+    void fail(const std::string& problem, std::optional<std::uint32_t> result);
+    static void atExit();
+    void waitForMain();
+
+    const Moments& moments_;
+    EventQueue events_;
+    LineQueue lines_;
+    std::thread thread_;
+
+    // The service's thread alone.
+    Wishes wishes_;
+    std::unique_ptr<GPSAdapter> adapter_;
+    std::string lastTold_; ///< the readings of the last line, as text
+    std::int64_t lastToldMs_ = 0;
+
+    // Both threads.
+    std::atomic<bool> endWanted_{false};
+    std::atomic<bool> isDown_{false};
+    std::atomic<bool> hasFailed_{false};
+    std::atomic<bool> isEndingTheProcess_{false};
+    std::atomic<bool> mayExit_{false};
+    mutable std::mutex mutex_;
+    std::vector<telemetry::Command> requests_; // guarded by the mutex, as the next
+    std::string problem_;
 };
 
 } // namespace monitor

@@ -1,0 +1,102 @@
+#include "Geofences.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "Words.h"
+
+namespace monitor {
+
+namespace {
+
+constexpr double kMicrodegrees = 1e6;
+constexpr double kMetresPerDegree = 111132.86273635781; // as the service's odometer has it
+constexpr double kRadiansPerDegree = 3.141592653589793 / 180;
+constexpr double kHighestLatitudeForMetres = 89;
+constexpr double kWholeCircle = 360;
+constexpr double kDateLine = 180;
+constexpr std::uint32_t kUsualMargin = 1500; // microdegrees, as a fresh GPSGeofence has
+
+[[noreturn]] void refuse(const Given& given, const std::string& mustBe) {
+    throw SettingError(given.place + " is " + given.text + "; it must be " + mustBe);
+}
+
+std::int32_t microdegrees(double degrees) {
+    return static_cast<std::int32_t>(std::lround(degrees * kMicrodegrees));
+}
+
+/// What a length of so many metres is in degrees, northwards or, at a latitude, eastwards.
+double degreesOf(const GivenLength& length, double metresPerDegree) {
+    return length.inMetres ? length.given.value / metresPerDegree : length.given.value;
+}
+
+std::uint32_t extent(const GivenLength& length, double metresPerDegree, double low, double high) {
+    const double unit = length.inMetres ? metresPerDegree : 1;
+    const char* const what = length.inMetres ? "metres" : "degrees";
+    const double degrees = degreesOf(length, metresPerDegree);
+    if (!(degrees >= low && degrees <= high))
+        refuse(length.given, format("from %.7g to %.7g %s", low * unit, high * unit, what));
+    return static_cast<std::uint32_t>(std::lround(degrees * kMicrodegrees));
+}
+
+double eastwards(const GivenGeofence& given) {
+    if (given.width.inMetres && std::fabs(given.latitude.value) > kHighestLatitudeForMetres)
+        refuse(given.width.given, "given in degrees within a degree of a pole");
+    return kMetresPerDegree * std::cos(given.latitude.value * kRadiansPerDegree);
+}
+
+/// The service compares longitudes as they are.
+void checkDateLine(const GivenGeofence& given, const telemetry::Geofence& geofence) {
+    const double half = geofence.width / 2 / kMicrodegrees;
+    if (std::fabs(geofence.centre.longitude / kMicrodegrees) + half > kDateLine)
+        throw SettingError(
+            given.longitude.place + " is " + given.longitude.text + " with a width of " +
+            format("%.6f", geofence.width / kMicrodegrees) +
+            " degrees; it must be so that the area ends at 180 degrees, as the service doesn't go "
+            "on across the date line (two geofences do)");
+}
+
+bool isPrintable(const std::string& name) { return !name.empty() && printable(name) == name; }
+
+} // namespace
+
+void checkRange(const Given& given, const char* what, double low, double high) {
+    if (!(given.value >= low && given.value <= high))
+        refuse(given, format("%s from %.15g to %.15g", what, low, high));
+}
+
+telemetry::Geofence geofenceOf(const GivenGeofence& given) {
+    if (!isPrintable(given.name))
+        throw SettingError(given.place + " is '" + printable(given.name) +
+                           "'; it must be a text of one character or more, none of them a control character");
+    checkRange(given.latitude, "a number of degrees", -90, 90);
+    checkRange(given.longitude, "a number of degrees", -kDateLine, kDateLine);
+    telemetry::Geofence geofence;
+    geofence.name = given.name;
+    geofence.centre = {microdegrees(given.latitude.value), microdegrees(given.longitude.value)};
+    geofence.width = extent(given.width, eastwards(given), 1 / kMicrodegrees, kWholeCircle);
+    geofence.height = extent(given.height, kMetresPerDegree, 1 / kMicrodegrees, kWholeCircle / 2);
+    geofence.margin =
+        given.margin ? extent(*given.margin, kMetresPerDegree, 0, kWholeCircle / 4) : kUsualMargin;
+    checkDateLine(given, geofence);
+    return geofence;
+}
+
+void add(const GivenGeofence& given, telemetry::Settings& settings) {
+    const telemetry::Geofence geofence = geofenceOf(given);
+    for (const telemetry::Geofence& other : settings.geofences)
+        if (other.isConfigured() && other.name == geofence.name)
+            throw SettingError(given.place + " is '" + given.name +
+                               "' a second time; it must be a name that no other geofence has");
+    const auto free = std::find_if_not(settings.geofences.begin(), settings.geofences.end(),
+                                       [](const telemetry::Geofence& each) { return each.isConfigured(); });
+    if (free == settings.geofences.end())
+        throw SettingError(given.place + " is '" + given.name + "', the " +
+                           std::to_string(telemetry::kGeofences + 1) + "th; there must be " +
+                           std::to_string(telemetry::kGeofences) + " geofences at most");
+    *free = geofence;
+    settings.geofencesEnabled = true;
+}
+
+} // namespace monitor

@@ -1,0 +1,28 @@
+#ifndef LINESOUTPUT_H
+#define LINESOUTPUT_H
+
+#include <optional>
+
+#include "StreamOutput.h"
+
+namespace monitor {
+
+/// `--lines`: a line for each event, and one for the readings in each status interval.
+class LinesOutput final : public StreamOutput {
+public:
+    /// With `tellsProgress` each second of a step up or down has its line.
+    LinesOutput(int descriptor, bool tellsProgress, std::size_t room = Stream::kRoom)
+        : StreamOutput(descriptor, room), tellsProgress_(tellsProgress) {}
+
+private:
+    std::string textOf(const telemetry::Line& line) override;
+    bool isDue(const telemetry::Line& line);
+
+    bool tellsProgress_;
+    std::int64_t statusIntervalMs_ = 2000;
+    std::optional<std::int64_t> lastStatusMs_;
+};
+
+} // namespace monitor
+
+#endif

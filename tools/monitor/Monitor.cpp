@@ -1,0 +1,112 @@
+#include "Monitor.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <poll.h>
+#include <unistd.h>
+
+#include "Signals.h"
+
+namespace monitor {
+
+namespace {
+
+constexpr std::uint32_t kTurnMs = 100;
+constexpr int kSignalStatus = 128;
+constexpr int kLibrarysStatus = 255;
+constexpr char kProgram[] = "ruxogps-monitor (ruxogps) " RUXOGPS_VERSION;
+
+void say(const std::string& problem) { std::fprintf(stderr, "ruxogps-monitor: %s\n", problem.c_str()); }
+
+} // namespace
+
+int Monitor::run() {
+    tell({moments_.now(), telemetry::Start{1, kProgram}});
+    service_.start();
+    while (!service_.isDown()) {
+        if (shallEnd())
+            service_.end();
+        turn();
+        wait();
+    }
+    turn(); // the last lines
+    finish(status());
+    if (service_.hasFailed())
+        say(service_.problem());
+    return status();
+}
+
+bool Monitor::shallEnd() const {
+    return signalThatCame() != 0 || std::any_of(outputs_.begin(), outputs_.end(), [](const auto& output) {
+               const Output::State state = output->state();
+               return state == Output::State::Done || (state == Output::State::Broken && output->essential());
+           });
+}
+
+void Monitor::turn() {
+    for (const telemetry::Line& line : service_.poll())
+        tell(line);
+    for (const auto& output : outputs_)
+        output->turn();
+    tellOfProblems();
+    if (service_.isEndingTheProcess())
+        endWithTheLibrary();
+}
+
+/// Until a key comes, a signal, or the next turn.
+void Monitor::wait() const {
+    std::vector<pollfd> inputs;
+    for (const auto& output : outputs_)
+        if (output->input() >= 0)
+            inputs.push_back({output->input(), POLLIN, 0});
+    if (inputs.empty())
+        ruxosleep_interruptible(kTurnMs);
+    else
+        poll(inputs.data(), static_cast<nfds_t>(inputs.size()), kTurnMs);
+}
+
+void Monitor::tell(const telemetry::Line& line) {
+    for (const auto& output : outputs_)
+        output->take(line);
+}
+
+void Monitor::finish(int status) {
+    tell({moments_.now(), telemetry::End{status}});
+    for (const auto& output : outputs_)
+        output->finish();
+    tellOfProblems();
+}
+
+int Monitor::status() const {
+    if (service_.hasFailed() || isBroken())
+        return 1;
+    return signalThatCame() != 0 ? kSignalStatus + signalThatCame() : 0;
+}
+
+bool Monitor::isBroken() const {
+    return std::any_of(outputs_.begin(), outputs_.end(),
+                       [](const auto& output) { return output->state() == Output::State::Broken; });
+}
+
+/// Of each once.
+void Monitor::tellOfProblems() {
+    for (const auto& output : outputs_) {
+        const bool isTold = std::find(told_.begin(), told_.end(), output.get()) != told_.end();
+        if (isTold || output->state() != Output::State::Broken)
+            continue;
+        told_.push_back(output.get());
+        say(output->problem());
+    }
+}
+
+void Monitor::endWithTheLibrary() {
+    for (const telemetry::Line& line : service_.poll())
+        tell(line);
+    finish(kLibrarysStatus);
+    say(service_.problem());
+    service_.letItExit();
+    while (true)
+        pause();
+}
+
+} // namespace monitor

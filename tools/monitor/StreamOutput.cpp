@@ -1,0 +1,37 @@
+#include "StreamOutput.h"
+
+#include <cstring>
+
+namespace monitor {
+
+namespace {
+
+constexpr double kPatienceS = 5;
+
+} // namespace
+
+void StreamOutput::take(const telemetry::Line& line) {
+    const std::string text = textOf(line);
+    if (text.empty())
+        return;
+    const bool readings = std::holds_alternative<telemetry::ReadingsTaken>(line.content);
+    const bool fits = (lost_ == 0 || tellOfLost(line.at)) && stream_.put(text, readings);
+    if (!fits && !readings)
+        ++lost_;
+}
+
+bool StreamOutput::tellOfLost(const telemetry::Moment& at) {
+    if (!stream_.put(textOf({at, telemetry::Lost{lost_}})))
+        return false;
+    lost_ = 0;
+    return true;
+}
+
+std::string StreamOutput::problem() const {
+    return std::string("the standard output can't be written: ") +
+           (stream_.error() != 0 ? std::strerror(stream_.error()) : "nobody reads it");
+}
+
+void StreamOutput::finish() { isWhole_ = stream_.finish(kPatienceS) && lost_ == 0; }
+
+} // namespace monitor

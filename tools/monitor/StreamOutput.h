@@ -1,0 +1,38 @@
+#ifndef STREAMOUTPUT_H
+#define STREAMOUTPUT_H
+
+#include <cstdint>
+#include <string>
+
+#include "Output.h"
+#include "Stream.h"
+
+namespace monitor {
+
+/// An output of text on a descriptor, the standard output as a rule. Where nobody reads, the latest readings
+/// are left out first; lost events are counted and told as soon as there is room again.
+class StreamOutput : public Output {
+public:
+    explicit StreamOutput(int descriptor, std::size_t room = Stream::kRoom) : stream_(descriptor, room) {}
+
+    void take(const telemetry::Line& line) override;
+    State state() const override { return stream_.error() != 0 || !isWhole_ ? State::Broken : State::Going; }
+    bool essential() const override { return true; }
+    std::string problem() const override;
+    void finish() override;
+
+protected:
+    /// With its line feed; empty where nothing is to be said.
+    virtual std::string textOf(const telemetry::Line& line) = 0;
+
+private:
+    bool tellOfLost(const telemetry::Moment& at);
+
+    Stream stream_;
+    std::uint64_t lost_ = 0;
+    bool isWhole_ = true;
+};
+
+} // namespace monitor
+
+#endif

@@ -1,0 +1,132 @@
+// ruxogps-monitor: runs the GPS service on a unit and shows what it does, written against its public headers
+// alone.
+//
+// The service is on a thread of its own (Service), which takes notes of its events (EventQueue) and asks for
+// its readings. The main thread (Monitor) takes lines from there and hands them to the outputs, none of which
+// waits for a reader.
+
+#include <cstdio>
+#include <exception>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "JsonOutput.h"
+#include "LinesOutput.h"
+#include "Monitor.h"
+#include "OnAUnit.h"
+#include "OnceOutput.h"
+#include "Options.h"
+#include "RecordOutput.h"
+#include "Signals.h"
+
+namespace {
+
+using namespace monitor;
+
+enum ExitStatus {
+    kFine = 0,
+    kNotFine = 1,
+    kWrongOption = 2,
+};
+
+constexpr char kProgram[] = "ruxogps-monitor";
+
+int report(const std::string& problem, ExitStatus status) {
+    std::fprintf(stderr, "%s: %s\n", kProgram, problem.c_str());
+    return status;
+}
+
+/// Where one of the three is closed, the next file that the library opens would get its number, the
+/// receiver's port for example, and what is meant for a reader would go there. Writing to the place holder
+/// fails.
+void fillStandardDescriptors() {
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+}
+
+// --- The outputs ----------------------------------------------------------------------------------------
+
+bool hasNothingChosen(const Options& options) { return !options.lines && !options.json && !options.once; }
+
+struct OutputRow {
+    bool (*isWanted)(const Options& options);
+    std::unique_ptr<Output> (*make)(const Options& options, const Wishes& wishes, Requests& requests);
+};
+
+/// Files first: a wrong one is told before the terminal is taken.
+const OutputRow kOutputs[] = {
+    {[](const Options& o) { return !o.record.empty(); },
+     [](const Options& o, const Wishes&, Requests&) -> std::unique_ptr<Output> {
+         return std::make_unique<RecordOutput>(o.record);
+     }},
+    {[](const Options& o) { return o.once; },
+     [](const Options& o, const Wishes&, Requests&) -> std::unique_ptr<Output> {
+         return std::make_unique<OnceOutput>(STDOUT_FILENO, o.json, o.waitS);
+     }},
+    {[](const Options& o) { return o.json && !o.once; },
+     [](const Options&, const Wishes&, Requests&) -> std::unique_ptr<Output> {
+         return std::make_unique<JsonOutput>(STDOUT_FILENO);
+     }},
+    {[](const Options& o) { return o.lines || hasNothingChosen(o); },
+     [](const Options&, const Wishes&, Requests&) -> std::unique_ptr<Output> {
+         return std::make_unique<LinesOutput>(STDOUT_FILENO, isatty(STDOUT_FILENO) == 1);
+     }},
+};
+
+Outputs makeOutputs(const Options& options, const Wishes& wishes, Requests& requests) {
+    Outputs outputs;
+    for (const OutputRow& row : kOutputs)
+        if (row.isWanted(options))
+            outputs.push_back(row.make(options, wishes, requests));
+    return outputs;
+}
+
+/// The library's log and the words of its commands.
+void redirectLog(const std::string& file) {
+    if (file.empty())
+        return;
+    const int log = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (log < 0 || dup2(log, STDERR_FILENO) < 0)
+        throw FileError(file + " can't be written");
+    close(log);
+}
+
+// --- Running --------------------------------------------------------------------------------------------
+
+int monitorUnit(const Options& options) {
+    const Wishes wishes = wishesOf(options);
+    if (!isOnAUnit(kProgram))
+        return kNotFine;
+    takeSignals();
+    const Moments moments;
+    Service service(wishes, moments);
+    Outputs outputs = makeOutputs(options, wishes, service);
+    redirectLog(options.log);
+    return Monitor(service, moments, outputs).run();
+}
+
+int run(const Options& options) {
+    if (!options.help && !options.version)
+        return monitorUnit(options);
+    const bool isPrinted = (options.help ? std::fputs(usage(), stdout)
+                                         : std::puts("ruxogps-monitor (ruxogps) " RUXOGPS_VERSION)) != EOF;
+    return isPrinted && std::fflush(stdout) == 0 ? kFine : report("the text can't be written", kNotFine);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    fillStandardDescriptors();
+    try {
+        return run(parseOptions(argc, argv));
+    } catch (const OptionError& error) {
+        return report(std::string(error.what()) + " (--help lists the options)", kWrongOption);
+    } catch (const SettingError& error) {
+        return report(error.what(), kWrongOption);
+    } catch (const FileError& error) {
+        return report(error.what(), kWrongOption);
+    } catch (const std::exception& error) {
+        return report(error.what(), kNotFine);
+    }
+}
