@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <istream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,7 @@ struct Sample {
     telemetry::Readings readings;
 };
 
-/// Something that happened: each line but readings, settings and the service's steps on the way up and down.
+/// Something that happened: see `isEvent`.
 struct Event {
     double timeS = 0;
     std::int64_t utcMs = 0;
@@ -32,6 +34,18 @@ struct Event {
 struct SettingsFrom {
     double timeS = 0;
     telemetry::Settings settings;
+    std::size_t sample = 0; ///< the first one taken after them, or samples.size()
+};
+
+/// From one start of the monitor to its end, or to where it was cut off. Each run has an adapter of its own.
+struct Run {
+    double fromS = 0;
+    double toS = 0;
+    std::size_t sample = 0; ///< its first one
+    std::size_t end = 0;    ///< behind its last one
+    // The tick at which the service ran, and the one at which it was asked to stop, where they are known.
+    std::optional<std::uint32_t> runningTickS;
+    std::optional<std::uint32_t> stoppingTickS;
 };
 
 /// A stretch of time that a reader should know of.
@@ -51,7 +65,7 @@ struct Stretch {
 
 /// How many of each kind the recording holds; the page states them.
 struct Counts {
-    std::size_t lines = 0;
+    std::size_t lines = 0; ///< that could be read
     std::size_t samples = 0;
     std::size_t fixes = 0; ///< samples with another fixTickS than the one before
     std::size_t entered = 0;
@@ -71,11 +85,16 @@ struct Drive {
     std::vector<Sample> samples;
     std::vector<Event> events;
     std::vector<SettingsFrom> settings; ///< at least one, the first at time 0
+    std::vector<Run> runs;              ///< at least one, in order
     std::vector<Stretch> stretches;     ///< in the order of their begin
     Counts counts;
     std::vector<telemetry::Damage> damage;
     bool ended = false; ///< its last line is an end: nothing was cut off
 };
+
+/// Each line but settings, readings, and the service's steps on the way up and down: of these only that it
+/// runs, is down or could not come up.
+bool isEvent(const telemetry::Content& content);
 
 /// Reads the whole recording. Throws telemetry::NoRecording where nothing can be shown.
 Drive readDrive(std::istream& input, const std::string& name);

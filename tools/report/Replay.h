@@ -3,11 +3,19 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Drive.h"
 
 namespace report {
+
+/// One geofence's own, by its name, before what holds for all.
+struct GeofenceWhatIf {
+    std::string name;
+    std::optional<std::uint32_t> marginMicrodegrees;
+    std::optional<double> sizeFactor;
+};
 
 /// Settings that replace the recorded ones.
 struct WhatIf {
@@ -17,7 +25,7 @@ struct WhatIf {
     std::optional<std::uint32_t>
         horizontalErrorM;             ///< what the odometer's gate is given in place of each estimate
     std::optional<double> sizeFactor; ///< of width and height of all geofences
-    // One geofence's own size or margin, by its name, may be replaced as well: see WhatIf.cpp.
+    std::vector<GeofenceWhatIf> geofences;
 };
 
 /// One step of the odometer: what happened to a stretch that was long enough.
@@ -25,8 +33,8 @@ struct OdometerStep {
     enum class Kind { WarmedUp, Counted, Dropped, Jump };
     Kind kind = Kind::Counted;
     double timeS = 0;
-    double metres = 0;
-    telemetry::Position at;
+    double metres = 0;      ///< from the reference point, 0 where that was just taken
+    telemetry::Position at; ///< the fix then; the smoothed position lags behind it
 };
 
 struct Crossing {
@@ -41,13 +49,17 @@ struct Crossing {
 struct Replay {
     std::vector<Crossing> crossings;
     std::vector<OdometerStep> steps;
-    std::vector<std::pair<double, std::uint32_t>> odometer; ///< time and metres, at each change
+    std::vector<std::pair<double, std::uint32_t>> odometer; ///< time and metres, first and at each change
     std::uint32_t odometerM = 0;                            ///< at the end
     std::size_t droppedSteps = 0;
     double droppedM = 0;
 };
 
 /// With the recorded settings, or with others.
+///
+/// The library's own arithmetic is driven as its worker drives it: a cycle of odometer and geofences with
+/// each accepted fix, and one each interval while there is none. What a recording can't tell are the fixes
+/// between the recorded ones, so a shorter interval meets the same fix several times.
 Replay replay(const Drive& drive, const WhatIf* whatIf = nullptr);
 
 } // namespace report
