@@ -25,15 +25,16 @@ int Monitor::run() {
     service_.start();
     while (!service_.isDown()) {
         if (shallEnd())
-            service_.end();
+            service_.stop();
         turn();
         wait();
     }
     turn(); // the last lines
-    finish(status());
+    const int inOrder = status();
+    const bool isWhole = finish(inOrder);
     if (service_.hasFailed())
         say(service_.problem());
-    return status();
+    return isWhole ? inOrder : 1;
 }
 
 bool Monitor::shallEnd() const {
@@ -70,11 +71,13 @@ void Monitor::tell(const telemetry::Line& line) {
         output->take(line);
 }
 
-void Monitor::finish(int status) {
+bool Monitor::finish(int status) {
     tell({moments_.now(), telemetry::End{status}});
+    bool isWhole = true;
     for (const auto& output : outputs_)
-        output->finish();
+        isWhole = output->finish() && isWhole;
     tellOfProblems();
+    return isWhole;
 }
 
 int Monitor::status() const {

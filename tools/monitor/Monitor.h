@@ -23,12 +23,12 @@ public:
 
 private:
     bool shallEnd() const;
-    bool isBroken() const;
     void turn();
     void wait() const;
     void tell(const telemetry::Line& line);
-    void finish(int status);
+    bool finish(int status);
     int status() const;
+    bool isBroken() const;
     void tellOfProblems();
     [[noreturn]] void endWithTheLibrary();
 

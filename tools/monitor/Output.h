@@ -1,5 +1,5 @@
-#ifndef OUTPUT_H
-#define OUTPUT_H
+#ifndef MONITOR_OUTPUT_H
+#define MONITOR_OUTPUT_H
 
 #include <string>
 
@@ -21,6 +21,7 @@ public:
 
     virtual ~Output() = default;
 
+    /// In the order in which the monitor noticed them.
     virtual void take(const telemetry::Line& line) = 0;
 
     /// Once in each turn of main's loop, several times a second, also where nothing came: keys, drawing.
@@ -36,8 +37,9 @@ public:
     /// What is wrong where it is broken, without a full stop.
     virtual std::string problem() const { return ""; }
 
-    /// After the last line. May wait for a reader, but not for ever.
-    virtual void finish() {}
+    /// The last line was taken. False where not all of it could be written; what problem() doesn't tell the
+    /// output has said itself. May wait for a reader, but not for ever.
+    virtual bool finish() { return state() != State::Broken; }
 };
 
 } // namespace monitor

@@ -72,7 +72,7 @@ Service::Service(Wishes wishes, const Moments& moments)
     : moments_(moments), events_(moments), lines_(moments), wishes_(std::move(wishes)) {}
 
 Service::~Service() {
-    end();
+    stop();
     if (thread_.joinable())
         thread_.join();
 }
@@ -91,26 +91,32 @@ std::string Service::problem() const {
 void Service::run() {
     keepCtrlCFromCommands();
     if (bringUp())
-        while (!endWanted_) {
-            ruxosleep_interruptible(kPollMs);
-            doRequests();
-            look();
-        }
+        live();
     bringDown();
     lines_.enter(Step::Down);
     isDown_ = true;
+}
+
+void Service::live() {
+    isRunning_ = true;
+    while (!stopWanted_) {
+        ruxosleep_interruptible(kPollMs);
+        doRequests();
+        look();
+    }
+    isRunning_ = false;
 }
 
 // --- Up and down ----------------------------------------------------------------------------------------
 
 /// Whether it is up. Between two operations it looks whether it shall go on.
 bool Service::bringUp() {
-    if (!construct() || endWanted_)
+    if (!construct() || stopWanted_)
         return false;
     applySettings();
     lines_.enter(Step::Initializing, kLongestInitialize);
     const std::uint32_t initialized = adapter_->Initialize();
-    if (!succeeds(initialized, "initialize") || endWanted_)
+    if (!succeeds(initialized, "initialize") || stopWanted_)
         return false;
     lines_.enter(Step::Starting, kLongestStart, initialized);
     const std::uint32_t started = adapter_->Start();
@@ -189,7 +195,8 @@ void Service::setGeofences(bool enabled) { request({telemetry::Command::Kind::Ge
 
 void Service::request(const telemetry::Command& command) {
     const std::lock_guard<std::mutex> hold(mutex_);
-    requests_.push_back(command);
+    if (isRunning_)
+        requests_.push_back(command);
 }
 
 void Service::doRequests() {

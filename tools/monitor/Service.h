@@ -1,5 +1,5 @@
-#ifndef SERVICE_H
-#define SERVICE_H
+#ifndef MONITOR_SERVICE_H
+#define MONITOR_SERVICE_H
 
 #include <atomic>
 #include <cstdint>
@@ -24,7 +24,7 @@ namespace monitor {
 /// question waits for whoever has the adapter's lock. Nothing of this class waits for the service but its
 /// destructor.
 ///
-///     construct -> start -> poll ... -> end -> poll until isDown
+///     construct -> start -> poll ... -> stop -> poll until isDown
 ///
 /// All calls come from the main thread. One at a time in a process.
 class Service final : public Requests {
@@ -38,7 +38,7 @@ public:
     void start();
 
     /// Begins to bring it down, as soon as the operation that runs is over. May be called again.
-    void end() { endWanted_ = true; }
+    void stop() { stopWanted_ = true; }
 
     /// What there is to tell since the last call. An event stands in front of the readings that were taken
     /// after it.
@@ -48,6 +48,7 @@ public:
     bool hasFailed() const { return hasFailed_; } ///< didn't come up
     std::string problem() const;                  ///< why, without a full stop
 
+    // Passed over while the service doesn't run.
     void setOdometer(std::uint32_t metres) override;
     void setTracking(bool enabled) override;
     void setGeofences(bool enabled) override;
@@ -59,6 +60,7 @@ public:
 
 private:
     void run();
+    void live();
     bool bringUp();
     bool construct();
     bool succeeds(std::uint32_t result, const char* operation);
@@ -87,7 +89,8 @@ private:
     std::int64_t lastToldMs_ = 0;
 
     // Both threads.
-    std::atomic<bool> endWanted_{false};
+    std::atomic<bool> stopWanted_{false};
+    std::atomic<bool> isRunning_{false};
     std::atomic<bool> isDown_{false};
     std::atomic<bool> hasFailed_{false};
     std::atomic<bool> isEndingTheProcess_{false};

@@ -24,6 +24,7 @@ void take(int signal) {
 } // namespace
 
 void takeSignals() {
+    std::signal(SIGCHLD, SIG_DFL);
     struct sigaction former = {};
     struct sigaction taking = {};
     taking.sa_handler = take;

@@ -32,6 +32,9 @@ std::string StreamOutput::problem() const {
            (stream_.error() != 0 ? std::strerror(stream_.error()) : "nobody reads it");
 }
 
-void StreamOutput::finish() { isWhole_ = stream_.finish(kPatienceS) && lost_ == 0; }
+bool StreamOutput::finish() {
+    isWhole_ = stream_.finish(kPatienceS) && lost_ == 0;
+    return isWhole_;
+}
 
 } // namespace monitor

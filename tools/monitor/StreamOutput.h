@@ -19,7 +19,7 @@ public:
     State state() const override { return stream_.error() != 0 || !isWhole_ ? State::Broken : State::Going; }
     bool essential() const override { return true; }
     std::string problem() const override;
-    void finish() override;
+    bool finish() override;
 
 protected:
     /// With its line feed; empty where nothing is to be said.

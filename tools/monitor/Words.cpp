@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 namespace monitor {
 
@@ -149,7 +150,7 @@ struct SentenceOf {
     Sentence operator()(const telemetry::Command& command) const { return {{}, textOf(command)}; }
     Sentence operator()(const telemetry::Lost& lost) const {
         return {{},
-                format("%llu lines were lost, as they came faster than they were taken",
+                format("%llu events were lost, as they came faster than they were taken",
                        static_cast<unsigned long long>(lost.events))};
     }
     Sentence operator()(const telemetry::End& end) const {
@@ -174,6 +175,16 @@ std::string fixRows(const telemetry::Moment& at, const telemetry::Readings& read
                                   fix.courseMdeg / kThousandths)) +
            row("dilutions",
                format("HDOP %.1f, PDOP %.1f, TDOP %.1f, GDOP %.1f", fix.hdop, fix.pdop, fix.tdop, fix.gdop));
+}
+
+std::string clockText(const telemetry::Readings& readings) {
+    if (!readings.timeDeviationS)
+        return "not compared with GPS time yet";
+    const std::int64_t behindS = *readings.timeDeviationS;
+    if (behindS == 0)
+        return "as GPS time";
+    return format("%lld s %s GPS time", static_cast<long long>(std::abs(behindS)),
+                  behindS > 0 ? "behind" : "ahead of");
 }
 
 std::string geofenceRows(const telemetry::Readings& readings, const telemetry::Settings& settings) {
@@ -221,9 +232,8 @@ std::string inABlock(const telemetry::Line& line, const telemetry::Readings& rea
            row("errors", format("within %u m, %d ms", readings.horizontalErrorM, readings.timeErrorMs)) +
            row("satellites", format("%u in view, %u dB-Hz", readings.satellites, readings.snrDbHz)) +
            row("antenna", telemetry::antennaInWords(readings.antennaState)) +
-           row("clock", readings.timeDeviationS ? format("%d s behind GPS time", *readings.timeDeviationS)
-                                                : std::string("deviation not measured")) +
-           row("odometer", format("%u m", readings.odometerM)) + geofenceRows(readings, settings);
+           row("clock", clockText(readings)) + row("odometer", format("%u m", readings.odometerM)) +
+           geofenceRows(readings, settings);
 }
 
 } // namespace monitor

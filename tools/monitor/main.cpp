@@ -8,8 +8,12 @@
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "ExportOutput.h"
+#include "GeoJson.h"
+#include "Gpx.h"
 #include "JsonOutput.h"
 #include "LinesOutput.h"
 #include "Monitor.h"
@@ -18,6 +22,7 @@
 #include "Options.h"
 #include "RecordOutput.h"
 #include "Signals.h"
+#include "WholeFile.h"
 
 namespace {
 
@@ -45,9 +50,29 @@ void fillStandardDescriptors() {
             static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
 }
 
+/// The library writes its log there with its lock held. Where nobody reads, a line of it shall be lost
+/// instead of the service being held up. Opened anew, the descriptor is the monitor's own: the others who
+/// write there don't change.
+void neverWaitForStandardError() {
+    struct stat status = {};
+    if (fstat(STDERR_FILENO, &status) != 0 || !(S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)))
+        return;
+    const int anew = open("/proc/self/fd/2", O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (anew < 0)
+        return;
+    dup2(anew, STDERR_FILENO);
+    close(anew);
+}
+
 // --- The outputs ----------------------------------------------------------------------------------------
 
 bool hasNothingChosen(const Options& options) { return !options.lines && !options.json && !options.once; }
+
+std::unique_ptr<Output> makeExport(const std::string& file, ExportOutput::Writer writer) {
+    if (const auto obstacle = telemetry::whyNotWritable(file))
+        throw FileError(*obstacle);
+    return std::make_unique<ExportOutput>(file, std::move(writer));
+}
 
 struct OutputRow {
     bool (*isWanted)(const Options& options);
@@ -59,6 +84,12 @@ const OutputRow kOutputs[] = {
     {[](const Options& o) { return !o.record.empty(); },
      [](const Options& o, const Wishes&, Requests&) -> std::unique_ptr<Output> {
          return std::make_unique<RecordOutput>(o.record);
+     }},
+    {[](const Options& o) { return !o.gpx.empty(); },
+     [](const Options& o, const Wishes&, Requests&) { return makeExport(o.gpx, telemetry::writeGpx); }},
+    {[](const Options& o) { return !o.geoJson.empty(); },
+     [](const Options& o, const Wishes&, Requests&) {
+         return makeExport(o.geoJson, telemetry::writeGeoJson);
      }},
     {[](const Options& o) { return o.once; },
      [](const Options& o, const Wishes&, Requests&) -> std::unique_ptr<Output> {
@@ -99,6 +130,7 @@ int monitorUnit(const Options& options) {
     if (!isOnAUnit(kProgram))
         return kNotFine;
     takeSignals();
+    neverWaitForStandardError();
     const Moments moments;
     Service service(wishes, moments);
     Outputs outputs = makeOutputs(options, wishes, service);
