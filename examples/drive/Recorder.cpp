@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Conversions.h"
 #include "Json.h"
 #include "Options.h"
 
@@ -13,22 +14,6 @@ using telemetry::Content;
 constexpr std::int64_t kMsPerSecond = 1000;
 
 // --- The service's words in those of a recording ----------------------------------------------------------
-
-telemetry::Position positionOf(const GPSData& data) { return {data.latitude, data.longitude}; }
-
-telemetry::Fix fixOf(const GPSData& data) {
-    telemetry::Fix fix;
-    fix.position = positionOf(data);
-    fix.altitudeMm = data.altitude;
-    fix.utcS = data.time;
-    fix.speedMmPerS = data.speed;
-    fix.courseMdeg = data.course;
-    fix.hdop = data.hdop;
-    fix.tdop = data.tdop;
-    fix.pdop = data.pdop;
-    fix.gdop = data.gdop;
-    return fix;
-}
 
 telemetry::Geofence geofenceOf(const GPSGeofence& from) {
     return {from.name.getStr(), {from.latitude, from.longitude}, from.width, from.height, from.margin};
@@ -48,26 +33,6 @@ telemetry::Settings settingsOf(const GPSParams& params) {
     std::transform(std::begin(params.geofences), std::end(params.geofences), settings.geofences.begin(),
                    geofenceOf);
     return settings;
-}
-
-telemetry::Readings readingsOf(const GPSReadings& from) {
-    telemetry::Readings readings;
-    readings.available = from.available;
-    readings.antennaState = static_cast<std::uint32_t>(from.antennaState);
-    readings.satellites = from.satelliteCount;
-    readings.snrDbHz = from.snr;
-    readings.fixTickS = from.fixTick;
-    readings.odometerM = from.odometer;
-    if (from.fixTick != 0)
-        readings.fix = fixOf(from.data);
-    std::transform(std::begin(from.geofenceStates), std::end(from.geofenceStates),
-                   readings.geofenceStates.begin(),
-                   [](GPSGeofenceState state) { return static_cast<telemetry::GeofenceState>(state); });
-    if (from.timeDeviationValid)
-        readings.timeDeviationS = from.timeDelta;
-    readings.horizontalErrorM = from.horizontalError;
-    readings.timeErrorMs = from.timeError;
-    return readings;
 }
 
 telemetry::GeofenceCrossed crossingOf(const Event& event, const telemetry::Settings& settings) {
@@ -96,7 +61,8 @@ Content contentOf(const Event& event, const telemetry::Settings& settings,
     case Event::Kind::Position:
         return telemetry::PositionUpdated{where};
     case Event::Kind::Tracking:
-        return telemetry::Tracked{event.data.valid ? std::optional(fixOf(event.data)) : std::nullopt};
+        return telemetry::Tracked{event.data.valid ? std::optional(monitor::fixOf(event.data))
+                                                   : std::nullopt};
     }
     return telemetry::Lost{1};
 }
@@ -129,13 +95,14 @@ void Recorder::settings(const GPSParams& params) {
 }
 
 void Recorder::event(const Event& event, const GPSReadings& readings) {
-    const auto where = readings.fixTick != 0 ? std::optional(positionOf(readings.data)) : std::nullopt;
+    const telemetry::Readings known = monitor::readingsOf(readings);
+    const auto where = known.fix ? std::optional(known.fix->position) : std::nullopt;
     write(now(), contentOf(event, settings_, where));
 }
 
 void Recorder::readings(const GPSReadings& readings) {
     const telemetry::Moment at = now();
-    const telemetry::ReadingsTaken taken{readingsOf(readings)};
+    const telemetry::ReadingsTaken taken{monitor::readingsOf(readings)};
     const std::string words = telemetry::toJson({{}, taken});
     const std::int64_t interval = std::int64_t{std::max(1u, settings_.positionIntervalS)} * kMsPerSecond;
     if (words == lastReadings_ && at.uptimeMs < lastReadingsMs_ + interval)

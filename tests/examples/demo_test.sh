@@ -29,8 +29,9 @@ make_checkout() {
     cat >"$scratch/bin/cmake" <<STUB
 #!/bin/bash
 [[ \$1 == --build ]] || exit 0
-mkdir -p build/demo-release/{examples,simulator,tools/unit}
+mkdir -p build/demo-release/{examples,simulator,tools/unit,tools/report}
 cp '$drive' build/demo-release/examples/drive
+cp '$build'/tools/report/ruxogps-report build/demo-release/tools/report
 cp '$simulator' build/demo-release/simulator/receiver-simulator
 cp '$build'/tools/unit/unit-* build/demo-release/tools/unit
 STUB
@@ -201,7 +202,14 @@ tell() {
     } >"$scratch/application"
     chmod 755 "$scratch/application"
     UNIT_CONTROLS=$scratch UNIT_DATA=$scratch/data "$checkout/tools/demo-scenario" "$scratch/results" \
-        "$scratch/application" >"$output" 2>&1
+        "$scratch/application" ${report:+"$report"} >"$output" 2>&1
+}
+
+# make_report COMMANDS: what takes the place of the program that makes the page, as `report RECORDING -o PAGE`.
+make_report() {
+    report=$scratch/report
+    printf '#!/bin/bash\n%s\n' "$1" >"$report"
+    chmod 755 "$report"
 }
 
 log_line() { echo "2026-05-04T10:11:12.345Z <6> src/GPSHAL_RUXO_3.cpp:1 $1"; }
@@ -233,6 +241,43 @@ the_vehicle_departs_at_the_second_start() {
     expect "one departure" equal "$(cat "$scratch/receiver.control")" go
     expect "which is told" equal "$(grep -c "around the unit  the vehicle departs$" "$output")" 1
     expect "not at the first start" contains "$(<"$output")" "the vehicle stands"
+}
+
+# --- What is left of the drive --------------------------------------------------------------------------
+
+the_story_ends_with_the_page_and_the_summary_line() {
+    make_report '[[ $1 == */results/drive.jsonl && $2 == -o ]] && echo page >"$3"'
+    tell "the service is down" "verdict: all is well" "demo: 1 fixes"
+    expect "the exit status" equal "$?" 0
+    expect "the page" equal "$(<"$scratch/results/drive.html")" page
+    expect "its place in one line, between verdict and summary line" equal "$(tail -n 3 "$output")" "verdict: all is well
+== the drive as a page, for any browser: $scratch/results/drive.html
+demo: 1 fixes"
+}
+
+without_a_page_the_demo_fails_but_ends_with_its_summary_line() {
+    make_report 'echo "there is no room for it" >&2; exit 2'
+    tell "demo: 1 fixes"
+    expect "the exit status" equal "$?" 1
+    expect "why" contains "$(<"$output")" "there is no room for it"
+    expect "what" contains "$(<"$output")" "no page could be made of the drive"
+    expect "the last line" equal "$(tail -n 1 "$output")" "demo: 1 fixes"
+}
+
+# recorded TYPE: how many lines of the recording are of this type.
+recorded() { grep -c "^{\"type\":\"$1\"" "$scratch/drive.jsonl"; }
+
+the_recording_holds_what_the_summary_line_counts() {
+    RECEIVER_SIMULATOR=$simulator "$repository/tools/virtual-unit" --antenna 1 --speed 5 --writable "$scratch" \
+        --receiver "--ttff 5 --route $repository/examples/drive/route.txt" -- "$drive" --for 60 --expect fix,position,tracking \
+        --tracking 10 --geofence "Gate,52.5163,13.3772,300,300" --record "$scratch/drive.jsonl" >"$output" 2>/dev/null
+    expect "the exit status" equal "$?" 0
+    local fixes
+    fixes=$(grep -o '"fix_tick_s":[1-9][0-9]*' "$scratch/drive.jsonl" | sort -u | wc -l)
+    expect "the same numbers" contains "$(tail -n 1 "$output")" "demo: $fixes fixes, $(recorded position_update) position \
+updates, $(grep '^{"type":"tracking"' "$scratch/drive.jsonl" | grep -vc '"fix":null') tracking reports, $(recorded \
+'geofence_[a-z]*') geofence events, $(recorded antenna) antenna changes,"
+    expect "its end" contains "$(tail -n 1 "$scratch/drive.jsonl")" '"type":"end"'
 }
 
 # --- No unit --------------------------------------------------------------------------------------------
@@ -286,12 +331,15 @@ readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_rece
     a_file_without_a_sentence_is_refused_in_one_line a_capture_is_counted_before_it_is_played
     a_missing_database_is_explained_at_the_first_start_only a_restart_of_gpsd_is_explained
     the_logs_lines_stand_in_the_applications_columns the_vehicle_departs_at_the_second_start
+    the_story_ends_with_the_page_and_the_summary_line without_a_page_the_demo_fails_but_ends_with_its_summary_line
+    the_recording_holds_what_the_summary_line_counts
     without_the_port_drive_says_that_this_is_no_unit without_the_reset_line_drive_says_that_this_is_no_unit
     the_shortest_example_says_that_this_is_no_unit the_readme_shows_the_shortest_example_as_it_is
     the_shortest_example_prints_where_it_is)
 
 run_check() {
     failed=
+    report=
     declare -F "$1" >/dev/null || { echo "there is no check '$1'" >&2; return 1; }
     make_checkout
     echo "$1"
