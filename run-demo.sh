@@ -10,6 +10,7 @@ readonly build=build/demo-release
 readonly results=build/demo
 readonly application=$build/examples/drive
 readonly simulator=$build/simulator/receiver-simulator
+readonly report=$build/tools/report/ruxogps-report
 readonly route=examples/drive/route.txt
 
 readonly end_s=2 # so long an interrupted step has to end by itself
@@ -26,7 +27,8 @@ usage() {
 Usage: ./run-demo.sh [OPTIONS]
 
 Without options: a first start without a navigation database, a stop that saves it, and a second start that restores
-it, has its fix sooner, and drives a route through two geofences with the antenna lost and back on the way.
+it, has its fix sooner, and drives a route through two geofences with the antenna lost and back on the way. The drive is
+recorded, and a page about it is left for any browser: build/demo/drive.html.
 
   --recording FILE  play a receiver's capture (NMEA or UBX bytes) instead: over and over, with the times of now; the
                     geofences are drawn on the track that its first minutes show
@@ -36,7 +38,8 @@ it, has its fix sooner, and drives a route through two geofences with the antenn
 
 Exit status: 0 when each kind of event was really seen, 1 when one was not or something failed, 2 for a wrong option or
 a capture without a sentence or frame, 4 when a capture can't bring one (the demo says which and why), 130 after Ctrl-C,
-143 after SIGTERM. It ends at once then and leaves nothing running. Logs and the navigation database stay in build/demo.
+143 after SIGTERM. It ends at once then and leaves nothing running. Logs, recording and navigation database stay in
+build/demo.
 HELP
 }
 
@@ -140,7 +143,8 @@ show() {
     fi
     say "the unit's clock runs $speed times as fast as yours; the library's log goes to $results"
     RECEIVER_SIMULATOR=$simulator run_step tools/virtual-unit --speed "$speed" --antenna 1 --receiver "$receiver" \
-        --data "$results/data" --writable "$results" -- tools/demo-scenario "${story[@]}" "$results" "$application"
+        --data "$results/data" --writable "$results" -- tools/demo-scenario "${story[@]}" "$results" "$application" \
+        "$report"
 }
 
 main() {
