@@ -142,7 +142,7 @@ private:
         if (taken.readings.fix && taken.readings.fixTickS != before)
             ++drive_.counts.fixes;
         drive_.samples.push_back({axis_.timeS(), line.at.utcMs, line.at.tickS, taken.readings});
-        drive_.runs.back().end = drive_.samples.size();
+        drive_.counts.samples = drive_.runs.back().end = drive_.samples.size();
     }
     void keep(const Line& line, const ServiceStep& step) {
         Run& run = drive_.runs.back();
