@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs what the tests need, builds everything and runs all tests: here, on a bare Debian of each release with its own
-# libgps, for ARM, from packages. Ends with CTest's summary.
+# libgps, for ARM, from packages, in a browser. Ends with CTest's summary.
 # shellcheck disable=SC2154,SC2317  # `tool` and `options` come from options.bash; traps call functions by name
 set -u
 
@@ -26,6 +26,7 @@ These run several targets one after the other, and end with a table of their tes
   --arm          each ARM target under qemu: armhf (32-bit time_t), armhf-time64 (in a trixie), arm64; and
                  armhf-libgps22, armhf with the stand-in
   --packages     the packages, built, checked, installed and used
+  --pages        the documents and their drawings, and the report's page in Chromium
   --all          the tests here (release) and all of these
   --only LIST    of these targets only the named ones: trixie,armhf
 
@@ -60,7 +61,7 @@ preset=
 kind=
 only=
 install=1
-read_options "preset:,no-install,fresh,arm,libgps,packages,all,only:" "$@"
+read_options "preset:,no-install,fresh,arm,libgps,packages,pages,all,only:" "$@"
 set -- "${options[@]}"
 while [[ $1 != -- ]]; do
     case $1 in
@@ -77,8 +78,8 @@ shift
 case $kind in
     arm) targets=("${arm_targets[@]}") ;;
     libgps) targets=("${libgps_targets[@]}") ;;
-    packages) targets=(packages) ;;
-    all) targets=(release "${libgps_targets[@]}" "${arm_targets[@]}" packages) ;;
+    packages | pages) targets=("$kind") ;;
+    all) targets=(release "${libgps_targets[@]}" "${arm_targets[@]}" packages pages) ;;
     *) targets=() ;;
 esac
 ((${#targets[@]} == 0)) || [[ -z $preset ]] || wrong_usage "--preset and --$kind exclude each other"
@@ -185,7 +186,7 @@ become_target() {
         bookworm | trixie | forky) become_a_machine "$1" "tools/install-dependencies suite" "./run-tests.sh --no-install" ;;
         armhf | arm64 | armhf-libgps22) exec tools/arm/run-tests "$1" ;;
         armhf-time64) become_a_machine trixie "tools/arm/run-tests $1" ;;
-        packages) exec tests/packages/run ;;
+        packages | pages) exec "tests/$1/run" ;;
     esac
 }
 

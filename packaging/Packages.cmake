@@ -92,14 +92,12 @@ They are for the host of a developer, where applications are built and tried
 on a virtual unit. A unit has its vendor's.")
 endif()
 debian_package(tools ruxogps-tools utils
-    NEEDS ${platform}
+    NEEDS runtime ${platform}
     DESCRIPTION "GPS service of a telematics unit - tools on the unit
 What an integrator of the GPS service of a telematics unit runs on the unit or
-copies from: the check of all that the service needs there, a timeout command
-with the option that it uses, and examples of system configuration.")
-
-# The check says so where the library is missing, so it doesn't depend on it.
-set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS libruxogps${PROJECT_VERSION_MAJOR})
+copies from: the check of all that the service needs there, a live view and
+recorder of the service, the page of a recorded drive, a timeout command with
+the option that the service uses, and examples of system configuration.")
 
 # --- Control files --------------------------------------------------------------------------------------
 

@@ -83,6 +83,10 @@ echo "100% tests passed, 0 tests failed out of 20"
 TARGET
 rows() { sed -nE 's/^   (\S+) +([0-9-]+) +([0-9-]+) +([0-9-]+) +[0-9]+/\1 \2 \3 \4/p' <<<"$output"; }
 
+mkdir -p "$work/checkout/tests/pages"
+stand_in "$work/checkout/tests/pages/run" <<<$'#!/bin/sh\necho "50% tests passed, 1 tests failed out of 2"; exit 1'
+run --pages
+expect "the pages are a target" test "$(rows)" = "pages 2 1 0  failed, see build/targets/pages.log"
 run --arm --only armhf-libgps22
 expect "the stand-in's ARM is a target" test "$(rows)" = "armhf-libgps22 20 19 1"
 run --arm --only armhf

@@ -145,6 +145,8 @@ expect "the runtime is the library under its three names" equal "$(package ruxog
 expect "the tools are these" equal "$(package ruxogps-tools)" "/lib/systemd/system/ruxogps-reset-line.service
 /lib/udev/rules.d/60-ruxogps.rules
 /usr/bin/ruxogps-check
+/usr/bin/ruxogps-monitor
+/usr/bin/ruxogps-report
 /usr/lib/tmpfiles.d/ruxogps.conf
 /usr/libexec/ruxogps/bin/timeout
 /usr/libexec/ruxogps/export-reset-line

@@ -46,6 +46,8 @@ INSANE_SKIP:${PN} += "dev-so"
 
 FILES:${PN}-tools = "\
     ${bindir}/ruxogps-check \
+    ${bindir}/ruxogps-monitor \
+    ${bindir}/ruxogps-report \
     ${libexecdir}/ruxogps \
     ${datadir}/ruxogps/examples \
     ${nonarch_base_libdir}/udev/rules.d \
