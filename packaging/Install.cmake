@@ -73,8 +73,9 @@ install_for_applications(ruxo-platform ${platform_component})
 
 # --- To read --------------------------------------------------------------------------------------------
 
-install(FILES examples/minimal.cpp examples/OnAUnit.h
-    DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
+    PATTERN CMakeLists.txt EXCLUDE
+    PATTERN drive EXCLUDE) # needs more than what is installed
 
 file(RELATIVE_PATH headers_from_documents ${CMAKE_INSTALL_FULL_DOCDIR} ${CMAKE_INSTALL_FULL_INCLUDEDIR}/ruxogps)
 
@@ -86,7 +87,7 @@ function(install_document file)
     file(READ ${file} text)
     string(REPLACE "](docs/" "](" text "${text}")
     string(REPLACE "](../ARCHITECTURE.md" "](ARCHITECTURE.md" text "${text}")
-    string(REPLACE "](../examples/minimal.cpp" "](examples/minimal.cpp" text "${text}")
+    string(REGEX REPLACE "\\]\\(\\.\\./examples/([a-z_]+\\.cpp|cxx11[^)]*)\\)" "](examples/\\1)" text "${text}")
     string(REPLACE "](../include" "](${headers_from_documents}" text "${text}")
     string(REGEX REPLACE "\\[([^]]*)\\]\\(\\.\\./[a-zA-Z][^)]*\\)" "\\1" text "${text}")
     file(WRITE ${generated}/docs/${name} "${text}")
