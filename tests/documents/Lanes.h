@@ -75,35 +75,32 @@ private:
         const char* what;
     };
 
-    static const std::vector<Rule>& rules() {
-        static const std::vector<Rule> all = {
-            {"system killall -9 gpsd", Happens, "gpsd", "killall -9"},
-            {"system echo 0 >", Happens, "receiver", "reset"},
-            {"system timeout -t 1 stty -F /dev/ttymxc1 9600", Begins, "line", "9600 baud"},
-            {"system timeout -t 1 stty -F /dev/ttymxc1 115200", Begins, "line", "115200 baud"},
-            {"fopen /dev/ttymxc1", Begins, "port", "library"},
-            {"fclose /dev/ttymxc1", Ends, "port", ""},
-            {"log 6 src/GPSHAL_RUXO_3.cpp UBXConfig: Setting baud", Happens, "commands", "port"},
-            {"log 6 src/GPSHAL_RUXO_3.cpp UBXConfig: Setting NMEA", Happens, "commands", "configuration"},
-            {"log 6 src/GPSHAL_RUXO_3.cpp UBXConfig: Polling", Happens, "commands", "poll"},
-            {"fopen /data/NavigationDatabaseDump rb", Happens, "database", "is read"},
-            {"fopen /data/NavigationDatabaseDump wb", Happens, "database", "is written"},
-            {"popen kill -9 $(pidof gpsd)", Happens, "gpsd", "kill -9"},
-            {"popen gpsd ", Begins, "gpsd", "runs"},
-            {"remove /var/run/gpsd.pid", Ends, "gpsd", ""},
-            {"gps_close", Ends, "reader", ""},
-            {"usleep 21701", Begins, "waits", "acknowledgements"},
-            {"usleep 1000000", Begins, "waits", "reset"},
-            {"sleep 1", Begins, "waits", "gpsd"},
-            {"sleep 5", Begins, "waits", "a pause"},
-            {"ruxosleep", Begins, "waits", "gpsd's first seconds"},
-            {"pthread_create thread 1", Begins, "reader", "takes reports"},
-            {"pthread_create thread 2", Begins, "worker", "runs its cycles"},
-            {"pthread_create thread 3", Begins, "reader", "takes reports"}, // of a restart
-            {"pthread_join thread 1", Ends, "reader", ""},
-        };
-        return all;
-    }
+    static constexpr Rule kRules[] = {
+        {"system killall -9 gpsd", Happens, "gpsd", "killall -9"},
+        {"system echo 0 >", Happens, "receiver", "reset"},
+        {"system timeout -t 1 stty -F /dev/ttymxc1 9600", Begins, "line", "9600 baud"},
+        {"system timeout -t 1 stty -F /dev/ttymxc1 115200", Begins, "line", "115200 baud"},
+        {"fopen /dev/ttymxc1", Begins, "port", "library"},
+        {"fclose /dev/ttymxc1", Ends, "port", ""},
+        {"log 6 src/GPSHAL_RUXO_3.cpp UBXConfig: Setting baud", Happens, "commands", "port"},
+        {"log 6 src/GPSHAL_RUXO_3.cpp UBXConfig: Setting NMEA", Happens, "commands", "configuration"},
+        {"log 6 src/GPSHAL_RUXO_3.cpp UBXConfig: Polling", Happens, "commands", "poll"},
+        {"fopen /data/NavigationDatabaseDump rb", Happens, "database", "is read"},
+        {"fopen /data/NavigationDatabaseDump wb", Happens, "database", "is written"},
+        {"popen kill -9 $(pidof gpsd)", Happens, "gpsd", "kill -9"},
+        {"popen gpsd ", Begins, "gpsd", "runs"},
+        {"remove /var/run/gpsd.pid", Ends, "gpsd", ""},
+        {"gps_close", Ends, "reader", ""},
+        {"usleep 21701", Begins, "waits", "acknowledgements"},
+        {"usleep 1000000", Begins, "waits", "reset"},
+        {"sleep 1", Begins, "waits", "gpsd"},
+        {"sleep 5", Begins, "waits", "a pause"},
+        {"ruxosleep", Begins, "waits", "gpsd's first seconds"},
+        {"pthread_create thread 1", Begins, "reader", "takes reports"},
+        {"pthread_create thread 2", Begins, "worker", "runs its cycles"},
+        {"pthread_create thread 3", Begins, "reader", "takes reports"}, // of a restart
+        {"pthread_join thread 1", Ends, "reader", ""},
+    };
 
     long sinceZero(VirtualClock::Duration elapsed) const {
         return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed - zero).count();
@@ -117,7 +114,7 @@ private:
     void take(long at) {
         for (const std::string& line : unit.journal.take()) {
             takeCount(line, at);
-            for (const Rule& rule : rules())
+            for (const Rule& rule : kRules)
                 if (line.rfind(rule.line, 0) == 0)
                     apply(rule, at);
         }

@@ -1,6 +1,6 @@
 #!/bin/bash
-# That the pictures of docs/semantics.md are what tools/pictures/semantics draws from the numbers beside them, and that each
-# stands in the page.
+# That the pictures of docs/semantics.md are what tools/pictures/semantics draws from the numbers beside them, and that
+# each stands in the page.
 #
 #   semantics_drawings_test.sh REPOSITORY
 # shellcheck source-path=SCRIPTDIR source=../support/checks.bash

@@ -4,11 +4,13 @@ from html import escape
 
 _LIGHT = {
     "ground": "#ffffff", "text": "#1f2328", "muted": "#59636e", "grid": "#d1d9e0",
-    "blue": "#0969da", "orange": "#bc4c00", "green": "#1a7f37", "purple": "#8250df", "red": "#cf222e", "grey": "#6e7781",
+    "blue": "#0969da", "orange": "#bc4c00", "green": "#1a7f37", "purple": "#8250df", "red": "#cf222e",
+    "grey": "#6e7781",
 }
 _DARK = {
     "ground": "#0d1117", "text": "#e6edf3", "muted": "#9198a1", "grid": "#3d444d",
-    "blue": "#4493f8", "orange": "#f0883e", "green": "#3fb950", "purple": "#ab7df8", "red": "#f85149", "grey": "#9198a1",
+    "blue": "#4493f8", "orange": "#f0883e", "green": "#3fb950", "purple": "#ab7df8", "red": "#f85149",
+    "grey": "#9198a1",
 }
 
 
@@ -72,7 +74,8 @@ class Picture:
                 f"<title>{escape(self._title)}</title>\n"
                 f"<style>\n{_style(_LIGHT)}\n@media (prefers-color-scheme: dark) {{\n{_style(_DARK)}\n}}\n</style>\n"
                 f"<defs>{arrows}</defs>\n"
-                f'<rect width="{width}" height="{height}" class="ground" rx="6"/>\n' + "\n".join(self._parts) + "\n</svg>\n")
+                f'<rect width="{width}" height="{height}" class="ground" rx="6"/>\n'
+                + "\n".join(self._parts) + "\n</svg>\n")
 
 
 class Scale:

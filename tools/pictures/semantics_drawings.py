@@ -14,22 +14,10 @@ WIDTH = 820
 COLOUR_OF_STATE = {"Unknown": "grey", "Inside": "blue", "Entered": "green", "Outside": "orange", "Left": "red"}
 
 
-def runs(rows, is_in):
-    """Begin and end of each run of rows for which it holds."""
-    found, begin = [], None
-    for index, row in enumerate(rows + [None]):
-        holds = row is not None and is_in(row)
-        if holds and begin is None:
-            begin = index
-        if not holds and begin is not None:
-            found.append((begin, index - 1))
-            begin = None
-    return found
-
-
 # --- Geofences ------------------------------------------------------------------------------------------------
 
-PLACE_OF_STATE = {"Unknown": (110, 170), "Inside": (370, 85), "Left": (370, 255), "Entered": (680, 85), "Outside": (680, 255)}
+PLACE_OF_STATE = {"Unknown": (110, 170), "Inside": (370, 85), "Left": (370, 255), "Entered": (680, 85),
+                  "Outside": (680, 255)}
 HALF = (84, 27)
 
 
@@ -53,7 +41,8 @@ def geofence_states(data):
     rows = table(f"{data}/geofence-states.txt")
     for row in rows:
         inside = row["position"] == "inside"
-        picture.path(edge_path(row["state"], row["next"]), "blue" if inside else "orange", 2, "" if inside else "6 4", True)
+        colour, dash = ("blue", "") if inside else ("orange", "6 4")
+        picture.path(edge_path(row["state"], row["next"]), colour, 2, dash, True)
     told = {row["next"]: row["told"] for row in rows if row["told"] != "-"}
     for state, (x, y) in PLACE_OF_STATE.items():
         picture.box(x - HALF[0], y - HALF[1], 2 * HALF[0], 2 * HALF[1], "ground", 8)
@@ -63,10 +52,11 @@ def geofence_states(data):
             picture.text(x, y + 16, "tells " + told[state], "text", "middle", 11)
     picture.line(30, 325, 70, 325, "blue", 2)
     picture.text(78, 329, "a check finds the position inside")
-    picture.line(280, 325, 320, 325, "orange", 2, "6 4")
-    picture.text(328, 329, "… outside")
+    picture.line(310, 325, 350, 325, "orange", 2, "6 4")
+    picture.text(358, 329, "a check finds it outside")
     picture.text(110, 133, "after a reset", "muted", "middle")
-    picture.text(790, 329, "the margin counts in Unknown, Inside and Entered, not in Left and Outside", "muted", "end")
+    picture.text(26, 30, "The margin counts in Unknown,", "muted")
+    picture.text(26, 47, "Inside and Entered.", "muted")
     return picture
 
 
@@ -90,7 +80,8 @@ def geofence_borders(data):
     for line, state in enumerate(("Unknown", "Inside", "Entered", "Outside", "Left")):
         picture.text(14, 68 + 40 * line, state, weight="bold")
         state_strip(picture, rows, state, x, 51 + 40 * line)
-    picture.text(470, 288, "microdegrees east of the centre: border at 1,000, margin of 1,500 beyond it", "muted", "middle")
+    picture.text(470, 288, "microdegrees east of the centre: border at 1,000, margin of 1,500 beyond it", "muted",
+                 "middle")
     return picture
 
 
@@ -136,8 +127,8 @@ def geofence_date_line(data):
         state_strip(picture, rows, state, x, 41 + 40 * line)
     picture.line(x(0), 28, x(0), 132, "text", 2)
     grid_across(picture, x, (-9000, -5500, -4000, -1000, 0, 2000, 9000), 120, 132)
-    picture.text(x(0), 175, "microdegrees east of the date line; the centre lies at -1,000, half the width is 3,000, the margin "
-                 "1,500", "muted", "middle")
+    picture.text(x(0), 175, "microdegrees east of the date line; centre at -1,000, half the width 3,000, margin 1,500",
+                 "muted", "middle")
     return picture
 
 
@@ -154,8 +145,9 @@ def odometer_drive(data):
     for column, colour in (("driven", "grey"), ("counted", "blue")):
         picture.lines([(x(int(row["second"])), y(int(row[column]))) for row in rows], colour, 2.5)
     last = rows[-1]
-    picture.text(x(478), y(int(last["driven"])) - 8, f"driven: {int(last['driven']):,} m", "text", "end", weight="bold")
-    picture.text(x(478), y(int(last["counted"])) - 8, f"counted: {int(last['counted']):,} m", "blue", "end", weight="bold")
+    for column, colour in (("driven", "text"), ("counted", "blue")):
+        metres = int(last[column])
+        picture.text(x(478), y(metres) - 8, f"{column}: {metres:,} m", colour, "end", weight="bold")
     picture.text(430, 320, "10 m/s from the service's start to second 400, error estimate 5 m", "muted", "middle")
     return picture
 
@@ -177,7 +169,8 @@ def odometer_steps(data):
     for begin, end in ((0, 30), (30, 60)):
         gate = int(rows[begin]["gate"])
         picture.line(x(begin), y(gate), x(end), y(gate), "orange", 2.5)
-        picture.text(x(begin), 22, f"error estimate {gate // 2000} m: a step must exceed {gate // 1000} m", "orange", weight="bold")
+        words = f"error estimate {gate // 2000} m: a step must exceed {gate // 1000} m"
+        picture.text(x(begin), 22, words, "orange", weight="bold")
     for place, (done, words) in enumerate((("builds-up", "builds up"), ("counted", "counted"), ("dropped", "dropped"))):
         picture.box(70 + 140 * place, 302, 14, 14, COLOUR_OF_STEP[done] + "-area")
         picture.text(90 + 140 * place, 314, words)
@@ -215,7 +208,8 @@ def odometer_jump(data):
         picture.lines([(x(int(row["second"])), y(int(row[column]))) for row in rows], colour)
         last = int(rows[-1][column])
         picture.text(x(60) + 10, y(last) + 4 + shift, f"{words}: {last:,} m counted", colour)
-    picture.text(330, 325, "a position that stands, jumps at second 5 and stands again; error estimate 5 m", "muted", "middle")
+    picture.text(330, 325, "a position that stands, jumps at second 5 and stands again; error estimate 5 m", "muted",
+                 "middle")
     return picture
 
 
@@ -256,7 +250,7 @@ def fresh_panel(picture, rows, top, title):
         for row in rows:
             if row[column] == "1":
                 picture.box(x(int(row["age"]) - 0.42), y, x(0.84) - x(0), 19, "green-area")
-    picture.text(14, top + 124, "readings: age of the fix")
+    picture.text(14, top + 124, "readings: age by fixTick")
     picture.text(14, top + 148, "callback")
     for row in rows:
         middle = x(int(row["age"]))
@@ -269,7 +263,7 @@ def fresh_panel(picture, rows, top, title):
 def freshness(data):
     picture = Picture(WIDTH, 432, "What becomes of a fix that is not renewed")
     fresh_panel(picture, table(f"{data}/freshness-silence.txt"), 26, "gpsd says nothing more")
-    fresh_panel(picture, table(f"{data}/freshness-loss.txt"), 226, "gpsd goes on, but with reports that have no position")
+    fresh_panel(picture, table(f"{data}/freshness-loss.txt"), 226, "gpsd goes on, with reports that have no position")
     picture.dot(190, 418, 5, "red")
     picture.text(202, 422, "OnAvailabilityChanged(false)", "text", size=11)
     picture.text(790, 422, "seconds since the last report with a position", "muted", "end", 11)
@@ -278,8 +272,9 @@ def freshness(data):
 
 # --- Life -----------------------------------------------------------------------------------------------------
 
-LANES = (("application", "application", "blue"), ("worker", "worker thread", "purple"), ("reader", "reader thread", "purple"),
-         ("empty cycles", "cycles without data", "red"), ("waits", "waits for", "grey"), ("gpsd", "gpsd", "green"),
+LANES = (("application", "application", "blue"), ("worker", "worker thread", "purple"),
+         ("reader", "reader thread", "purple"), ("empty cycles", "cycles without data", "red"),
+         ("waits", "waits for", "grey"), ("gpsd", "gpsd", "green"),
          ("port", "port open", "orange"), ("line", "line's speed", "orange"), ("commands", "commands", "orange"),
          ("receiver", "receiver", "orange"), ("database", "database file", "orange"))
 
@@ -325,7 +320,8 @@ def within(rows, first, last):
 
 def life(data, title, panels):
     """Panels one below the other, each (file, title, first and last millisecond)."""
-    cut = [(within(table(f"{data}/{name}.txt"), first, last), words, first, last) for name, words, first, last in panels]
+    cut = [(within(table(f"{data}/{name}.txt"), first, last), words, first, last)
+           for name, words, first, last in panels]
     height = sum(56 + 26 * len({row["lane"] for row in rows}) for rows, _, _, _ in cut)
     picture = Picture(WIDTH, height + 4, title)
     top = 26
@@ -348,7 +344,7 @@ def stop(data):
 
 def watchdog(data):
     return life(data, "The watchdog restarts gpsd", (
-        ("watchdog-silence", "gpsd falls silent: it is noticed", 0, 57500),
+        ("watchdog-silence", "gpsd falls silent: it is noticed", 0, 55900),
         ("watchdog-silence", "the restart, closer", 56000, 69000),
         ("watchdog-death", "gpsd dies", 0, 13000)))
 
@@ -401,4 +397,5 @@ def main():
             file.write(draw(data).svg())
 
 
-main()
+if __name__ == "__main__":
+    main()
