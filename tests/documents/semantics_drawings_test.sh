@@ -1,6 +1,6 @@
 #!/bin/bash
 # That the pictures of docs/semantics.md are what tools/pictures/semantics draws from the numbers beside them, and that
-# each stands in the page.
+# each stands in the page; and that the tools refuse wrong options.
 #
 #   semantics_drawings_test.sh REPOSITORY
 # shellcheck source-path=SCRIPTDIR source=../support/checks.bash
@@ -15,7 +15,7 @@ cd "$1" || exit
 same() { cmp "$1" "$2"; }
 refuses() {
     local said status
-    said=$(tools/pictures/semantics "$@" 2>&1)
+    said=$("$@" 2>&1)
     status=$?
     ((status == 2)) && equal "$(wc -l <<<"$said")" 1
 }
@@ -28,7 +28,10 @@ for picture in docs/semantics/*.svg; do
 done
 expect "as many pictures as are drawn" equal "$(find docs/semantics -name '*.svg' | wc -l)" \
     "$(find "$work" -name '*.svg' | wc -l)"
-for wrong in --no-such-option --preset argument; do
-    expect "'$wrong' is refused in one line with status 2" refuses "$wrong"
+for tool in semantics architecture; do
+    for wrong in --no-such-option --chec=yes argument; do
+        expect "$tool refuses '$wrong' in one line with status 2" refuses "tools/pictures/$tool" "$wrong"
+    done
 done
+expect "a preset needs its name" refuses tools/pictures/semantics --preset
 [[ -z $failed ]]

@@ -86,7 +86,7 @@ def geofence_borders(data):
 
 
 def geofence_margin(data):
-    picture = Picture(WIDTH, 380, "A position that wavers as it drives through a geofence, with a margin and without")
+    picture = Picture(WIDTH, 400, "A position that wavers as it drives through a geofence, with a margin and without")
     rows = table(f"{data}/geofence-margin.txt")
     x, y = Scale(0, 120, 110, 800), Scale(-5000, 5000, 270, 20)
     for edge, words in ((2500, "margin"), (1000, "geofence")):
@@ -97,6 +97,8 @@ def geofence_margin(data):
     for line, (column, words) in enumerate((("with-margin", "margin 1,500"), ("without-margin", "margin 0"))):
         margin_strip(picture, rows, column, words, x, 286 + 30 * line)
     grid_across(picture, x, range(0, 121, 20), 346, 350, " s")
+    picture.text(455, 390, "microdegrees east of the centre, by the second; below: when the geofence counts as entered",
+                 "muted", "middle")
     return picture
 
 
