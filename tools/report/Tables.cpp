@@ -1,12 +1,14 @@
 #include "Tables.h"
 
+#include <cstdint>
+
 #include "Markup.h"
 
 namespace report {
 
 namespace {
 
-std::string count(const char* name, std::size_t value, const char* words) {
+std::string count(const char* name, std::uint64_t value, const char* words) {
     const std::string text = std::to_string(value);
     return "<div><dt>" + std::string(words) + "</dt><dd><data id=\"data-count-" + name + "\" value=\"" +
            text + "\">" + text + "</data></dd></div>\n";
