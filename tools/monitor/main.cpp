@@ -16,6 +16,7 @@
 #include "Gpx.h"
 #include "JsonOutput.h"
 #include "LinesOutput.h"
+#include "LiveView.h"
 #include "Monitor.h"
 #include "OnAUnit.h"
 #include "OnceOutput.h"
@@ -99,7 +100,7 @@ const OutputRow kOutputs[] = {
      [](const Options&, const Wishes&, Requests&) -> std::unique_ptr<Output> {
          return std::make_unique<JsonOutput>(STDOUT_FILENO);
      }},
-    {[](const Options& o) { return o.lines || hasNothingChosen(o); },
+    {[](const Options& o) { return o.lines; },
      [](const Options&, const Wishes&, Requests&) -> std::unique_ptr<Output> {
          return std::make_unique<LinesOutput>(STDOUT_FILENO, isatty(STDOUT_FILENO) == 1);
      }},
@@ -111,6 +112,21 @@ Outputs makeOutputs(const Options& options, const Wishes& wishes, Requests& requ
         if (row.isWanted(options))
             outputs.push_back(row.make(options, wishes, requests));
     return outputs;
+}
+
+/// The live view where there is a terminal for it, otherwise lines.
+std::unique_ptr<Output> makeView(Requests& requests, const Moments& moments) {
+    const bool isTerminal = isatty(STDOUT_FILENO) == 1;
+    if (isTerminal && isatty(STDIN_FILENO) == 1) {
+        try {
+            auto view = std::make_unique<LiveView>(requests, [&moments] { return moments.now(); });
+            beforeASuddenEnd(LiveView::giveBack);
+            return view;
+        } catch (const NoTerminal& reason) {
+            report(std::string(reason.what()) + ": here are lines instead of the live view", kFine);
+        }
+    }
+    return std::make_unique<LinesOutput>(STDOUT_FILENO, isTerminal);
 }
 
 /// The library's log and the words of its commands.
@@ -135,6 +151,8 @@ int monitorUnit(const Options& options) {
     Service service(wishes, moments);
     Outputs outputs = makeOutputs(options, wishes, service);
     redirectLog(options.log);
+    if (hasNothingChosen(options))
+        outputs.push_back(makeView(service, moments));
     return Monitor(service, moments, outputs).run();
 }
 

@@ -1,0 +1,241 @@
+#include "LiveView.h"
+
+#include <algorithm>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <sys/epoll.h>
+#include <unistd.h>
+#include <utility>
+
+#include "Text.h"
+
+namespace monitor {
+
+namespace {
+
+constexpr std::size_t kMostDigits = 10;
+constexpr std::size_t kLastLines = 10;
+
+void watch(int epoll, int descriptor, std::uint32_t events, int operation) {
+    epoll_event event = {};
+    event.events = events;
+    event.data.fd = descriptor;
+    epoll_ctl(epoll, operation, descriptor, &event);
+}
+
+Page after(Page page) {
+    return page >= Page::Log ? Page::Overview : static_cast<Page>(static_cast<int>(page) + 1);
+}
+
+/// The text's number of metres, or nothing where the odometer can't have it.
+std::optional<std::uint32_t> metresOf(const std::string& digits) {
+    const unsigned long long metres = std::strtoull(digits.c_str(), nullptr, 10);
+    if (metres > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
+    return static_cast<std::uint32_t>(metres);
+}
+
+/// Before the screen is made: it asks for the locale once.
+Requests& withLocale(Requests& requests) {
+    std::setlocale(LC_CTYPE, "");
+    return requests;
+}
+
+} // namespace
+
+// --- Life -----------------------------------------------------------------------------------------------
+
+LiveView::LiveView(Requests& requests, Now now) : requests_(withLocale(requests)), now_(std::move(now)) {
+    waiting_ = epoll_create1(EPOLL_CLOEXEC);
+    watch(waiting_, terminal_.descriptor(), EPOLLIN, EPOLL_CTL_ADD);
+    watch(waiting_, errors_.descriptor(), EPOLLIN, EPOLL_CTL_ADD);
+    open();
+}
+
+LiveView::~LiveView() { close(waiting_); }
+
+void LiveView::open() {
+    terminal_.enter(screen_.enter(), screen_.leave());
+    fit();
+}
+
+void LiveView::fit() {
+    size_ = terminal_.size();
+    screen_.resize(size_);
+    screen_.forget();
+}
+
+void LiveView::giveBack() {
+    Terminal::giveBack();
+    ErrorStream::releaseAtOnce();
+}
+
+// Where something went wrong, the log that nobody could read on the screen says what.
+bool LiveView::finish() {
+    terminal_.leave();
+    errors_.release();
+    if (status_ == 0)
+        return true;
+    const auto& lines = errors_.lines();
+    const std::size_t first = lines.size() > kLastLines ? lines.size() - kLastLines : 0;
+    for (std::size_t i = first; i < lines.size(); ++i)
+        std::fprintf(stderr, "%s\n", showable(lines[i]).c_str());
+    return true;
+}
+
+// --- Lines and turns ------------------------------------------------------------------------------------
+
+void LiveView::take(const telemetry::Line& line) {
+    if (const auto* const end = std::get_if<telemetry::End>(&line.content))
+        status_ = end->status;
+    model_.take(line);
+}
+
+void LiveView::turn() {
+    if (terminal_.hasBeenStopped())
+        open();
+    if (terminal_.wasResized())
+        fit();
+    errors_.read();
+    takeKeys();
+    draw();
+}
+
+void LiveView::draw() {
+    model_.advance(now_());
+    terminal_.flush();
+    if (!terminal_.isPending()) {
+        view_.log = errors_.lines();
+        terminal_.write(screen_.show(layOut(model_, view_, model_.last(), size_)));
+    }
+    waitForRoom(terminal_.isPending());
+}
+
+void LiveView::waitForRoom(bool isNeeded) {
+    if (isNeeded == waitsForRoom_ || terminal_.isGone())
+        return;
+    waitsForRoom_ = isNeeded;
+    watch(waiting_, terminal_.descriptor(), isNeeded ? EPOLLIN | EPOLLOUT : EPOLLIN, EPOLL_CTL_MOD);
+}
+
+// --- Keys -----------------------------------------------------------------------------------------------
+
+void LiveView::takeKeys() {
+    const std::string bytes = terminal_.read();
+    for (const Key& key : bytes.empty() ? keys_.pause() : keys_.take(bytes))
+        press(key);
+    if (terminal_.isGone() && state_ == State::Going) {
+        watch(waiting_, terminal_.descriptor(), 0, EPOLL_CTL_DEL);
+        state_ = State::Done;
+    }
+}
+
+void LiveView::press(const Key& key) {
+    view_.hint.clear();
+    if (key.kind == Key::Kind::Character && key.character == control('C'))
+        return quit();
+    if (view_.odometerInput)
+        return pressInOdometer(key);
+    switch (key.kind) {
+    case Key::Kind::Character:
+        return pressCharacter(key.character);
+    case Key::Kind::Tab:
+        return showPage(after(view_.page));
+    case Key::Kind::Escape:
+        return showPage(Page::Overview);
+    default:
+        return scroll(key.kind);
+    }
+}
+
+void LiveView::pressCharacter(char character) {
+    switch (character) {
+    case 'o':
+        if (mayRequest())
+            view_.odometerInput = "";
+        return;
+    case 't':
+        if (mayRequest())
+            requests_.setTracking(!model_.settings().trackingEnabled);
+        return;
+    case 'g':
+        if (mayRequest())
+            requests_.setGeofences(!model_.settings().geofencesEnabled);
+        return;
+    case 'l':
+        return showPage(view_.page == Page::Log ? Page::Overview : Page::Log);
+    case '?':
+        return showPage(view_.page == Page::Help ? Page::Overview : Page::Help);
+    case 'q':
+        state_ = State::Done;
+        view_.hint = "the service ends, then this view; Ctrl-C twice ends at once";
+        return;
+    case control('L'):
+        return screen_.forget();
+    case control('Z'):
+        kill(0, SIGTSTP); // as the terminal would: the whole job
+        return;
+    default:
+        view_.hint = "? shows the keys";
+    }
+}
+
+void LiveView::pressInOdometer(const Key& key) {
+    std::string& digits = *view_.odometerInput;
+    const bool isDigit = key.kind == Key::Kind::Character && key.character >= '0' && key.character <= '9';
+    if (isDigit && digits.size() < kMostDigits)
+        digits += key.character;
+    else if (key.kind == Key::Kind::Backspace && !digits.empty())
+        digits.pop_back();
+    else if (key.kind == Key::Kind::Enter)
+        setOdometer();
+    else if (key.kind == Key::Kind::Escape)
+        view_.odometerInput.reset();
+}
+
+void LiveView::setOdometer() {
+    const std::string digits = *std::exchange(view_.odometerInput, std::nullopt);
+    const auto metres = metresOf(digits);
+    if (digits.empty())
+        view_.hint = "the odometer stays as it is";
+    else if (!metres)
+        view_.hint = "the odometer takes at most 4294967295 metres";
+    else if (mayRequest())
+        requests_.setOdometer(*metres);
+}
+
+bool LiveView::mayRequest() {
+    if (model_.isRunning())
+        return true;
+    view_.hint = std::string("not while the service is ") + telemetry::inWords(model_.step().step);
+    return false;
+}
+
+// The signal has main end in order; where the process ignores it, the view asks for it.
+void LiveView::quit() {
+    state_ = State::Done;
+    view_.hint = "the service ends, then this view; Ctrl-C ends at once";
+    raise(SIGINT);
+}
+
+void LiveView::showPage(Page page) {
+    view_.page = page;
+    view_.scrolledBack = 0;
+}
+
+void LiveView::scroll(Key::Kind kind) {
+    const std::size_t page = size_.rows > 4 ? size_.rows - 4 : 1;
+    const std::size_t step = kind == Key::Kind::PageUp || kind == Key::Kind::PageDown ? page : 1;
+    const bool isBack = kind == Key::Kind::Up || kind == Key::Kind::PageUp;
+    const bool isForward = kind == Key::Kind::Down || kind == Key::Kind::PageDown;
+    const std::size_t most = std::max(model_.events().size(), view_.log.size());
+    if (isBack)
+        view_.scrolledBack = std::min(view_.scrolledBack + step, most);
+    if (isForward)
+        view_.scrolledBack -= std::min(view_.scrolledBack, step);
+}
+
+} // namespace monitor
