@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "Journey.h"
 
@@ -16,7 +18,8 @@ public:
     }
 
     void tells(telemetry::Content content) {
-        journey.take({{kUtcMs + tickS * 1000LL, tickS * 1000LL, tickS}, std::move(content)});
+        lines.push_back({{kUtcMs + tickS * 1000LL, tickS * 1000LL, tickS}, std::move(content)});
+        journey.take(lines.back());
     }
 
     void watches(const telemetry::Geofence& geofence) {
@@ -59,6 +62,7 @@ public:
     static constexpr std::int64_t kUtcMs = 1000;         // the unit's clock was never set: it is 1970
     static constexpr std::int64_t kFixUtcS = 1767323000; // 2026-01-02 03:03:20
     std::uint32_t tickS = 1000;
+    std::vector<telemetry::Line> lines; ///< as they were told
     telemetry::Journey journey;
 };
 
