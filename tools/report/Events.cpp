@@ -60,6 +60,9 @@ struct WordsOf {
     std::string operator()(const telemetry::Start& start) const {
         return "recording begins: " + start.program;
     }
+    std::string operator()(const telemetry::ServiceStep& step) const {
+        return std::string("service ") + telemetry::inWords(step.step);
+    }
     std::string operator()(const telemetry::End& end) const {
         return "recording ends" + (end.status == 0 ? "" : " with status " + std::to_string(end.status));
     }
@@ -195,6 +198,22 @@ const char* styleOf(EventKind kind) {
         return "lost";
     case EventKind::Recording:
         return "recording";
+    }
+    return "";
+}
+
+const char* styleOf(Stretch::Kind kind) {
+    switch (kind) {
+    case Stretch::Kind::Restart:
+        return "restart";
+    case Stretch::Kind::NoReadings:
+        return "no-readings";
+    case Stretch::Kind::NoFix:
+        return "no-fix";
+    case Stretch::Kind::Watchdog:
+        return "watchdog";
+    case Stretch::Kind::ClockJump:
+        return "clock-jump";
     }
     return "";
 }

@@ -33,6 +33,9 @@ const char* inWords(EventKind kind);
 /// The name of its style: "entered", ...
 const char* styleOf(EventKind kind);
 
+/// "restart", "no-readings", "no-fix", "watchdog", "clock-jump"
+const char* styleOf(Stretch::Kind kind);
+
 } // namespace report
 
 #endif

@@ -46,6 +46,21 @@ std::string grid(const Frame& frame) {
     return path("grid", data);
 }
 
+/// Where it is near: geofences end there.
+std::string dateLine(const Frame& frame) {
+    constexpr double kFarDeg = 5;
+    constexpr double kMicrodegrees = 1e6;
+    if (std::abs(frame.projection().centre().longitude / kMicrodegrees) < 180 - kFarDeg)
+        return "";
+    const double latitude = frame.projection().centre().latitude / kMicrodegrees;
+    std::vector<Place> places;
+    for (double step = -kFarDeg; step <= kFarDeg; step += 0.1)
+        places.push_back(frame.on(frame.projection().on(std::clamp(latitude + step, -90.0, 90.0), 180)));
+    return path("dateline", pathData(places)) +
+           text("label", {frame.on(frame.projection().on(latitude, 180)).x + 6, frame.height() - 12},
+                "date line");
+}
+
 std::string scaleBar(const Frame& frame) {
     constexpr double kLeft = 24;
     const double below = frame.height() - 20;
@@ -205,18 +220,33 @@ std::string mark(const Place& place, const std::string& style, double timeS, con
 
 std::string glyph(const char* data) { return "<path d=\"" + std::string(data) + "\"/>"; }
 
+/// Leaves a number out where another one stands already.
+class Numbers {
+public:
+    std::string at(const Place& place, std::size_t number) {
+        constexpr double kNear = 22;
+        for (const Place& each : taken_)
+            if (std::abs(each.x - place.x) < kNear && std::abs(each.y - place.y) < kNear)
+                return "";
+        taken_.push_back(place);
+        return "<text class=\"label\" x=\"11\" y=\"5\">" + std::to_string(number) + "</text>";
+    }
+
+private:
+    std::vector<Place> taken_;
+};
+
 std::string crossingMarks(const MapContents& contents) {
-    constexpr std::size_t kMostNumbers = 60; // more can't be read
+    Numbers numbers;
     std::string marks;
     for (const Happening& happening : contents.happenings) {
         const bool entered = happening.kind == EventKind::Entered;
         if (!happening.where || (!entered && happening.kind != EventKind::Left))
             continue;
-        std::string drawn = glyph(entered ? kEnteredGlyph : kLeftGlyph);
-        if (happening.number <= kMostNumbers)
-            drawn += "<text class=\"label\" x=\"11\" y=\"5\">" + std::to_string(happening.number) + "</text>";
-        marks += mark(contents.frame.on(*happening.where), styleOf(happening.kind), happening.timeS,
-                      happening.words + ", " + elapsed(happening.timeS), drawn);
+        const Place place = contents.frame.on(*happening.where);
+        marks += mark(place, styleOf(happening.kind), happening.timeS,
+                      happening.words + ", " + elapsed(happening.timeS),
+                      glyph(entered ? kEnteredGlyph : kLeftGlyph) + numbers.at(place, happening.number));
     }
     return marks;
 }
@@ -233,16 +263,20 @@ std::string otherCrossingMarks(const MapContents& contents) {
     return marks;
 }
 
-/// Crosses in one path: there may be thousands.
+/// Crosses in one path: there may be thousands, and those that would touch are left out.
 std::string droppedMarks(const MapContents& contents) {
-    constexpr std::size_t kMost = 3000;
+    constexpr double kApart = 12;
     std::string data;
-    std::size_t drawn = 0;
-    for (const OdometerStep& step : contents.page.replay.steps)
-        if (step.kind == OdometerStep::Kind::Dropped && ++drawn <= kMost) {
-            const Place place = contents.frame.on(step.at);
-            data += "M" + coordinates({place.x - 3, place.y - 3}) + "l6 6m-6 0 6-6";
-        }
+    std::optional<Place> last;
+    for (const OdometerStep& step : contents.page.replay.steps) {
+        if (step.kind != OdometerStep::Kind::Dropped)
+            continue;
+        const Place place = contents.frame.on(step.at);
+        if (last && std::hypot(place.x - last->x, place.y - last->y) < kApart)
+            continue;
+        last = place;
+        data += "M" + coordinates({place.x - 3, place.y - 3}) + "l6 6m-6 0 6-6";
+    }
     return path("dropped", data);
 }
 
@@ -265,18 +299,20 @@ std::string mapElements(const MapContents& contents) {
     if (contents.frame.isEmpty())
         return ground + text("label middle", {Frame::kWidth / 2, contents.frame.height() / 2},
                              "No fix and no geofence: there is nothing to draw");
-    return ground + grid(contents.frame) + drawnAreas(contents) + drawnTrack(contents) +
-           droppedMarks(contents) + areaNames(contents) + endMarks(contents) + otherCrossingMarks(contents) +
-           crossingMarks(contents) + scaleBar(contents.frame) + north();
+    return ground + grid(contents.frame) + dateLine(contents.frame) + drawnAreas(contents) +
+           drawnTrack(contents) + droppedMarks(contents) + areaNames(contents) + endMarks(contents) +
+           otherCrossingMarks(contents) + crossingMarks(contents) + scaleBar(contents.frame) + north();
 }
 
 std::string speedLegend(const SpeedScale& speeds) {
+    constexpr double kApart = 106;
     std::string legend;
     for (std::size_t step = 0; step < speeds.steps(); ++step) {
-        const std::string x = number(static_cast<double>(step) * 88 + 24);
-        legend += "<path class=\"casing\" d=\"M" + x + " 12h24\"/><path class=\"track v" +
-                  std::to_string(speeds.colour(step)) + "\" d=\"M" + x + " 12h24\"/>" +
-                  text("legend", {static_cast<double>(step) * 88 + 24, 34}, speeds.words(step));
+        const Place place{24 + static_cast<double>(step) * kApart, 12};
+        const std::string data = "M" + coordinates(place) + "h24";
+        const bool isLast = step + 1 == speeds.steps();
+        legend += path("casing", data) + path("track v" + std::to_string(speeds.colour(step)), data) +
+                  text("legend", {place.x, 34}, speeds.words(step) + (isLast ? " km/h" : ""));
     }
     return legend;
 }

@@ -1,8 +1,11 @@
 #include "Page.h"
 
+#include "Charts.h"
+#include "Compare.h"
 #include "Map.h"
 #include "Markup.h"
 #include "PageFiles.h"
+#include "Series.h"
 #include "Tables.h"
 
 namespace report {
@@ -51,34 +54,102 @@ struct Parts {
     std::vector<TrackPoint> track;
     std::vector<Happening> happenings;
     std::vector<Area> areas;
+    std::vector<Area> otherAreas;
 
     explicit Parts(const Contents& contents)
         : track(trackOf(contents.drive)), happenings(happeningsOf(contents.drive)),
-          areas(areasOf(contents.drive)) {}
+          areas(areasOf(contents.drive)), otherAreas(otherAreasOf(contents, areas)) {}
 
     MapContents map(const Contents& contents) const {
-        return {contents, track, happenings, areas, {}, SpeedScale(track), Frame(track, areas)};
+        std::vector<Area> all = areas;
+        all.insert(all.end(), otherAreas.begin(), otherAreas.end());
+        return {contents, track, happenings, areas, otherAreas, SpeedScale(track), Frame(track, all)};
     }
 };
+
+// --- The map and its key --------------------------------------------------------------------------------
+
+std::string keyEntry(const std::string& drawing, const std::string& words) {
+    return "<li><svg class=\"swatch\" viewBox=\"-12 -8 24 16\" aria-hidden=\"true\">" + drawing + "</svg> " +
+           words + "</li>\n";
+}
+
+std::string speedKey(const SpeedScale& speeds) {
+    std::string key;
+    for (std::size_t step = 0; step < speeds.steps(); ++step)
+        key += keyEntry("<path class=\"casing\" d=\"M-8 0H8\"/><path class=\"track v" +
+                            std::to_string(speeds.colour(step)) + "\" d=\"M-8 0H8\"/>",
+                        speeds.words(step));
+    return "<ul class=\"key\" aria-label=\"Colours of the track, kilometres an hour\">\n" + key +
+           "<li>km/h</li></ul>\n";
+}
+
+std::string markKey(const Contents& contents) {
+    std::string key =
+        keyEntry("<g class=\"mark entered\"><path d=\"M0-7 7 5H-7z\"/></g>", "geofence entered") +
+        keyEntry("<g class=\"mark left\"><path d=\"M0 7 7-5H-7z\"/></g>", "geofence left") +
+        keyEntry("<g class=\"area\"><rect class=\"margin\" x=\"-11\" y=\"-7\" width=\"22\" height=\"14\"/>"
+                 "<rect class=\"border\" x=\"-6\" y=\"-4\" width=\"12\" height=\"8\"/></g>",
+                 "geofence and its margin") +
+        keyEntry("<g class=\"mark begin\"><circle r=\"5\"/></g>", "first fix") +
+        keyEntry("<g class=\"mark finish\"><rect x=\"-5\" y=\"-5\" width=\"10\" height=\"10\"/></g>",
+                 "last fix") +
+        keyEntry("<path class=\"gap\" d=\"M-11 0H11\"/>", "no fix between") +
+        keyEntry("<path class=\"dropped\" d=\"M-4-4 4 4M-4 4 4-4\"/>", "odometer dropped a step");
+    if (contents.other)
+        key += keyEntry("<g class=\"area other\"><rect class=\"border\" x=\"-9\" y=\"-6\" width=\"18\" "
+                        "height=\"12\"/></g>",
+                        escaped(contents.other->whatIf.words));
+    return "<ul class=\"key\" aria-label=\"Marks on the map\">\n" + key + "</ul>\n";
+}
+
+std::string mapFigure(const MapContents& map) {
+    return "<svg class=\"map\" id=\"map\" role=\"img\" aria-label=\"Map of the track, with grid lines " +
+           distance(map.frame.gridM()) + " apart; north is up\" " +
+           viewBox(Frame::kWidth, map.frame.height()) + ">\n" + mapElements(map) +
+           "<g id=\"here\" visibility=\"hidden\"><g class=\"glyph\"><circle r=\"13\"/><circle "
+           "class=\"middle\" "
+           "r=\"3\"/></g></g>\n</svg>\n";
+}
+
+/// What the script fills and shows; without it the page is a still one.
+std::string readout() {
+    return "<div class=\"readout\" id=\"readout\" hidden>\n<label for=\"time\">Time</label>\n"
+           "<input type=\"range\" id=\"time\" min=\"0\" value=\"0\" step=\"any\" aria-describedby=\"keys\">\n"
+           "<p class=\"now\"><strong data-value=\"t\"></strong> <span data-value=\"utc\"></span> "
+           "<span data-value=\"where\"></span> <span data-value=\"fix\"></span></p>\n</div>\n";
+}
+
+std::string exploring(const Contents& contents, const Parts& parts, const MapContents& map) {
+    return "<section id=\"drive\" aria-labelledby=\"drive-head\">\n<h2 id=\"drive-head\">The drive</h2>\n"
+           "<p class=\"keys\" id=\"keys\" hidden>Move over a chart or the map, or use the keys on the "
+           "slider: arrows for "
+           "a reading, Page Up and Page Down for an event, Home and End.</p>\n" +
+           speedKey(map.speeds) + markKey(contents) + "<div class=\"explore\">\n<div class=\"place\">\n" +
+           mapFigure(map) + readout() + "</div>\n" + charts(contents, parts.track, parts.happenings) +
+           "</div>\n</section>\n";
+}
 
 } // namespace
 
 std::string htmlPage(const Contents& contents) {
     const Parts parts(contents);
     const MapContents map = parts.map(contents);
-    const std::string title = "Drive " + escaped(contents.drive.name);
-    return head(title) + "<body>\n<main>\n<h1>" + title + "</h1>\n" + countsTable(contents.drive) +
-           "<svg class=\"map\" role=\"img\" aria-label=\"The track\" " +
-           viewBox(Frame::kWidth, map.frame.height()) + ">\n" + mapElements(map) + "</svg>\n" +
-           eventsTable(contents.drive, parts.happenings) + "</main>\n<script>" + kPageScript +
+    const std::string name = escaped(contents.drive.name);
+    return head(name + ": a drive") + "<body>\n<header>\n<h1>Drive <bdi>" + name + "</bdi></h1>\n" +
+           summary(contents) + "</header>\n<main>\n" + warnings(contents.drive) +
+           countsTable(contents.drive) + exploring(contents, parts, map) + comparison(contents) +
+           stretchesTable(contents.drive) + geofencesTable(contents, parts.areas) +
+           eventsTable(parts.happenings) + "</main>\n<script type=\"application/json\" id=\"series\">" +
+           seriesJson(contents.drive, map.frame) + "</script>\n<script>" + kPageScript +
            "</script>\n</body>\n</html>\n";
 }
 
 std::string svgPicture(const Contents& contents) {
-    constexpr double kLegend = 48;
+    constexpr double kKey = 48;
     const Parts parts(contents);
     const MapContents map = parts.map(contents);
-    const double height = map.frame.height() + kLegend;
+    const double height = map.frame.height() + kKey;
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + number(Frame::kWidth) + "\" height=\"" +
            number(height) + "\" " + viewBox(Frame::kWidth, height) + ">\n<title>" +
            escaped(contents.drive.name) + "</title>\n<style>" + kPictureStyle + "</style>\n" +

@@ -70,23 +70,48 @@ void keepBetween(const std::vector<Place>& line, std::pair<std::size_t, std::siz
 
 } // namespace
 
-bool isBroken(const Drive& drive, double fromS, double toS) {
-    // Where nothing was read, and where no fix was: a jump of the clock breaks nothing.
-    return std::any_of(drive.stretches.begin(), drive.stretches.end(), [&](const Stretch& stretch) {
-        return stretch.kind != Stretch::Kind::ClockJump && stretch.fromS < toS && stretch.toS > fromS;
-    });
+Breaks::Breaks(const Drive& drive, Of what) {
+    for (const Stretch& stretch : drive.stretches) {
+        const bool ofReadings =
+            stretch.kind == Stretch::Kind::Restart || stretch.kind == Stretch::Kind::NoReadings;
+        const bool ofFixes = stretch.kind == Stretch::Kind::NoFix || stretch.kind == Stretch::Kind::Watchdog;
+        if (ofReadings || (ofFixes && what == Of::Fixes))
+            spans_.emplace_back(stretch.fromS, stretch.toS);
+    }
+    std::sort(spans_.begin(), spans_.end());
+    std::size_t last = 0;
+    for (std::size_t i = 1; i < spans_.size(); ++i)
+        if (spans_[i].first <= spans_[last].second)
+            spans_[last].second = std::max(spans_[last].second, spans_[i].second);
+        else
+            spans_[++last] = spans_[i];
+    spans_.resize(std::min(spans_.size(), last + 1));
+}
+
+bool Breaks::between(double fromS, double toS) const {
+    const auto endsBefore = [](const std::pair<double, double>& span, double timeS) {
+        return span.second <= timeS;
+    };
+    const auto span = std::lower_bound(spans_.begin(), spans_.end(), fromS, endsBefore);
+    return span != spans_.end() && span->first < toS;
 }
 
 std::vector<TrackPoint> trackOf(const Drive& drive) {
     std::vector<TrackPoint> track;
+    const Breaks breaks(drive, Breaks::Of::Fixes);
     std::uint32_t fixTick = 0;
+    auto run = drive.runs.begin();
     for (std::size_t i = 0; i < drive.samples.size(); ++i) {
         const telemetry::Readings& readings = drive.samples[i].readings;
+        while (run != drive.runs.end() && run->sample <= i) {
+            fixTick = 0; // a service that was started anew has had none
+            ++run;
+        }
         if (!readings.fix || readings.fixTickS == 0 || readings.fixTickS == fixTick)
             continue;
         fixTick = readings.fixTickS;
         TrackPoint point = pointOf(drive, i);
-        point.begins = track.empty() || isBroken(drive, track.back().timeS, point.timeS) ||
+        point.begins = track.empty() || breaks.between(track.back().timeS, point.timeS) ||
                        isFar(track.back().at, point.at);
         track.push_back(point);
     }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Drive.h"
@@ -21,8 +22,21 @@ struct TrackPoint {
 /// Each accepted fix of the drive, in order.
 std::vector<TrackPoint> trackOf(const Drive& drive);
 
-/// Whether a line that runs through both times would hide that nothing was read in between.
-bool isBroken(const Drive& drive, double fromS, double toS);
+/// Where a line over time would hide that something was missing in between.
+class Breaks {
+public:
+    enum class Of {
+        Readings, ///< nothing was read
+        Fixes,    ///< or what was read had no fix
+    };
+
+    Breaks(const Drive& drive, Of what);
+
+    bool between(double fromS, double toS) const;
+
+private:
+    std::vector<std::pair<double, double>> spans_; ///< in order, none touches another
+};
 
 /// Speeds in steps of a round number, each with a colour of its own.
 class SpeedScale {
