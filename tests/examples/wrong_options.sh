@@ -45,7 +45,8 @@ answers() {
 for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository/tools/virtual-unit" \
     "$repository/tools/install-dependencies" "$repository/tools/fresh-machine" "$repository/tools/demo-scenario" \
     "$repository/tools/arm/make-sysroot" "$repository/tools/arm/run-tests" "$repository/tools/arm/drive" \
-    "$repository/tests/unit_sandbox/measure" "$repository/tests/fuzz/run-fuzzers" "$repository/.ci/run" "$2" "$3"; do
+    "$repository/tests/unit_sandbox/measure" "$repository/tests/fuzz/run-fuzzers" "$repository/.ci/run" "$2" "$3" \
+    "$repository/tests/documents/run" "$repository/tools/manual-page" "$repository/tools/pictures/life-cycle"; do
     refuses "$command" --no-such-option
 done
 refuses "$repository/run-demo.sh" --recording
