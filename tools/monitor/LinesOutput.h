@@ -11,8 +11,8 @@ namespace monitor {
 class LinesOutput final : public StreamOutput {
 public:
     /// With `tellsProgress` each second of a step up or down has its line.
-    LinesOutput(int descriptor, bool tellsProgress, std::size_t room = Stream::kRoom)
-        : StreamOutput(descriptor, room), tellsProgress_(tellsProgress) {}
+    LinesOutput(int descriptor, bool tellsProgress, const Bounds& bounds = Bounds())
+        : StreamOutput(descriptor, bounds), tellsProgress_(tellsProgress) {}
 
 private:
     std::string textOf(const telemetry::Line& line) override;

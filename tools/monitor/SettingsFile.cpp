@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
+#include <iterator>
 #include <sstream>
 #include <toml++/toml.h>
 
@@ -186,11 +187,12 @@ void readAll(const Table& table, Wishes& wishes) {
 
 void readSettings(const std::string& file, Wishes& wishes) {
     std::ifstream stream(file);
-    std::ostringstream text;
-    if (!stream || !(text << stream.rdbuf() || stream.peek() == EOF))
+    stream.peek(); // a folder can be opened, but not read
+    if (!stream.is_open() || stream.bad())
         throw SettingError(file + ": the settings can't be read: " + std::strerror(errno));
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
     try {
-        const toml::table table = toml::parse(text.str());
+        const toml::table table = toml::parse(text);
         readAll({table, file}, wishes);
     } catch (const toml::parse_error& error) {
         throw SettingError(file + ":" + std::to_string(error.source().begin.line) +

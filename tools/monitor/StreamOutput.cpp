@@ -4,16 +4,11 @@
 
 namespace monitor {
 
-namespace {
-
-constexpr double kPatienceS = 5;
-
-} // namespace
-
 void StreamOutput::take(const telemetry::Line& line) {
     const std::string text = textOf(line);
     if (text.empty())
         return;
+    last_ = line.at;
     const bool readings = std::holds_alternative<telemetry::ReadingsTaken>(line.content);
     const bool fits = (lost_ == 0 || tellOfLost(line.at)) && stream_.put(text, readings);
     if (!fits && !readings)
@@ -33,7 +28,8 @@ std::string StreamOutput::problem() const {
 }
 
 bool StreamOutput::finish() {
-    isWhole_ = stream_.finish(kPatienceS) && lost_ == 0;
+    const bool isWritten = stream_.finish(patienceS_);
+    isWhole_ = isWritten && (lost_ == 0 || (tellOfLost(last_) && stream_.finish(patienceS_)));
     return isWhole_;
 }
 

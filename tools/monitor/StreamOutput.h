@@ -13,7 +13,14 @@ namespace monitor {
 /// are left out first; lost events are counted and told as soon as there is room again.
 class StreamOutput : public Output {
 public:
-    explicit StreamOutput(int descriptor, std::size_t room = Stream::kRoom) : stream_(descriptor, room) {}
+    struct Bounds {
+        std::size_t room = Stream::kRoom;
+        double patienceS = 5; ///< how long the end waits for a reader
+    };
+
+    explicit StreamOutput(int descriptor) : StreamOutput(descriptor, Bounds()) {}
+    StreamOutput(int descriptor, const Bounds& bounds)
+        : stream_(descriptor, bounds.room), patienceS_(bounds.patienceS) {}
 
     void take(const telemetry::Line& line) override;
     State state() const override { return stream_.error() != 0 || !isWhole_ ? State::Broken : State::Going; }
@@ -29,6 +36,8 @@ private:
     bool tellOfLost(const telemetry::Moment& at);
 
     Stream stream_;
+    double patienceS_;
+    telemetry::Moment last_;
     std::uint64_t lost_ = 0;
     bool isWhole_ = true;
 };
