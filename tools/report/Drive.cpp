@@ -99,7 +99,8 @@ public:
         count(drive_.counts, line.content);
         std::visit([&](const auto& content) { keep(line, content); }, line.content);
         if (isEvent(line.content))
-            drive_.events.push_back({axis_.timeS(), line.at.utcMs, line.content, drive_.samples.size()});
+            drive_.events.push_back(
+                {axis_.timeS(), line.at.utcMs, line.content, drive_.samples.size(), line.at.tickS});
         drive_.ended = is<End>(line.content);
     }
 
@@ -131,9 +132,9 @@ private:
         if (drive_.program.empty())
             drive_.program = start.program;
     }
-    void keep(const Line&, const SettingsTaken& taken) {
+    void keep(const Line& line, const SettingsTaken& taken) {
         const double timeS = drive_.settings.empty() ? 0 : axis_.timeS();
-        drive_.settings.push_back({timeS, taken.settings, drive_.samples.size()});
+        drive_.settings.push_back({timeS, taken.settings, drive_.samples.size(), line.at.tickS});
     }
     void keep(const Line& line, const ReadingsTaken& taken) {
         const Run& run = drive_.runs.back();

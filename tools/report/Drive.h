@@ -28,6 +28,7 @@ struct Event {
     std::int64_t utcMs = 0;
     telemetry::Content content;
     std::size_t sample = 0; ///< the first one taken after it, or samples.size()
+    std::uint32_t tickS = 0;
 };
 
 /// Settings from a time on.
@@ -35,6 +36,7 @@ struct SettingsFrom {
     double timeS = 0;
     telemetry::Settings settings;
     std::size_t sample = 0; ///< the first one taken after them, or samples.size()
+    std::uint32_t tickS = 0;
 };
 
 /// From one start of the monitor to its end, or to where it was cut off. Each run has an adapter of its own.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 #include "GeofenceArithmetic.h"
 #include "OdometerArithmetic.h"
@@ -26,8 +27,6 @@ using Tick = std::int64_t;
 constexpr Tick kFreshS = 10;
 /// The settings of an adapter that was just made; its warm-up follows them.
 constexpr std::uint32_t kDefaultIntervalS = 1;
-/// The worker looks four times an interval whether it is over.
-constexpr Tick kLooksPerInterval = 4;
 
 bool differs(const Position& a, const Position& b) {
     return a.latitude != b.latitude || a.longitude != b.longitude;
@@ -121,17 +120,58 @@ GPSGeofenceState checked(const Geofence& geofence, const std::optional<Position>
 
 // --- A run ----------------------------------------------------------------------------------------------
 
+constexpr Tick kNever = std::numeric_limits<Tick>::max();
+
+bool hasNewFix(const Drive& drive, const Run& run, std::size_t i) {
+    const telemetry::Readings& now = drive.samples[i].readings;
+    return now.fix && (i == run.sample || now.fixTickS != drive.samples[i - 1].readings.fixTickS);
+}
+
+/// For each sample of a run, and behind the last one, the tick of the first new fix from there on.
+std::vector<Tick> nextFixes(const Drive& drive, const Run& run) {
+    std::vector<Tick> ticks(run.end - run.sample + 1, kNever);
+    Tick next = kNever;
+    for (std::size_t i = run.end; i-- > run.sample;) {
+        if (hasNewFix(drive, run, i))
+            next = drive.samples[i].readings.fixTickS;
+        ticks[i - run.sample] = next;
+    }
+    return ticks;
+}
+
+/// When the tick was 0, on the drive's axis.
+double zeroOfTicks(const Drive& drive, const Run& run) {
+    double zeroS = std::numeric_limits<double>::max();
+    for (std::size_t i = run.sample; i < run.end; ++i)
+        zeroS = std::min(zeroS, drive.samples[i].timeS - drive.samples[i].tickS);
+    return zeroS;
+}
+
+std::size_t firstEventOf(const Drive& drive, const Run& run) {
+    const auto found = std::lower_bound(drive.events.begin(), drive.events.end(), run.fromS,
+                                        [](const Event& event, double timeS) { return event.timeS < timeS; });
+    return static_cast<std::size_t>(found - drive.events.begin());
+}
+
 /// What the worker of one run made of its fixes, or would have made with other settings.
 class Worker {
 public:
     Worker(const Drive& drive, const Run& run, const WhatIf* whatIf, Replay& result)
-        : drive_(drive), run_(run), whatIf_(whatIf), result_(result),
-          next_(run.runningTickS.value_or(drive.samples[run.sample].tickS)) {}
+        : drive_(drive), run_(run), whatIf_(whatIf), result_(result), nextFixes_(nextFixes(drive, run)),
+          nextFix_(nextFixes_.front()), zeroS_(zeroOfTicks(drive, run)), nextEvent_(firstEventOf(drive, run)),
+          begin_(run.runningTickS.value_or(drive.samples[run.sample].tickS)) {}
 
     void work() {
         setOdometer(drive_.samples[run_.sample].timeS, drive_.samples[run_.sample].readings.odometerM);
-        for (std::size_t i = run_.sample; i < run_.end; ++i)
-            take(i);
+        for (sample_ = run_.sample; sample_ < run_.end; ++sample_) {
+            if (hasNewFix(drive_, run_, sample_))
+                takeFix();
+            nextFix_ = nextFixes_[sample_ + 1 - run_.sample];
+            takeSettings(kNever);
+            takeCommand();
+            runWithoutFix(sample().tickS);
+            noteError();
+        }
     }
 
 private:
@@ -140,98 +180,98 @@ private:
         Position position;
     };
 
-    void take(std::size_t i) {
-        const Sample& sample = drive_.samples[i];
-        const bool isNew = sample.readings.fix && (!newest_ || sample.readings.fixTickS != newest_->tick);
-        if (isNew)
-            runWithoutFix(sample, sample.readings.fixTickS);
-        else
-            runWithoutFix(sample, sample.tickS);
-        takeSettings(i);
-        const auto commanded = takeCommand(i);
-        // Command and cycle lie within the same quarter of a second; the reading tells which came first.
-        const bool cycleWasFirst = isNew && commanded == sample.readings.odometerM;
-        if (commanded && !cycleWasFirst)
-            setOdometer(sample.timeS, *commanded);
-        if (isNew)
-            takeFix(sample);
-        if (commanded && cycleWasFirst)
-            setOdometer(sample.timeS, *commanded);
-        noteError(sample);
-    }
+    const Sample& sample() const { return drive_.samples[sample_]; }
 
     // --- What the recording tells -----------------------------------------------------------------------
 
-    void takeSettings(std::size_t i) {
-        for (; nextSettings_ < drive_.settings.size() && drive_.settings[nextSettings_].sample <= i;
-             ++nextSettings_)
-            handOver(drive_.settings[nextSettings_].settings);
-    }
-
-    void handOver(const Settings& recorded) {
-        const Settings settings = whatIf_ != nullptr ? with(*whatIf_, recorded) : recorded;
-        for (std::size_t slot = 0; slot < states_.size(); ++slot)
-            if (differs(settings.geofences[slot], settings_.geofences[slot]))
-                states_[slot] = GPSGeofenceState::Unknown;
-        settings_ = settings;
-        hasOwnInterval_ = settings.positionIntervalS != recorded.positionIntervalS;
-    }
-
-    /// The value that the odometer was set to before a sample.
-    std::optional<std::uint32_t> takeCommand(std::size_t i) {
-        std::optional<std::uint32_t> value;
-        for (; nextEvent_ < drive_.events.size() && drive_.events[nextEvent_].sample <= i; ++nextEvent_) {
-            const auto* command = std::get_if<telemetry::Command>(&drive_.events[nextEvent_].content);
-            const bool isOfThisRun = drive_.events[nextEvent_].timeS >= run_.fromS;
-            if (isOfThisRun && command != nullptr && command->kind == telemetry::Command::Kind::SetOdometer)
-                value = command->odometerM;
-        }
-        return value;
-    }
-
-    void takeFix(const Sample& sample) {
-        newest_ = {sample.readings.fixTickS, sample.readings.fix->position};
+    void takeFix() {
+        // What was handed over in the second of the cycle was rather handed over behind it, as the cycle
+        // begins the second. Of the odometer the reading tells.
+        takeSettings(sample().readings.fixTickS);
+        if (commanded() != sample().readings.odometerM)
+            takeCommand();
+        runWithoutFix(Tick{sample().readings.fixTickS} - 1);
+        newest_ = {sample().readings.fixTickS, sample().readings.fix->position};
         if (hasOwnInterval_)
             return;
         current_ = newest_->position;
-        const std::uint32_t error = errors_.empty() ? 0 : errors_.back().second;
-        cycle(newest_->tick, sample.timeS, error);
+        cycle(newest_->tick, sample().timeS, errors_.empty() ? 0 : errors_.back().second);
     }
 
-    void noteError(const Sample& sample) {
-        if (errors_.empty() || errors_.back().second != sample.readings.horizontalErrorM)
-            errors_.emplace_back(sample.tickS, sample.readings.horizontalErrorM);
+    /// What was handed over before this sample, and before a tick.
+    void takeSettings(Tick before) {
+        for (; nextSettings_ < drive_.settings.size(); ++nextSettings_) {
+            const SettingsFrom& from = drive_.settings[nextSettings_];
+            if (from.sample > sample_ || from.tickS >= before)
+                return;
+            if (from.sample > run_.sample)
+                runWithoutFix(from.tickS);
+            handOver(from);
+        }
+    }
+
+    void handOver(const SettingsFrom& from) {
+        const Settings settings = whatIf_ != nullptr ? with(*whatIf_, from.settings) : from.settings;
+        for (std::size_t slot = 0; slot < states_.size(); ++slot)
+            if (differs(settings.geofences[slot], settings_.geofences[slot]))
+                states_[slot] = GPSGeofenceState::Unknown;
+        if (settings.positionIntervalS != settings_.positionIntervalS)
+            intervalSince_ = from.tickS; // the cycles that a shorter one would have had are not made up for
+        settings_ = settings;
+        hasOwnInterval_ = settings.positionIntervalS != from.settings.positionIntervalS;
+    }
+
+    /// The value that the odometer was set to before this sample, and after the one before it.
+    std::optional<std::uint32_t> commanded() const {
+        std::optional<std::uint32_t> value;
+        for (std::size_t i = nextEvent_; i < drive_.events.size() && drive_.events[i].sample <= sample_; ++i)
+            if (const auto* const command = setsOdometer(drive_.events[i]))
+                value = command->odometerM;
+        return value;
+    }
+
+    void takeCommand() {
+        for (; nextEvent_ < drive_.events.size() && drive_.events[nextEvent_].sample <= sample_; ++nextEvent_)
+            if (const auto* const command = setsOdometer(drive_.events[nextEvent_])) {
+                runWithoutFix(drive_.events[nextEvent_].tickS);
+                setOdometer(sample().timeS, command->odometerM);
+            }
+    }
+
+    static const telemetry::Command* setsOdometer(const Event& event) {
+        const auto* const command = std::get_if<telemetry::Command>(&event.content);
+        const bool sets = command != nullptr && command->kind == telemetry::Command::Kind::SetOdometer;
+        return sets ? command : nullptr;
+    }
+
+    void noteError() {
+        if (errors_.empty() || errors_.back().second != sample().readings.horizontalErrorM)
+            errors_.emplace_back(sample().tickS, sample().readings.horizontalErrorM);
     }
 
     // --- Cycles -----------------------------------------------------------------------------------------
 
     Tick interval() const { return std::max<std::uint32_t>(1, settings_.positionIntervalS); }
+    Tick next() const { return last_ ? std::max(*last_ + interval(), intervalSince_) : begin_; }
 
-    /// Those before `tick`, of a fix or of a sample without one.
-    void runWithoutFix(const Sample& sample, Tick tick) {
-        takeSettings(run_.sample);
-        const bool endsInFix =
-            tick != sample.tickS || (sample.readings.fix && tick == sample.readings.fixTickS);
-        const Tick slack = hasOwnInterval_ ? 1 : endsInFix ? interval() : lateness();
-        while (settings_.enabled && next_ + slack <= tick && next_ <= lastTick()) {
-            const Tick now = next_;
-            takeNewest(now);
-            cycle(now, sample.timeS - static_cast<double>(sample.tickS - now), errorBefore(now));
+    /// The cycles up to a tick that brought no fix.
+    void runWithoutFix(Tick until) {
+        const Tick end = std::min(until, lastWithoutFix());
+        while (settings_.enabled && next() <= end) {
+            const Tick now = next();
+            if (hasOwnInterval_ && newest_ && now - newest_->tick <= kFreshS)
+                current_ = newest_->position;
+            cycle(now, std::min(sample().timeS, zeroS_ + static_cast<double>(now)), errorBefore(now));
             if (isAtRest_)
-                next_ += (tick - slack - now) / interval() * interval();
+                *last_ += (end - now) / interval() * interval();
         }
     }
 
-    /// By how many ticks a cycle may come late, at most.
-    Tick lateness() const { return (interval() + kLooksPerInterval - 1) / kLooksPerInterval; }
-
-    Tick lastTick() const {
-        return run_.stoppingTickS ? Tick{*run_.stoppingTickS} : std::numeric_limits<Tick>::max();
-    }
-
-    void takeNewest(Tick now) {
-        if (hasOwnInterval_ && newest_ && now - newest_->tick <= kFreshS)
-            current_ = newest_->position;
+    /// No cycle lies less than an interval before the one with the next fix, and none behind the worker's
+    /// end.
+    Tick lastWithoutFix() const {
+        const Tick stop = run_.stoppingTickS ? Tick{*run_.stoppingTickS} : kNever;
+        return std::min(stop, nextFix_ == kNever ? kNever : nextFix_ - (hasOwnInterval_ ? 1 : interval()));
     }
 
     /// A cycle looks at the position before the status, so the estimate is the one of the tick before.
@@ -243,7 +283,7 @@ private:
 
     void cycle(Tick tick, double timeS, std::uint32_t horizontalError) {
         timeS_ = std::max({timeS_, run_.fromS, timeS});
-        next_ = std::max(next_, tick + interval());
+        last_ = std::max(last_.value_or(tick), tick);
         updateOdometer(horizontalError);
         isAtRest_ = odometer_.isAtRest();
         if (settings_.geofencesEnabled)
@@ -289,13 +329,19 @@ private:
     const Run& run_;
     const WhatIf* whatIf_;
     Replay& result_;
+    std::vector<Tick> nextFixes_;
+    Tick nextFix_;
+    double zeroS_;
 
+    std::size_t sample_ = 0; ///< that is being taken
     Settings settings_;
     bool hasOwnInterval_ = false; ///< another than the recorded one
     std::size_t nextSettings_ = 0;
-    std::size_t nextEvent_ = 0;
+    std::size_t nextEvent_;
 
-    Tick next_; ///< when the next cycle is due
+    Tick begin_;               ///< of the first cycle
+    std::optional<Tick> last_; ///< the last cycle
+    Tick intervalSince_ = 0;   ///< when the interval was set
     double timeS_ = 0;
     bool isAtRest_ = false; ///< the last cycle changed nothing, and so won't the next one at the same place
     std::optional<KnownFix> newest_;
