@@ -11,6 +11,7 @@ readonly results=build/demo
 readonly application=$build/examples/drive
 readonly simulator=$build/simulator/receiver-simulator
 readonly report=$build/tools/report/ruxogps-report
+readonly picture=$build/tools/demo/show-recording
 readonly route=examples/drive/route.txt
 
 readonly end_s=2 # so long an interrupted step has to end by itself
@@ -28,10 +29,12 @@ Usage: ./run-demo.sh [OPTIONS]
 
 Without options: a first start without a navigation database, a stop that saves it, and a second start that restores
 it, has its fix sooner, and drives a route through two geofences with the antenna lost and back on the way. The drive is
-recorded, and a page about it is left for any browser: build/demo/drive.html.
+recorded, and a page about it is left for any browser: build/demo/drive.html. On a terminal the drive is shown as
+ruxogps-monitor would show it, until its end or the key q.
 
   --recording FILE  play a receiver's capture (NMEA or UBX bytes) instead: over and over, with the times of now; the
                     geofences are drawn on the track that its first minutes show
+  --lines           tell the drive in lines, on a terminal as well
   --speed X         how much faster the unit's clock runs: above 0, below 100 (5)
   -h, --help        print this text
   --version         print the version
@@ -44,15 +47,18 @@ HELP
 }
 
 take_options() {
-    read_options "recording:,speed:" "$@"
+    read_options "recording:,lines,speed:" "$@"
     set -- "${options[@]}"
     recording=
+    live=
+    [[ ! -t 0 || ! -t 1 || ${TERM:-dumb} == dumb ]] || live=1
     speed=5
     while [[ $1 != -- ]]; do
         case $1 in
             --recording)
                 [[ -f $2 && -r $2 ]] || wrong_usage "--recording needs a file that can be read, not '$2'"
                 recording=$(readlink -f -- "$2"); shift 2 ;;
+            --lines) live=; shift ;;
             --speed) needs_number --speed "$2" 0 100; speed=$2; shift 2 ;;
         esac
     done
@@ -133,6 +139,60 @@ check_recording() {
     say "the capture holds $words"
 }
 
+# --- The picture on a terminal --------------------------------------------------------------------------
+
+# As run_step, but what the step says goes into a file and is told from there, until the drive begins: then the picture
+# has the terminal.
+run_step_with_picture() {
+    local step teller
+    : >"$results/story"
+    setsid "$@" </dev/null >"$results/story" 2>&1 &
+    step=$!
+    tell_story 1 "$step"
+    until [[ -s $results/drive.jsonl ]] || ! kill -0 "$step" 2>/dev/null; do sleep 0.2; done
+    if [[ -s $results/drive.jsonl ]]; then
+        end_process "$teller"
+        show_drive "$step"
+    fi
+    wait "$teller"
+    wait "$step"
+}
+
+# tell_story LINE STEP: from this line on, until the step is over.
+tell_story() {
+    tail --lines="+$1" --follow --sleep-interval=0.2 --pid="$2" "$results/story" 2>/dev/null &
+    teller=$!
+}
+
+end_process() { { kill "$1" && wait "$1"; } 2>/dev/null; }
+
+# Key q leaves the picture, and the rest is told in lines. Ctrl-C comes to the picture as a key.
+show_drive() {
+    local view ended status
+    env --default-signal=INT "$picture" --speed "$speed" "$results/drive.jsonl" <&"$keys" &
+    view=$!
+    wait -n -p ended "$view" "$1"
+    status=$?
+    if ((ended != view)); then
+        end_process "$view"
+    elif ((status == 128 + $(kill -l INT))); then
+        interrupted INT
+    elif ! drive_is_over; then
+        tell_story "$(($(wc -l <"$results/story") + 1))" "$1"
+        return
+    fi
+    wait "$1"
+    tell_what_came_behind_the_drive
+}
+
+drive_is_over() { tail --lines=1 "$results/drive.jsonl" | grep -q '^{"type":"end"'; }
+
+# All of it where the application didn't come down.
+tell_what_came_behind_the_drive() {
+    awk '/^== (second start|playing)/ || / the service is down$/ { told = ""; next } { told = told $0 ORS }
+        END { printf "%s", told }' "$results/story"
+}
+
 # --- The whole ------------------------------------------------------------------------------------------
 
 show() {
@@ -142,7 +202,7 @@ show() {
         story=(--recording "$(basename -- "$recording")")
     fi
     say "the unit's clock runs $speed times as fast as yours; the library's log goes to $results"
-    RECEIVER_SIMULATOR=$simulator run_step tools/virtual-unit --speed "$speed" --antenna 1 --receiver "$receiver" \
+    RECEIVER_SIMULATOR=$simulator run_step${live:+_with_picture} tools/virtual-unit --speed "$speed" --antenna 1 --receiver "$receiver" \
         --data "$results/data" --writable "$results" -- tools/demo-scenario "${story[@]}" "$results" "$application" \
         "$report"
 }
@@ -150,7 +210,7 @@ show() {
 main() {
     take_options "$@"
     cd "$folder" || exit
-    exec {errors}>&2 # a signal may come while a step's words go to a file
+    exec {errors}>&2 {keys}<&0 # a signal may come while a step's words go to a file; background processes have no input
     trap 'interrupted INT' INT
     trap 'interrupted TERM' TERM
     trap 'interrupted HUP' HUP

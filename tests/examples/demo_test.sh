@@ -29,9 +29,10 @@ make_checkout() {
     cat >"$scratch/bin/cmake" <<STUB
 #!/bin/bash
 [[ \$1 == --build ]] || exit 0
-mkdir -p build/demo-release/{examples,simulator,tools/unit,tools/report}
+mkdir -p build/demo-release/{examples,simulator,tools/unit,tools/report,tools/demo}
 cp '$drive' build/demo-release/examples/drive
 cp '$build'/tools/report/ruxogps-report build/demo-release/tools/report
+cp '$build'/tools/demo/show-recording build/demo-release/tools/demo
 cp '$simulator' build/demo-release/simulator/receiver-simulator
 cp '$build'/tools/unit/unit-* build/demo-release/tools/unit
 STUB
@@ -135,6 +136,67 @@ sigterm_ends_the_demo_alone_as_well() {
     await "waiting for the first fix" || failed=1
     end_demo_by TERM "$demo"
     expect_a_clean_end 143
+}
+
+# --- On a terminal --------------------------------------------------------------------------------------
+
+terminal() { tmux -S "$scratch/terminal" -f /dev/null "$@" 2>/dev/null; }
+screen() { terminal capture-pane -p; }
+
+# The demo in a terminal of its own, until what is to be seen is on the screen.
+start_demo_on_a_terminal() {
+    env --default-signal=INT,TERM,HUP tmux -S "$scratch/terminal" -f /dev/null new-session -d -x 80 -y 24 \
+        "stty -g >'$scratch/settings'; echo \$\$ >'$scratch/shell'
+        PATH='$scratch/bin':\$PATH TMPDIR='$scratch/tmp' '$checkout/run-demo.sh' ${*:2}; echo \$? >'$scratch/status'
+        stty -g >'$scratch/settings-after'; sleep 300"
+    await_screen "$1"
+}
+
+await_screen() {
+    local tries
+    for ((tries = 0; tries < 600; tries++)); do
+        screen | grep -q -- "$1" && return
+        sleep 0.1
+    done
+    echo "    waited for a minute in vain: $1"
+    screen
+    failed=1
+}
+
+expect_the_terminal_back() {
+    expect "the demo ends" soon test -s "$scratch/settings-after"
+    expect "the exit status" equal "$(<"$scratch/status")" "$1"
+    expect "the terminal's settings" equal "$(<"$scratch/settings-after")" "$(<"$scratch/settings")"
+    expect "it says so" contains "$(screen)" "run-demo.sh: interrupted"
+    terminal kill-server
+    expect "no process is left" equal "$(processes_left)" ""
+}
+
+on_a_terminal_the_drive_is_shown_until_a_key_leaves_it() {
+    start_demo_on_a_terminal "service running" --speed 10
+    expect "the story's lines are gone" equal "$(screen | grep -c "around the unit")" 0
+    terminal send-keys q
+    await_screen "position update: within"
+    terminal send-keys C-c
+    expect_the_terminal_back 130
+}
+
+ctrl_c_in_the_picture_ends_the_demo() {
+    start_demo_on_a_terminal "service running" --speed 10
+    terminal send-keys C-c
+    expect_the_terminal_back 130
+}
+
+sigterm_takes_the_picture_away() {
+    start_demo_on_a_terminal "service running" --speed 10
+    kill -TERM "$(pgrep --parent "$(<"$scratch/shell")" --full run-demo.sh)"
+    expect_the_terminal_back 143
+}
+
+on_a_terminal_too_the_drive_can_be_told_in_lines() {
+    start_demo_on_a_terminal "around the unit  the vehicle departs" --speed 10 --lines
+    terminal send-keys C-c
+    expect_the_terminal_back 130
 }
 
 # --- Two demos ------------------------------------------------------------------------------------------
@@ -327,6 +389,8 @@ the_shortest_example_prints_where_it_is() {
 
 readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_receiver ctrl_c_ends_the_first_start
     ctrl_c_ends_the_second_start ctrl_c_ends_a_recording sigterm_ends_the_demo_alone_as_well
+    on_a_terminal_the_drive_is_shown_until_a_key_leaves_it ctrl_c_in_the_picture_ends_the_demo
+    sigterm_takes_the_picture_away on_a_terminal_too_the_drive_can_be_told_in_lines
     the_second_demo_waits_for_the_first a_demo_that_waits_can_be_interrupted
     a_file_without_a_sentence_is_refused_in_one_line a_capture_is_counted_before_it_is_played
     a_missing_database_is_explained_at_the_first_start_only a_restart_of_gpsd_is_explained

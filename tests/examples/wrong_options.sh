@@ -2,7 +2,7 @@
 # Each command answers a wrong option with one line on standard error, nothing on standard output, and status 2; and
 # the demo's commands take options as all the others do.
 #
-#   wrong_options.sh REPOSITORY DRIVE-PROGRAM RECEIVER-SIMULATOR
+#   wrong_options.sh REPOSITORY DRIVE-PROGRAM RECEIVER-SIMULATOR [SHOW-RECORDING]
 set -u
 
 repository=$1
@@ -45,10 +45,14 @@ answers() {
 for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository/tools/virtual-unit" \
     "$repository/tools/install-dependencies" "$repository/tools/fresh-machine" "$repository/tools/demo-scenario" \
     "$repository/tools/arm/make-sysroot" "$repository/tools/arm/run-tests" "$repository/tools/arm/drive" \
-    "$repository/tests/unit_sandbox/measure" "$repository/tests/fuzz/run-fuzzers" "$repository/.ci/run" "$2" "$3" \
-    "$repository/tests/documents/run" "$repository/tools/manual-page" "$repository/tools/pictures/life-cycle"; do
+    "$repository/tests/unit_sandbox/measure" "$repository/tests/fuzz/run-fuzzers" "$repository/.ci/run" \
+    "$repository/tests/documents/run" "$repository/tools/manual-page" "$repository/tools/pictures/life-cycle" \
+    "$repository/tools/pictures/screenshot" "$repository/tests/report/browser/run" "${@:2}"; do
     refuses "$command" --no-such-option
 done
+refuses "$repository/tools/pictures/screenshot" /no/such/recording
+refuses "$repository/tests/report/browser/run" /no/such/folder
+[[ -z ${4-} ]] || refuses "$4"
 refuses "$repository/run-demo.sh" --recording
 refuses "$repository/run-demo.sh" --recording /no/such/file
 refuses "$repository/run-demo.sh" --speed fast

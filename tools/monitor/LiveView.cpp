@@ -208,6 +208,9 @@ void LiveView::setOdometer() {
 }
 
 bool LiveView::mayRequest() {
+    view_.hint = requests_.refusal();
+    if (!view_.hint.empty())
+        return false;
     if (model_.isRunning())
         return true;
     view_.hint = std::string("not while the service is ") + telemetry::inWords(model_.step().step);

@@ -2,6 +2,7 @@
 #define REQUESTS_H
 
 #include <cstdint>
+#include <string>
 
 namespace monitor {
 
@@ -12,6 +13,9 @@ public:
     virtual void setOdometer(std::uint32_t metres) = 0;
     virtual void setTracking(bool enabled) = 0;
     virtual void setGeofences(bool enabled) = 0;
+
+    /// Why nothing can be asked for, without a full stop; empty where it can.
+    virtual std::string refusal() const { return ""; }
 
 protected:
     ~Requests() = default;

@@ -141,7 +141,7 @@ std::string comparison(const Contents& contents) {
            "settings of "
            "the recording and with the others.</p>\n<div class=\"wide\" tabindex=\"0\" role=\"region\" "
            "aria-label=\"Sums of both settings\">\n" +
-           tableHead("Sums", "", words) + sums(contents.replay, other) +
+           tableHead("Sums", "sum", words) + sums(contents.replay, other) +
            "</tbody>\n</table>\n</div>\n<div class=\"wide\" tabindex=\"0\" role=\"region\" "
            "aria-label=\"Crossings of both "
            "settings\">\n" +
