@@ -64,7 +64,7 @@ def draw_thread(picture, x, words):
 
 
 def draw_threads(picture):
-    draw_thread(picture, READER, ("copies gpsd's reports", "into the snapshot"))
+    draw_thread(picture, READER, ("copies", "gpsd's reports", "into the snapshot"))
     draw_thread(picture, WORKER, ("runs the updates,", "calls your", "IGPSCallback"))
 
 
