@@ -30,6 +30,8 @@ if(CMAKE_CROSSCOMPILING_EMULATOR)
         "the demo is a run on the virtual unit")
     leave_out_folder(check/unit_check
         "on the virtual unit it would see the emulator: its descriptors, its loader and its signals, not its own")
+    leave_out_folder(monitor/live_view
+        "on a terminal it would see the emulator: its signals and its process's name, not its own")
     foreach(test IN ITEMS ClaimEndsWithAKilledClient ClaimOfAClientOutlastsOthersThatGo
             ClientThatClaimsThePortWhileItLooksIsServed)
         leave_out_test(PortTest.${test}

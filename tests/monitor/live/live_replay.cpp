@@ -102,6 +102,7 @@ void run(Player& player, const std::string& how) {
         poll(&input, 1, 50);
     }
     end(how);
+    std::fputs("live_replay: ends\n", stderr);
     view.finish();
 }
 
@@ -116,6 +117,5 @@ int main(int argc, char** argv) {
         std::cerr << "live_replay: " << error.what() << '\n';
         return 1;
     }
-    std::puts("live_replay: ended");
     return 0;
 }
