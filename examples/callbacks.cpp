@@ -13,6 +13,9 @@ namespace {
 
 constexpr uint32_t kPollMilliseconds = 200;
 
+/// The one state that each platform has under this number; its name is the vendor's.
+constexpr GPSAntennaState kInOrder = GPSAntennaState(1);
+
 struct Note {
     char text[96];
 };
@@ -31,7 +34,7 @@ public:
     }
 
     unsigned int OnAntennaStateChanged(GPSAntennaState state, RuxoString&, bool&) override {
-        return note("antenna %s", state == GPS_ANTENNA_OK ? "in order" : "not in order");
+        return note("antenna %s", state == kInOrder ? "in order" : "not in order");
     }
 
     unsigned int OnAvailabilityChanged(bool available) override {
