@@ -50,7 +50,7 @@ for command in "$repository/run-demo.sh" "$repository/run-tests.sh" "$repository
     "$repository/tools/pictures/screenshot" "$repository/tests/report/browser/run" "${@:2}"; do
     refuses "$command" --no-such-option
 done
-refuses "$repository/tools/pictures/screenshot" /no/such/recording
+refuses "$repository/tools/pictures/screenshot" --build /no/such/folder
 refuses "$repository/tests/report/browser/run" /no/such/folder
 [[ -z ${4-} ]] || refuses "$4"
 refuses "$repository/run-demo.sh" --recording

@@ -172,7 +172,7 @@ bool isEvent(const Content& content) {
 Drive readDrive(std::istream& input, const std::string& name) {
     RecordingReader reader(input, name);
     Drive drive;
-    drive.name = name;
+    drive.name = name.substr(name.rfind('/') + 1); // behind the last slash, or all of it
     Gatherer gatherer(drive);
     while (const auto line = reader.next())
         gatherer.take(*line);
