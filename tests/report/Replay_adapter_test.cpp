@@ -226,7 +226,6 @@ TEST_P(RecordedDrive, IsReplayedToTheMetre) {
     const report::Replay replay = report::replay(recording());
     for (const report::Sample& sample : recording().samples)
         ASSERT_EQ(odometerAt(replay, sample.timeS), sample.readings.odometerM) << "at " << sample.timeS;
-    EXPECT_EQ(replay.odometerM, readings().odometer);
 }
 
 TEST_P(RecordedDrive, IsReplayedToTheEvent) {
