@@ -143,15 +143,16 @@ std::string listed(const std::set<std::string>& names) {
     return list.empty() ? "none" : list;
 }
 
-void resize(telemetry::Geofence& geofence, double factor) {
-    geofence.width = saturate<std::uint32_t>(std::round(geofence.width * factor));
-    geofence.height = saturate<std::uint32_t>(std::round(geofence.height * factor));
+/// At least 1: one without an extent would be none.
+std::uint32_t scaled(std::uint32_t extent, double factor) {
+    return std::max<std::uint32_t>(1, saturate<std::uint32_t>(std::round(extent * factor)));
 }
 
 void replace(telemetry::Geofence& geofence, const std::optional<std::uint32_t>& margin,
              const std::optional<double>& sizeFactor) {
     geofence.margin = margin.value_or(geofence.margin);
-    resize(geofence, sizeFactor.value_or(1));
+    geofence.width = scaled(geofence.width, sizeFactor.value_or(1));
+    geofence.height = scaled(geofence.height, sizeFactor.value_or(1));
 }
 
 } // namespace
