@@ -174,6 +174,8 @@ std::string gridLines(const Chart& chart, const Scale& scale) {
 std::string tickWords(const Chart& chart, const Scale& scale) {
     std::string words;
     for (const Tick& tick : chart.ticks) {
+        if (chart.ticks.size() > 2 && &tick == &chart.ticks.back())
+            break; // it would stand on the one below
         const double share = scale.on({0, tick.value}).y / kHigh;
         const char* down = share < 0.1 ? "12" : "-3"; // inside the drawing, above its line
         words += "<text class=\"tick\" x=\"4\" dy=\"" + std::string(down) + "\" y=\"" + percent(share) +
@@ -322,14 +324,15 @@ std::string stepMarks(const Replay& replay, const Drive& drive, const char* styl
     return path(std::string("line ") + style, dropped) + path("line jump", jumps);
 }
 
+/// What the other settings' odometer would have told at each reading.
 Pieces ofReplay(const Replay& replay, const Drive& drive) {
-    const Breaks breaks(drive, Breaks::Of::Readings);
-    Pieces pieces;
-    for (const auto& [timeS, metres] : replay.odometer)
-        append(pieces, breaks, {timeS, metres / 1000.0});
-    if (!pieces.empty())
-        pieces.back().push_back({drive.durationS, replay.odometerM / 1000.0});
-    return pieces;
+    auto next = replay.odometer.begin();
+    double metres = 0;
+    return ofReadings(drive, [&](const Sample& sample) {
+        for (; next != replay.odometer.end() && next->first <= sample.timeS; ++next)
+            metres = next->second;
+        return metres / 1000;
+    });
 }
 
 Chart odometer(const Contents& contents) {

@@ -86,13 +86,22 @@ std::vector<Place> border(const Frame& frame, const telemetry::Geofence& geofenc
     return places;
 }
 
-/// The upper left corner, or where it would be seen.
-Place labelPlace(const Frame& frame, const std::vector<Place>& places) {
-    Place corner = places.front();
-    for (const Place& place : places)
-        corner = {std::min(corner.x, place.x), std::min(corner.y, place.y)};
-    return {std::clamp(corner.x + 6, 8.0, Frame::kWidth - 120),
-            std::clamp(corner.y + 6, 8.0, frame.height() - 60)};
+/// Above the margin, or below it where the drawing ends; its end at the right border where it begins far
+/// right.
+std::string nameOf(const Frame& frame, const Area& area, const std::vector<Place>& places) {
+    constexpr double kFarRight = 0.6 * Frame::kWidth;
+    constexpr double kRoom = 40;
+    constexpr double kFree = 6;
+    const auto byX = [](const Place& a, const Place& b) { return a.x < b.x; };
+    const auto byY = [](const Place& a, const Place& b) { return a.y < b.y; };
+    const auto [left, right] = std::minmax_element(places.begin(), places.end(), byX);
+    const auto [upper, lower] = std::minmax_element(places.begin(), places.end(), byY);
+    const bool atRight = left->x > kFarRight;
+    const bool below = upper->y < kRoom && lower->y < frame.height() - kRoom;
+    const double x = std::clamp(atRight ? right->x : left->x, kFree, Frame::kWidth - kFree);
+    const double y = below ? lower->y + kFree : std::max(upper->y - kFree, kRoom);
+    return text(std::string("name") + (atRight ? " last" : "") + (below ? " below" : ""), {x, y},
+                area.geofence.name);
 }
 
 bool isSeen(const Frame& frame, const std::vector<Place>& places) {
@@ -118,19 +127,19 @@ std::string drawnArea(const Frame& frame, const Area& area, const std::string& s
 
 std::string drawnAreas(const MapContents& contents) {
     std::string drawn;
-    for (const Area& area : contents.areas)
-        drawn += drawnArea(contents.frame, area, "recorded");
     for (const Area& area : contents.otherAreas)
         drawn += drawnArea(contents.frame, area, "other");
+    for (const Area& area : contents.areas)
+        drawn += drawnArea(contents.frame, area, "recorded");
     return drawn;
 }
 
 std::string areaNames(const MapContents& contents) {
     std::string names;
     for (const Area& area : contents.areas) {
-        const std::vector<Place> places = border(contents.frame, area.geofence, 0);
+        const std::vector<Place> places = border(contents.frame, area.geofence, area.geofence.margin);
         if (isSeen(contents.frame, places))
-            names += text("name", labelPlace(contents.frame, places), area.geofence.name);
+            names += nameOf(contents.frame, area, places);
     }
     return names;
 }

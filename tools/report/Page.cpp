@@ -138,7 +138,7 @@ std::string htmlPage(const Contents& contents) {
     const std::string name = escaped(contents.drive.name);
     return head(name + ": a drive") + "<body>\n<header>\n<h1>Drive <bdi>" + name + "</bdi></h1>\n" +
            summary(contents) + "</header>\n<main>\n" + warnings(contents.drive) +
-           countsTable(contents.drive) + exploring(contents, parts, map) + comparison(contents) +
+           exploring(contents, parts, map) + comparison(contents) + countsTable(contents.drive) +
            stretchesTable(contents.drive) + geofencesTable(contents, parts.areas) +
            eventsTable(parts.happenings) + "</main>\n<script type=\"application/json\" id=\"series\">" +
            seriesJson(contents.drive, map.frame) + "</script>\n<script>" + kPageScript +
@@ -153,9 +153,10 @@ std::string svgPicture(const Contents& contents) {
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + number(Frame::kWidth) + "\" height=\"" +
            number(height) + "\" " + viewBox(Frame::kWidth, height) + ">\n<title>" +
            escaped(contents.drive.name) + "</title>\n<style>" + kPictureStyle + "</style>\n" +
-           "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" + mapElements(map) +
-           "<g transform=\"translate(0 " + number(map.frame.height() + 4) + ")\">" + speedLegend(map.speeds) +
-           "</g>\n</svg>\n";
+           "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" + "<svg width=\"" +
+           number(Frame::kWidth) + "\" height=\"" + number(map.frame.height()) + "\">\n" + mapElements(map) +
+           "</svg>\n<g transform=\"translate(0 " + number(map.frame.height() + 4) + ")\">" +
+           speedLegend(map.speeds) + "</g>\n</svg>\n";
 }
 
 } // namespace report
