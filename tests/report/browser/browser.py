@@ -20,7 +20,7 @@ NOWHERE = "127.0.0.1:9"  # a proxy that isn't there: what a page asks of a netwo
 
 
 def make_page(recording, page, *options):
-    subprocess.run([REPORT, recording, "-o", page, *options], check=True)
+    subprocess.run([REPORT, recording, "-o", page, *options], check=True, capture_output=True)
     return page
 
 

@@ -2,10 +2,13 @@
 
 import os
 import re
+import subprocess
+import sys
+import time
 import unittest
 
 import recordings
-from browser import DESKTOP, PHONE, WORK, Browser, make_page
+from browser import DESKTOP, PHONE, REPORT, WORK, Browser, make_page
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -13,6 +16,11 @@ from selenium.webdriver.common.keys import Keys
 RECORDING = WORK / "eventful.jsonl"
 PAGE = WORK / "eventful.html"
 WHAT_IF = WORK / "what-if.html"
+CUT_RECORDING = WORK / "cut.jsonl"
+CUT = WORK / "cut.html"
+OTHER_RECORDING = WORK / "other.jsonl"
+OTHER = WORK / "other.html"
+PICTURE = WORK / "picture.png"
 DAY_RECORDING = WORK / "day.jsonl"
 DAY = WORK / "day.html"
 
@@ -22,6 +30,7 @@ PLOT = ".plot"       # a chart over time, which mouse and finger move along
 HERE = "#here"       # where the vehicle was then, on the track
 VALUES = "#readout"  # what it read then
 
+MADE_S = 10
 LOADED_S = 3
 LARGEST_BYTES = 5e6
 FRAME_MS = 16
@@ -40,8 +49,25 @@ def setUpModule():
 def tearDownModule():
     browser.close()
     if not os.environ.get("PAGES_KEEP"):
-        for file in (RECORDING, PAGE, WHAT_IF, DAY_RECORDING, DAY):
+        for file in (*WORK.glob("*.jsonl"), *WORK.glob("*.html"), PICTURE):
             file.unlink(missing_ok=True)
+
+
+class Harness(unittest.TestCase):
+    """What would be amiss with a page is found."""
+
+    BAD = """<!DOCTYPE html><html><head><title>bad</title></head><body><img src="http://example.invalid/map.png">
+        <p style="color: #ccc; background: #ddd">pale</p><script>missing()</script></body></html>"""
+
+    def test_finds_what_is_amiss(self):
+        OTHER.write_text(self.BAD, encoding="utf-8")
+        browser.look()
+        browser.open(OTHER)
+        self.assertTrue(any("missing is not defined" in each for each in browser.complaints()))
+        self.assertIn("http://example.invalid/map.png", browser.requests())
+        found = " ".join(browser.violations())
+        for rule in ("image-alt", "color-contrast", "html-has-lang"):
+            self.assertIn(rule, found)
 
 
 class PageTest(unittest.TestCase):
@@ -66,6 +92,20 @@ class Opening(PageTest):
         for page in (PAGE, WHAT_IF):
             self.open(page)
             self.assertEqual(browser.complaints(), [])
+
+    def test_brings_no_complaint_wherever_the_drive_was(self):
+        for where in ((52.5, 179.999), (-52.5, -179.999), (89.99, 0), (-89.99, 90)):
+            recordings.eventful(OTHER_RECORDING, *where)
+            self.open(make_page(OTHER_RECORDING, OTHER))
+            self.assertEqual(browser.complaints(), [], where)
+            self.assertEqual(self.stated("fixes"), recordings.counts(OTHER_RECORDING)["fixes"])
+
+    def test_brings_no_complaint_without_a_fix(self):
+        recordings.without_fix(OTHER_RECORDING)
+        self.open(make_page(OTHER_RECORDING, OTHER))
+        self.assertEqual(browser.complaints(), [])
+        self.assertEqual(self.stated("samples"), 120)
+        self.assertEqual(browser.violations(), [])
 
     def test_asks_for_nothing_but_the_page_itself(self):
         for page in (PAGE, WHAT_IF):
@@ -94,6 +134,24 @@ class Numbers(PageTest):
         self.open()
         for each in browser.driver.find_elements(By.CSS_SELECTOR, "[id^=data-count-]"):
             self.assertEqual(re.sub(r"\D", "", each.text), each.get_attribute("value"), each.get_attribute("id"))
+
+
+    def test_of_a_recording_that_was_cut_are_those_before_the_cut(self):
+        recordings.cut(CUT_RECORDING, RECORDING)
+        self.open(make_page(CUT_RECORDING, CUT))
+        expected = {**recordings.counts(RECORDING), "lines": recordings.counts(RECORDING)["lines"] - 1}
+        self.assertEqual({count: self.stated(count) for count in expected}, expected)
+        self.assertEqual(self.stated("damage"), 1)
+        self.assertIn("the last line is cut", self.find("body").text)
+
+    def test_stand_side_by_side_with_those_of_other_settings(self):
+        self.open(WHAT_IF)
+        counts = recordings.counts(RECORDING)
+        for kind in ("entered", "left"):
+            self.assertEqual(int(self.find(f"#data-recorded-{kind}").get_attribute("value")), counts[kind])
+            self.find(f"#data-what-if-{kind}")
+        odometers = [self.find(f"#data-{whose}-odometer").get_attribute("value") for whose in ("recorded", "what-if")]
+        self.assertNotEqual(odometers[0], odometers[1])
 
 
 class Names(PageTest):
@@ -212,18 +270,35 @@ class Paper(PageTest):
         self.assertIn(colour, ("rgb(255, 255, 255)", "rgba(0, 0, 0, 0)"))
 
 
+class Picture(unittest.TestCase):
+    def test_is_made_by_its_command(self):
+        subprocess.run(["tools/pictures/screenshot", "--build", REPORT.parents[2], "--output", PICTURE, RECORDING], check=True)
+        head = PICTURE.read_bytes()[:24]
+        self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
+        self.assertEqual(int.from_bytes(head[16:20], "big"), 1000)
+
+
 class WholeDay(PageTest):
     @classmethod
     def setUpClass(cls):
         recordings.whole_day(DAY_RECORDING)
+        began = time.monotonic()
         make_page(DAY_RECORDING, DAY)
+        cls.made_s = time.monotonic() - began
+
+    def test_is_made_in_less_than_10_s(self):
+        print(f"{self.made_s:.1f} s ... ", end="", file=sys.stderr)
+        self.assertLess(self.made_s, MADE_S)
 
     def test_is_a_page_of_less_than_5_mb(self):
-        self.assertLess(DAY.stat().st_size, LARGEST_BYTES)
+        size = DAY.stat().st_size
+        print(f"{size / 1e6:.2f} MB ... ", end="", file=sys.stderr)
+        self.assertLess(size, LARGEST_BYTES)
 
     def test_loads_in_less_than_3_s(self):
         self.open(DAY)
         loaded_ms = browser.run("return performance.getEntriesByType('navigation')[0].loadEventEnd")
+        print(f"{loaded_ms / 1000:.2f} s ... ", end="", file=sys.stderr)
         self.assertGreater(loaded_ms, 0)
         self.assertLess(loaded_ms / 1000, LOADED_S)
 

@@ -12,15 +12,13 @@ LAP_S = 600  # once around the track
 LAP_RADIUS_M = 1500
 AWKWARD_NAME = """<script>alert("&'1'")</script>"""
 
-GEOFENCES = (
-    {"slot": 0, "name": "Depot", "latitude_deg": LATITUDE, "longitude_deg": 13.3723, "width_deg": 0.006,
-     "height_deg": 0.004, "margin_deg": 0.0005},
-    {"slot": 4, "name": AWKWARD_NAME, "latitude_deg": LATITUDE, "longitude_deg": 13.3279, "width_deg": 0.006,
-     "height_deg": 0.004, "margin_deg": 0.0005},
-)
+
+def geofence(slot, name, latitude, longitude):
+    return {"slot": slot, "name": name, "latitude_deg": latitude, "longitude_deg": longitude, "width_deg": 0.006,
+            "height_deg": 0.004, "margin_deg": 0.0005}
 
 
-def settings(geofences=GEOFENCES):
+def settings(geofences):
     return {"enabled": True, "position_interval_s": 1, "status_interval_s": 2, "log_interval_s": 900,
             "tracking": {"enabled": True, "period_s": 30, "base_s": 0, "offset_s": 0},
             "geofences_enabled": True, "geofences": list(geofences)}
@@ -29,12 +27,22 @@ def settings(geofences=GEOFENCES):
 class Recording:
     """Lines with their moments, and what a vehicle on a round track makes of them."""
 
-    def __init__(self, path):
+    def __init__(self, path, latitude=LATITUDE, longitude=LONGITUDE):
         self.file = open(path, "w", encoding="utf-8")
         self.begin_s = 0  # of this start of the monitor
+        self.centre = latitude, longitude
+        self.metres_per_degree = METRES_PER_DEGREE, METRES_PER_DEGREE * math.cos(math.radians(latitude))
+        self.geofences = (geofence(0, "Depot", latitude, self.place(0)[1]),
+                          geofence(4, AWKWARD_NAME, latitude, self.place(math.pi)[1]))
+        self.states = ["unknown"] * 12
         self.odometer_m = 0
-        self.inside = [False] * 12
         self.position = None
+
+    def place(self, angle):
+        """On the track."""
+        east = self.centre[1] + LAP_RADIUS_M * math.cos(angle) / self.metres_per_degree[1]
+        return (round(self.centre[0] + LAP_RADIUS_M * math.sin(angle) / self.metres_per_degree[0], 6),
+                round((east + 180) % 360 - 180, 6))
 
     def line(self, second, kind, **content):
         time = (BEGIN + timedelta(seconds=second)).strftime("%Y-%m-%dT%H:%M:%S.") + f"{second % 1 * 1000:03.0f}Z"
@@ -44,8 +52,9 @@ class Recording:
 
     def start(self, second):
         self.begin_s = second
+        self.states = ["unknown"] * 12
         self.line(second, "start", format="ruxogps telemetry", version=1, program="ruxogps-monitor 0.1.0")
-        self.line(second, "settings", **settings())
+        self.line(second, "settings", **settings(self.geofences))
         self.line(second, "service", step="running", elapsed_s=0, longest_s=None, result=0)
 
     def where(self):
@@ -54,22 +63,22 @@ class Recording:
 
     def drive(self, second):
         """Moves the vehicle; tells where it has crossed a border."""
-        angle = 2 * math.pi * second / LAP_S
-        self.position = (round(LATITUDE + LAP_RADIUS_M * math.sin(angle) / METRES_PER_DEGREE, 6),
-                         round(LONGITUDE + LAP_RADIUS_M * math.cos(angle) / METRES_PER_DEGREE /
-                               math.cos(math.radians(LATITUDE)), 6))
+        self.position = self.place(2 * math.pi * second / LAP_S)
         self.odometer_m += 16 if second >= 180 else 0
-        for fence in GEOFENCES:
+        for fence in self.geofences:
             self.look_at(second, fence)
 
     def look_at(self, second, fence):
-        slot, margin = fence["slot"], fence["margin_deg"] if self.inside[fence["slot"]] else 0
-        inside = (abs(self.position[0] - fence["latitude_deg"]) <= fence["height_deg"] / 2 + margin and
-                  abs(self.position[1] - fence["longitude_deg"]) <= fence["width_deg"] / 2 + margin)
-        if inside != self.inside[slot]:
-            self.inside[slot] = inside
-            self.line(second, "geofence_entered" if inside else "geofence_left",
-                      geofence={"slot": slot, "name": fence["name"]}, **self.where())
+        """As the service does: the margin counts while the vehicle may be inside, the first look tells of no entry."""
+        slot, before = fence["slot"], self.states[fence["slot"]]
+        margin = 0 if before in ("outside", "left") else fence["margin_deg"]
+        inside = all(abs(at - fence[f"{angle}_deg"]) <= fence[f"{extent}_deg"] / 2 + margin + 1e-9 for at, angle, extent in
+                     zip(self.position, ("latitude", "longitude"), ("height", "width")))
+        news = before in ("outside", "left") if inside else before not in ("outside", "left")
+        self.states[slot] = ("entered" if inside else "left") if news else ("inside" if inside else "outside")
+        if news:
+            self.line(second, "geofence_" + self.states[slot], geofence={"slot": slot, "name": fence["name"]},
+                      **self.where())
 
     def fix(self, second):
         speed = 15.7 + 6 * math.sin(second / 37)
@@ -78,12 +87,11 @@ class Recording:
                 "hdop": 0.9, "tdop": 1.1, "pdop": round(1.7 + 0.5 * math.sin(second / 90), 3), "gdop": 2.0}
 
     def readings(self, second, fix_second=None, antenna=1):
-        states = ["inside" if inside else "unknown" for inside in self.inside]
         fix_second = int(second) if fix_second is None else fix_second
         self.line(second, "readings", available=antenna == 1, antenna="in order" if antenna == 1 else "disconnected",
                   antenna_state=antenna, satellites=9 + int(second / 50) % 4, snr_dbhz=38 + int(second / 20) % 5,
                   fix_tick_s=FIRST_TICK + fix_second, fix_age_s=int(second) - fix_second, fix=self.fix(fix_second),
-                  odometer_m=self.odometer_m, geofence_states=states, time_deviation_s=0, horizontal_error_m=4,
+                  odometer_m=self.odometer_m, geofence_states=self.states, time_deviation_s=0, horizontal_error_m=4,
                   time_error_ms=5)
 
     def antenna(self, second, state):
@@ -105,9 +113,9 @@ class Recording:
         self.file.close()
 
 
-def eventful(path):
+def eventful(path, *where):
     """Twenty minutes in which all comes that a page marks: crossings, an antenna lost, a gap, a restart, lost events."""
-    recording = Recording(path)
+    recording = Recording(path, *where)
     recording.start(0)
     recording.line(0, "availability", available=True, **recording.where())
     recording.antenna(0, 1)
@@ -121,6 +129,22 @@ def eventful(path):
     recording.start(760)
     recording.stretch(761, 1200)
     recording.end(1200)
+
+
+def without_fix(path):
+    """Two minutes in a garage."""
+    recording = Recording(path)
+    recording.start(0)
+    for second in range(120):
+        recording.line(second, "readings", available=False, antenna="in order", antenna_state=1, satellites=0, snr_dbhz=0,
+                       fix_tick_s=0, fix_age_s=None, fix=None, odometer_m=0, geofence_states=recording.states,
+                       time_deviation_s=None, horizontal_error_m=0, time_error_ms=0)
+    recording.end(120)
+
+
+def cut(path, whole):
+    """As a loss of power leaves it: the last line is not whole."""
+    path.write_bytes(whole.read_bytes()[:-10])
 
 
 def whole_day(path):
