@@ -48,8 +48,8 @@ double eastwards(const GivenGeofence& given) {
 
 /// The service compares longitudes as they are.
 void checkDateLine(const GivenGeofence& given, const telemetry::Geofence& geofence) {
-    const double half = geofence.width / 2 / kMicrodegrees;
-    if (std::fabs(geofence.centre.longitude / kMicrodegrees) + half > kDateLine)
+    const std::uint32_t half = geofence.width / 2; // rounded down, as the service does it
+    if (std::fabs(geofence.centre.longitude / kMicrodegrees) + half / kMicrodegrees > kDateLine)
         throw SettingError(
             given.longitude.place + " is " + given.longitude.text + " with a width of " +
             format("%.6f", geofence.width / kMicrodegrees) +
