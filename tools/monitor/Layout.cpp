@@ -135,7 +135,6 @@ std::vector<Row> scrolled(const std::vector<Row>& all, std::size_t rows, std::si
     return {first, first + static_cast<std::ptrdiff_t>(rows)};
 }
 
-/// From the first row on, or later ones when scrolled.
 std::vector<Row> under(const Row& heading, const std::vector<Row>& rows) {
     std::vector<Row> page = {heading};
     page.insert(page.end(), rows.begin(), rows.end());
@@ -149,24 +148,29 @@ std::vector<Row> geofencePage(const Sight& sight, Size size) {
     return under(geofencesRow(sight, size.columns), rows);
 }
 
-std::vector<Row> eventPage(const Sight& sight, const ViewState& view, Size size) {
+std::vector<Row> allEvents(const LiveModel& model, std::size_t columns) {
     std::vector<Row> rows;
-    for (const LiveModel::Event& event : sight.model.events())
-        rows.push_back(eventRow(event, size.columns));
+    for (const LiveModel::Event& event : model.events())
+        rows.push_back(eventRow(event, columns));
     if (rows.empty())
-        rows.push_back(cutRow({{Style::Label, "  none yet"}}, size.columns));
-    return under(cutRow({{Style::Label, "Events"}}, size.columns),
-                 scrolled(rows, size.rows - 1, view.scrolledBack));
+        rows.push_back(cutRow({{Style::Label, "  none yet"}}, columns));
+    return rows;
 }
 
-std::vector<Row> logPage(const ViewState& view, Size size) {
+std::vector<Row> wholeLog(const ViewState& view, std::size_t columns) {
     std::vector<Row> rows;
     for (const std::string& line : view.log)
-        rows.push_back({{Style::Plain, cut(showable(line), size.columns)}});
+        for (const std::string& piece : wrapped(showable(line), columns))
+            rows.push_back({{Style::Plain, cut(piece, columns)}});
     if (rows.empty())
-        rows.push_back(cutRow({{Style::Label, "  nothing yet"}}, size.columns));
-    return under(cutRow({{Style::Label, "Log: the service's words on standard error"}}, size.columns),
-                 scrolled(rows, size.rows - 1, view.scrolledBack));
+        rows.push_back(cutRow({{Style::Label, "  nothing yet"}}, columns));
+    return rows;
+}
+
+std::vector<Row> scrollingPage(const char* heading, const std::vector<Row>& all, const ViewState& view,
+                               Size size) {
+    return under(cutRow({{Style::Label, heading}}, size.columns),
+                 scrolled(all, size.rows - 1, view.scrolledBack));
 }
 
 const char* const kHelp[] = {
@@ -198,9 +202,10 @@ std::vector<Row> pageOf(const Sight& sight, const ViewState& view, Size size) {
     case Page::Geofences:
         return geofencePage(sight, size);
     case Page::Events:
-        return eventPage(sight, view, size);
+        return scrollingPage("Events", allEvents(sight.model, size.columns), view, size);
     case Page::Log:
-        return logPage(view, size);
+        return scrollingPage("Log: the service's words on standard error", wholeLog(view, size.columns), view,
+                             size);
     case Page::Help:
         return helpPage(size);
     case Page::Overview:
@@ -210,6 +215,14 @@ std::vector<Row> pageOf(const Sight& sight, const ViewState& view, Size size) {
 }
 
 } // namespace
+
+std::size_t farthestBack(const LiveModel& model, const ViewState& view, Size size) {
+    constexpr std::size_t kFixedRows = 3; // title, heading and keys
+    const std::size_t all = view.page == Page::Events ? allEvents(model, size.columns).size()
+                            : view.page == Page::Log  ? wholeLog(view, size.columns).size()
+                                                      : 0;
+    return all + kFixedRows > size.rows ? all + kFixedRows - size.rows : 0;
+}
 
 std::vector<Row> layOut(const LiveModel& model, const ViewState& view, const telemetry::Moment& now,
                         Size size) {

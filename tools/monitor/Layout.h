@@ -43,6 +43,9 @@ struct ViewState {
 std::vector<Row> layOut(const LiveModel& model, const ViewState& view, const telemetry::Moment& now,
                         Size size);
 
+/// How far the page can be scrolled back.
+std::size_t farthestBack(const LiveModel& model, const ViewState& view, Size size);
+
 /// The row without its styles.
 std::string textOf(const Row& row);
 

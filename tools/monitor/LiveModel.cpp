@@ -120,7 +120,12 @@ void LiveModel::takeReadings(const telemetry::Readings& readings) {
 }
 
 void LiveModel::tell(const std::string& text, Tone tone) {
-    events_.push_back({last_, text, tone});
+    if (!events_.empty() && events_.back().text == text) {
+        events_.back().at = last_;
+        ++events_.back().times;
+        return;
+    }
+    events_.push_back({last_, text, tone, 1});
     if (events_.size() > kMostEvents)
         events_.pop_front();
 }

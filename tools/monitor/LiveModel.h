@@ -22,6 +22,7 @@ public:
         telemetry::Moment at;
         std::string text; ///< names as they are: not yet printable
         Tone tone = Tone::Plain;
+        std::uint32_t times = 1; ///< came so often without another in between; `at` is the last one's
     };
 
     static constexpr std::size_t kMostEvents = 500;

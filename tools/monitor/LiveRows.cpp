@@ -299,10 +299,10 @@ Row titleRow(const Sight& sight, std::size_t columns) {
 
 Row stepRow(const Sight& sight, std::size_t columns) {
     const ServiceStep& step = sight.model.step();
+    if (step.step == ServiceStep::Step::Failed)
+        return cutRow({{Style::Bad, "The service failed" + resultOf(step)}}, columns);
     if (!goesOn(step.step))
-        return fitting({{{step.step == ServiceStep::Step::Failed ? Style::Bad : Style::Plain,
-                          std::string("The service is ") + telemetry::inWords(step.step) + resultOf(step)}}},
-                       columns);
+        return cutRow({{Style::Plain, "The service is down"}}, columns);
     const double seconds = sight.model.secondsInStep(sight.now);
     const std::string longest = step.longestS > 0 ? " of at most " + duration(step.longestS) : "";
     const std::string time = duration(seconds) + longest;
@@ -535,7 +535,8 @@ Row eventRow(const LiveModel::Event& event, std::size_t columns) {
     const std::string time = timeOfDay(event.at.utcMs);
     const std::string shortTime = columns < kTiny ? time.substr(0, 5) : time;
     return cutRow({{Style::Label, (columns < kTiny ? "" : "  ") + shortTime + " "},
-                   {styleOf(event.tone), showable(event.text)}},
+                   {styleOf(event.tone), showable(event.text)},
+                   {Style::Label, event.times == 1 ? "" : "  x" + std::to_string(event.times)}},
                   columns);
 }
 

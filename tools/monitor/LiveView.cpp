@@ -234,7 +234,7 @@ void LiveView::scroll(Key::Kind kind) {
     const std::size_t step = kind == Key::Kind::PageUp || kind == Key::Kind::PageDown ? page : 1;
     const bool isBack = kind == Key::Kind::Up || kind == Key::Kind::PageUp;
     const bool isForward = kind == Key::Kind::Down || kind == Key::Kind::PageDown;
-    const std::size_t most = std::max(model_.events().size(), view_.log.size());
+    const std::size_t most = farthestBack(model_, view_, size_);
     if (isBack)
         view_.scrolledBack = std::min(view_.scrolledBack + step, most);
     if (isForward)

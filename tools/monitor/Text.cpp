@@ -77,6 +77,24 @@ std::string padded(const std::string& text, std::size_t columns) {
     return shown + std::string(columns - columnsOf(shown), ' ');
 }
 
+std::vector<std::string> wrapped(const std::string& text, std::size_t columns) {
+    constexpr std::size_t kIndent = 2;
+    std::vector<std::string> pieces = {""};
+    std::size_t taken = 0;
+    for (std::size_t at = 0; at < text.size();) {
+        const Character character = characterAt(text, at);
+        const std::size_t wide = character.columns < 0 ? 1 : static_cast<std::size_t>(character.columns);
+        if (taken + wide > columns && taken > kIndent) {
+            pieces.push_back(std::string(kIndent, ' '));
+            taken = kIndent;
+        }
+        pieces.back() += text.substr(at, character.bytes);
+        taken += wide;
+        at += character.bytes;
+    }
+    return pieces;
+}
+
 std::string decimal(double value, int digits) {
     if (!std::isfinite(value))
         return "-";

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 /// Text for a terminal, in the character set of the current locale (LC_CTYPE).
 namespace monitor {
@@ -19,6 +20,9 @@ std::string cut(const std::string& text, std::size_t columns);
 
 /// A printable text that takes exactly so many columns: cut, or blanks behind it.
 std::string padded(const std::string& text, std::size_t columns);
+
+/// The printable text in pieces of at most so many columns; all but the first are indented.
+std::vector<std::string> wrapped(const std::string& text, std::size_t columns);
 
 /// "13.40"
 std::string decimal(double value, int digits);

@@ -138,7 +138,7 @@ TEST_F(LiveLayout, TellsHowFarAStepOfTheServiceIs) {
     step(Step::Initializing);
     EXPECT_EQ(row("initializing"), "initializing 0 s  starts gpsd");
     take(telemetry::ServiceStep{Step::Failed, 0, 0, 0x17000001});
-    EXPECT_EQ(row("The service"), "The service is failed, result 0x17000001");
+    EXPECT_EQ(row("The service"), "The service failed, result 0x17000001");
 }
 
 TEST_F(LiveLayout, SaysWhatIsNotKnownYet) {
@@ -220,15 +220,30 @@ TEST_F(LiveLayout, AnswersAKeyInTheLastRow) {
 
 TEST_F(LiveLayout, ScrollsEvents) {
     for (int i = 0; i < 100; ++i) {
-        take(telemetry::PositionUpdated{});
+        take(telemetry::AntennaChanged{i % 2 == 0 ? 1U : 2U, {}});
         pass(1);
     }
     view.page = Page::Events;
-    EXPECT_EQ(rows(80, 24)[22], "  06:51:39Z position update");
+    EXPECT_EQ(rows(80, 24)[22], "  06:51:39Z antenna disconnected");
     view.scrolledBack = 10;
-    EXPECT_EQ(rows(80, 24)[22], "  06:51:29Z position update");
+    EXPECT_EQ(rows(80, 24)[22], "  06:51:29Z antenna disconnected");
+    EXPECT_EQ(monitor::farthestBack(model, view, {80, 24}), 100U + 3 - 24);
     view.scrolledBack = 1000;
-    EXPECT_EQ(rows(80, 24)[2], "  06:50:00Z position update");
+    EXPECT_EQ(rows(80, 24)[2], "  06:50:00Z antenna in order");
+}
+
+TEST_F(LiveLayout, CountsAnEventThatComesAgain) {
+    for (int i = 0; i < 3; ++i)
+        take(telemetry::AvailabilityChanged{true, {}});
+    EXPECT_EQ(row("  06:50:00Z"), "  06:50:00Z fixes are valid  x3");
+}
+
+TEST_F(LiveLayout, WrapsTheLog) {
+    view.page = Page::Log;
+    view.log = {"0123456789012345678901234567890123456789-0123456789012345678901234567890123456789"};
+    EXPECT_EQ(rows(40, 10)[2], "0123456789012345678901234567890123456789");
+    EXPECT_EQ(rows(40, 10)[3], "  -0123456789012345678901234567890123456");
+    EXPECT_EQ(rows(40, 10)[4], "  789");
 }
 
 TEST_F(LiveLayout, HasAHelpPageThatNamesEachKey) {

@@ -284,7 +284,7 @@ TEST_F(LiveState, KnowsTheAgeOfAFix) {
 
 TEST_F(LiveState, KeepsTheLastEvents) {
     for (int i = 0; i < 1000; ++i)
-        take(telemetry::PositionUpdated{});
+        take(telemetry::AvailabilityChanged{i % 2 == 0, {}});
     EXPECT_EQ(model.events().size(), LiveModel::kMostEvents);
 }
 

@@ -179,7 +179,7 @@ lives_without_colours() {
 needs_a_terminal_that_can_place_its_cursor() {
     terminal 80 24 TERM=dumb
     replays 100
-    expect "it says so" soon grep -q "TERM names no terminal" "$scratch/errors"
+    expect "it says so" soon grep -qs "TERM names no terminal" "$scratch/errors"
     expect "the terminal is as before" soon has_ended
     expect "the terminal is as before" equal "$(<"$scratch/after")" "$(<"$scratch/before")"
 }
