@@ -1,13 +1,33 @@
 #include "WholeFile.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+
+namespace {
+bool knowsUnnamedFiles = true; // the file system
+} // namespace
+
+extern "C" int open(const char* name, int flags, ...) {
+    if (!knowsUnnamedFiles && (flags & O_TMPFILE) == O_TMPFILE) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    va_list rest;
+    va_start(rest, flags);
+    const auto mode = static_cast<mode_t>(va_arg(rest, unsigned int));
+    va_end(rest);
+    return openat(AT_FDCWD, name, flags, mode);
+}
 
 namespace {
 
@@ -24,7 +44,10 @@ protected:
         folder_ = mkdtemp(name.data());
         path_ = folder_ / "x.gpx";
     }
-    ~WholeFile() override { fs::remove_all(folder_); }
+    ~WholeFile() override {
+        fs::remove_all(folder_);
+        knowsUnnamedFiles = true;
+    }
 
     std::string write(const std::string& text) {
         return writeWholeFile(path_, [&](std::ostream& output) { output << text; }).value_or("written");
@@ -56,9 +79,41 @@ TEST_F(WholeFile, IsTheOldOneUntilThen) {
     const auto failure = writeWholeFile(path_, [&](std::ostream& output) {
         output << "new" << std::flush;
         EXPECT_EQ(read(path_), "old");
+        EXPECT_THAT(files(), ElementsAre("x.gpx")); // whatever ends the program now leaves nothing behind
     });
     EXPECT_EQ(failure, std::nullopt);
     EXPECT_EQ(read(path_), "new");
+}
+
+TEST_F(WholeFile, IsNotStoppedByTheDraftOfAnotherProcess) {
+    const fs::path draft = path_.string() + "." + std::to_string(getpid()) + ".part";
+    std::ofstream(draft) << "left behind by another process of this number";
+    EXPECT_EQ(write("new"), "written");
+    EXPECT_EQ(read(path_), "new");
+    EXPECT_THAT(files(), ElementsAre("x.gpx"));
+}
+
+TEST_F(WholeFile, HasANameMeanwhileWhereTheFileSystemWantsOne) {
+    knowsUnnamedFiles = false;
+    write("old");
+    std::size_t filesMeanwhile = 0;
+    EXPECT_EQ(writeWholeFile(path_,
+                             [&](std::ostream& output) {
+                                 output << "new";
+                                 filesMeanwhile = files().size();
+                             }),
+              std::nullopt);
+    EXPECT_EQ(filesMeanwhile, 2u);
+    EXPECT_EQ(read(path_), "new");
+    EXPECT_EQ(whyNotWritable(path_), std::nullopt);
+    EXPECT_THAT(files(), ElementsAre("x.gpx"));
+}
+
+TEST_F(WholeFile, HasTheRightsOfANewFile) {
+    const mode_t old = umask(027);
+    write("new");
+    umask(old);
+    EXPECT_EQ(fs::status(path_).permissions(), fs::perms(0640));
 }
 
 TEST_F(WholeFile, KeepsTheRightsOfTheOldOne) {
