@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <limits>
 #include <utility>
 
 #include "Markup.h"
@@ -21,29 +23,48 @@ struct Pair {
 
 constexpr double kSameS = 1; // the same crossing, seen by another cycle
 
-bool isSame(const Crossing& a, const Crossing& b) {
-    return a.slot == b.slot && a.entered == b.entered && std::abs(a.timeS - b.timeS) <= kSameS;
+/// Of the others that are not taken the same crossing that is nearest, between the recorded ones of its
+/// geofence before and after it: with a wider margin it is left later, and with a longer interval all is
+/// later.
+std::size_t sameOf(const Crossing& crossing, std::pair<double, double> between,
+                   const std::vector<Crossing>& other, const std::vector<bool>& taken) {
+    std::size_t found = other.size();
+    const auto first =
+        std::upper_bound(other.begin(), other.end(), between.first,
+                         [](double timeS, const Crossing& each) { return timeS < each.timeS; });
+    for (auto each = first; each != other.end() && each->timeS < between.second; ++each) {
+        const auto i = static_cast<std::size_t>(each - other.begin());
+        if (each->slot != crossing.slot || each->entered != crossing.entered || taken[i])
+            continue;
+        if (found == other.size() ||
+            std::abs(each->timeS - crossing.timeS) < std::abs(other[found].timeS - crossing.timeS))
+            found = i;
+    }
+    return found;
+}
+
+/// When the geofence of a recorded crossing was crossed before and after it.
+std::pair<double, double> neighbours(const std::vector<Crossing>& recorded, std::size_t i) {
+    const auto isSameGeofence = [&](const Crossing& each) { return each.slot == recorded[i].slot; };
+    const auto here = recorded.begin() + static_cast<std::ptrdiff_t>(i);
+    const auto after = std::find_if(here + 1, recorded.end(), isSameGeofence);
+    const auto before = std::find_if(std::make_reverse_iterator(here), recorded.rend(), isSameGeofence);
+    return {before == recorded.rend() ? -1 : before->timeS,
+            after == recorded.end() ? std::numeric_limits<double>::infinity() : after->timeS};
 }
 
 /// Both in the order of time, with those that are the same in one row.
 std::vector<Pair> paired(const std::vector<Crossing>& recorded, const std::vector<Crossing>& other) {
     std::vector<Pair> pairs;
-    std::vector<bool> used(other.size(), false);
-    std::size_t first = 0; // of the others that may be the same
-    for (const Crossing& crossing : recorded) {
-        Pair pair{&crossing, nullptr};
-        while (first < other.size() && other[first].timeS < crossing.timeS - kSameS)
-            ++first;
-        for (std::size_t i = first; i < other.size() && other[i].timeS <= crossing.timeS + kSameS; ++i)
-            if (!used[i] && isSame(crossing, other[i])) {
-                pair.other = &other[i];
-                used[i] = true;
-                break;
-            }
-        pairs.push_back(pair);
+    std::vector<bool> taken(other.size(), false);
+    for (std::size_t i = 0; i < recorded.size(); ++i) {
+        const std::size_t same = sameOf(recorded[i], neighbours(recorded, i), other, taken);
+        pairs.push_back({&recorded[i], same == other.size() ? nullptr : &other[same]});
+        if (same != other.size())
+            taken[same] = true;
     }
     for (std::size_t i = 0; i < other.size(); ++i)
-        if (!used[i])
+        if (!taken[i])
             pairs.push_back({nullptr, &other[i]});
     std::stable_sort(pairs.begin(), pairs.end(),
                      [](const Pair& a, const Pair& b) { return a.timeS() < b.timeS(); });
@@ -54,23 +75,33 @@ std::string inWords(const Crossing& crossing) {
     return "<bdi>" + escaped(crossing.name) + "</bdi> " + (crossing.entered ? "entered" : "left");
 }
 
-std::string cell(const Crossing* crossing, const Crossing* opposite) {
-    if (crossing == nullptr)
-        return "<td class=\"none\">not here</td>";
-    return std::string("<td") + (opposite == nullptr ? " class=\"only\"" : "") + ">" + inWords(*crossing) +
-           (opposite == nullptr ? " <em>only here</em>" : "") + "</td>";
+/// How the other settings' crossing differs from the recorded one's.
+std::string difference(const Pair& pair) {
+    if (pair.recorded == nullptr)
+        return " <em>only here</em>";
+    const double laterS = pair.other->timeS - pair.recorded->timeS;
+    if (std::abs(laterS) <= kSameS)
+        return "";
+    return " <em>" + elapsed(std::abs(laterS)) + (laterS > 0 ? " later" : " earlier") + "</em>";
+}
+
+std::string row(const Pair& pair) {
+    const std::string none = "<td class=\"none\">not here</td>";
+    const bool differs = pair.recorded == nullptr || pair.other == nullptr || !difference(pair).empty();
+    const std::string only = pair.other == nullptr ? " <em>only here</em>" : "";
+    return "<tr" + std::string(differs ? " class=\"differs\"" : "") +
+           "><th scope=\"row\"><span class=\"time\" data-t=\"" + number(pair.timeS(), 1) + "\">" +
+           elapsed(pair.timeS()) + "</span></th>" +
+           (pair.recorded == nullptr ? none : "<td>" + inWords(*pair.recorded) + only + "</td>") +
+           (pair.other == nullptr ? none : "<td>" + inWords(*pair.other) + difference(pair) + "</td>") +
+           "</tr>\n";
 }
 
 std::string crossingRows(const std::vector<Pair>& pairs) {
     constexpr std::size_t kMost = 2000;
     std::string rows;
     for (std::size_t i = 0; i < std::min(pairs.size(), kMost); ++i)
-        rows += "<tr" +
-                std::string(pairs[i].recorded == nullptr || pairs[i].other == nullptr ? " class=\"differs\""
-                                                                                      : "") +
-                "><th scope=\"row\"><span class=\"time\" data-t=\"" + number(pairs[i].timeS(), 1) + "\">" +
-                elapsed(pairs[i].timeS()) + "</span></th>" + cell(pairs[i].recorded, pairs[i].other) +
-                cell(pairs[i].other, pairs[i].recorded) + "</tr>\n";
+        rows += row(pairs[i]);
     if (pairs.size() > kMost)
         rows += "<tr><td colspan=\"3\">and " + std::to_string(pairs.size() - kMost) + " more</td></tr>\n";
     return rows;
@@ -128,6 +159,27 @@ std::vector<Area> otherAreasOf(const Contents& contents, const std::vector<Area>
     return others;
 }
 
+namespace {
+
+std::string explanation(const WhatIf& whatIf) {
+    return std::string("<p>Worked out from the recorded fixes with the service's own arithmetic, with the "
+                       "settings of ") +
+           "the recording and with the others." +
+           (whatIf.positionIntervalS ? " After a start the odometer warms up for 180 position updates, so "
+                                       "another interval changes "
+                                       "when it begins to count."
+                                     : "") +
+           "</p>\n";
+}
+
+/// A table that is moved by itself where it is wider than the page.
+std::string wide(const char* words, const std::string& table) {
+    return "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"" + std::string(words) + "\">\n" +
+           table + "</tbody>\n</table>\n</div>\n";
+}
+
+} // namespace
+
 std::string comparison(const Contents& contents) {
     if (!contents.other)
         return "";
@@ -136,17 +188,11 @@ std::string comparison(const Contents& contents) {
     const std::vector<Pair> pairs = paired(contents.replay.crossings, other.crossings);
     return "<section id=\"what-if\" aria-labelledby=\"what-if-head\">\n<h2 id=\"what-if-head\">What if "
            "<code>" +
-           words +
-           "</code></h2>\n<p>Worked out from the recorded fixes with the service's own arithmetic, with the "
-           "settings of "
-           "the recording and with the others.</p>\n<div class=\"wide\" tabindex=\"0\" role=\"region\" "
-           "aria-label=\"Sums of both settings\">\n" +
-           tableHead("Sums", "sum", words) + sums(contents.replay, other) +
-           "</tbody>\n</table>\n</div>\n<div class=\"wide\" tabindex=\"0\" role=\"region\" "
-           "aria-label=\"Crossings of both "
-           "settings\">\n" +
-           tableHead("Geofences entered and left", "time", words) + crossingRows(pairs) +
-           "</tbody>\n</table>\n</div>\n</section>\n";
+           words + "</code></h2>\n" + explanation(contents.other->whatIf) +
+           wide("Sums of both settings", tableHead("Sums", "sum", words) + sums(contents.replay, other)) +
+           wide("Crossings of both settings",
+                tableHead("Geofences entered and left", "time", words) + crossingRows(pairs)) +
+           "</section>\n";
 }
 
 } // namespace report

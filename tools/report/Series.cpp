@@ -64,33 +64,30 @@ Value ofFix(const std::function<double(const telemetry::Fix&)>& value) {
 constexpr double kTenths = 10;
 constexpr double kHundredths = 100;
 
-const std::vector<Column>& columns() {
-    static const std::vector<Column> kColumns{
-        {"t", [](const Sample& sample) { return rounded(sample.timeS * kTenths); }},
-        {"utc",
-         [](const Sample& sample) {
-             return rounded(static_cast<double>(sample.utcMs) / 100 - sample.timeS * kTenths);
-         }},
-        {"lat", ofFix([](const telemetry::Fix& fix) { return fix.position.latitude; })},
-        {"lon", ofFix([](const telemetry::Fix& fix) { return fix.position.longitude; })},
-        {"alt", ofFix([](const telemetry::Fix& fix) { return fix.altitudeMm / 1000.0; })},
-        {"speed", ofFix([](const telemetry::Fix& fix) { return fix.speedMmPerS * 0.0036 * kTenths; })},
-        {"course", ofFix([](const telemetry::Fix& fix) { return fix.courseMdeg / 1000.0; })},
-        {"hdop", ofFix([](const telemetry::Fix& fix) { return fix.hdop * kHundredths; })},
-        {"pdop", ofFix([](const telemetry::Fix& fix) { return fix.pdop * kHundredths; })},
-        {"age",
-         [](const Sample& sample) {
-             const bool none = !sample.readings.fix || sample.readings.fixTickS == 0;
-             return none ? -1 : std::int64_t{sample.tickS} - sample.readings.fixTickS;
-         }},
-        {"satellites", [](const Sample& sample) { return std::int64_t{sample.readings.satellites}; }},
-        {"snr", [](const Sample& sample) { return std::int64_t{sample.readings.snrDbHz}; }},
-        {"odometer", [](const Sample& sample) { return std::int64_t{sample.readings.odometerM}; }},
-        {"antenna", [](const Sample& sample) { return std::int64_t{sample.readings.antennaState}; }},
-        {"available", [](const Sample& sample) { return std::int64_t{sample.readings.available}; }},
-    };
-    return kColumns;
-}
+const Column kColumns[]{
+    {"t", [](const Sample& sample) { return rounded(sample.timeS * kTenths); }},
+    {"utc",
+     [](const Sample& sample) {
+         return rounded(static_cast<double>(sample.utcMs) / 100 - sample.timeS * kTenths);
+     }},
+    {"lat", ofFix([](const telemetry::Fix& fix) { return fix.position.latitude; })},
+    {"lon", ofFix([](const telemetry::Fix& fix) { return fix.position.longitude; })},
+    {"alt", ofFix([](const telemetry::Fix& fix) { return fix.altitudeMm / 1000.0; })},
+    {"speed", ofFix([](const telemetry::Fix& fix) { return fix.speedMmPerS * 0.0036 * kTenths; })},
+    {"course", ofFix([](const telemetry::Fix& fix) { return fix.courseMdeg / 1000.0; })},
+    {"hdop", ofFix([](const telemetry::Fix& fix) { return fix.hdop * kHundredths; })},
+    {"pdop", ofFix([](const telemetry::Fix& fix) { return fix.pdop * kHundredths; })},
+    {"age",
+     [](const Sample& sample) {
+         const bool none = !sample.readings.fix || sample.readings.fixTickS == 0;
+         return none ? -1 : std::int64_t{sample.tickS} - sample.readings.fixTickS;
+     }},
+    {"satellites", [](const Sample& sample) { return std::int64_t{sample.readings.satellites}; }},
+    {"snr", [](const Sample& sample) { return std::int64_t{sample.readings.snrDbHz}; }},
+    {"odometer", [](const Sample& sample) { return std::int64_t{sample.readings.odometerM}; }},
+    {"antenna", [](const Sample& sample) { return std::int64_t{sample.readings.antennaState}; }},
+    {"available", [](const Sample& sample) { return std::int64_t{sample.readings.available}; }},
+};
 
 std::string columnText(const Drive& drive, const Column& column, std::size_t every) {
     Differences differences;
@@ -115,7 +112,7 @@ std::string seriesJson(const Drive& drive, const Frame& frame) {
     std::string json = "{\"duration\":" + number(std::max(drive.durationS, 1.0), 3) +
                        ",\"frame\":" + frameJson(frame) + ",\"columns\":{";
     const char* separator = "";
-    for (const Column& column : columns()) {
+    for (const Column& column : kColumns) {
         json +=
             separator + ("\"" + std::string(column.name) + "\":\"" + columnText(drive, column, every) + "\"");
         separator = ",\n";

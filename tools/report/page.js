@@ -87,7 +87,7 @@
             utc: clock(row),
             where: fix ? degrees(columns.lat[row], 'N', 'S') + ', ' + degrees(columns.lon[row], 'E', 'W') : '',
             fix: fix ? 'course ' + columns.course[row] + '\u00b0, altitude ' + columns.alt[row] + ' m, fix ' +
-                (columns.age[row] === 0 ? 'new' : columns.age[row] + ' s old') : 'no fix yet',
+                columns.age[row] + ' s old' : 'no fix yet',
             speed: fix ? (columns.speed[row] / 10).toFixed(1) + ' km/h' : '',
             odometer: (columns.odometer[row] / 1000).toFixed(3) + ' km',
             satellites: String(columns.satellites[row]),

@@ -38,11 +38,19 @@ TEST(Comparison, HasOneRowForACrossingThatBothSettingsMake) {
     EXPECT_EQ(occurrences(table, "<th scope=\"row\"><span class=\"time\""), recorded.crossings.size());
 }
 
-TEST(Comparison, SaysWhichCrossingsOnlyOneOfTheSettingsMakes) {
+TEST(Comparison, SaysHowMuchLaterAWiderMarginIsLeft) {
     const std::string page = pageOf(someDrive(), "margin.Depot=6000");
-    EXPECT_THAT(page,
-                HasSubstr("<bdi>Depot</bdi> left <em>only here</em></td><td class=\"none\">not here</td>"));
-    EXPECT_THAT(page, HasSubstr("<td class=\"none\">not here</td><td class=\"only\"><bdi>Depot</bdi> left"));
+    EXPECT_THAT(
+        page, HasSubstr("<td><bdi>Depot</bdi> left</td><td><bdi>Depot</bdi> left <em>0:42 later</em></td>"));
+}
+
+TEST(Comparison, SaysWhichCrossingsOnlyOneOfTheSettingsMakes) {
+    const std::string smaller = pageOf(someDrive(), "size.Customer=0.01"); // it is never met
+    EXPECT_THAT(smaller,
+                HasSubstr("<td><bdi>Customer</bdi> entered <em>only here</em></td><td class=\"none\">"));
+    const std::string larger =
+        pageOf(someDrive(), "size.Customer=9,margin=0"); // it reaches over to the way there
+    EXPECT_THAT(larger, HasSubstr("<td class=\"none\">not here</td><td><bdi>"));
 }
 
 TEST(Comparison, DrawsTheGeofencesOfBothSettings) {

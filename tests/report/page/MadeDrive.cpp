@@ -242,12 +242,9 @@ std::string MadeDrive::recording() const {
 
 // --- Drives ---------------------------------------------------------------------------------------------
 
-MadeDrive deliveryRound() {
-    MadeDrive drive({50012000, 8265000});
-    drive.addGeofence("Depot", 0, 0, 4200, 2600, 1500);
-    drive.addGeofence("Customer", 5200, 3350, 5200, 3400, 1500);
-    drive.addGeofence("Old town", 1450, 1250, 5600, 3000, 900);
-    drive.setTrackingPeriod(120);
+namespace {
+
+void driveThere(MadeDrive& drive) {
     drive.stand(60);
     drive.driveTo(90, 20, 12);
     drive.driveTo(420, 60, 30);
@@ -269,7 +266,9 @@ MadeDrive deliveryRound() {
     drive.driveTo(5000, 3280, 40);
     drive.driveTo(5180, 3360, 15);
     drive.stand(240);
-    drive.restart(75);
+}
+
+void driveBack(MadeDrive& drive) {
     drive.stand(20);
     drive.driveTo(5100, 3600, 30);
     drive.driveTo(4400, 4150, 70);
@@ -288,6 +287,19 @@ MadeDrive deliveryRound() {
     drive.driveTo(90, 20, 20);
     drive.driveTo(5, 5, 8);
     drive.stand(60);
+}
+
+} // namespace
+
+MadeDrive deliveryRound() {
+    MadeDrive drive({50012000, 8265000});
+    drive.addGeofence("Depot", 0, 0, 4200, 2600, 1500);
+    drive.addGeofence("Customer", 5200, 3350, 5200, 3400, 1500);
+    drive.addGeofence("Old town", 1450, 1250, 5600, 3000, 900);
+    drive.setTrackingPeriod(120);
+    driveThere(drive);
+    drive.restart(75);
+    driveBack(drive);
     drive.end();
     return drive;
 }
