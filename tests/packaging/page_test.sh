@@ -10,6 +10,7 @@ cd "$1" || exit
 . tests/support/checks.bash
 failed=
 page=docs/integration.md
+application_page=docs/application.md # has the table of what blocks, where the integrator's page leads to
 follow=tests/packaging/follow-the-page
 
 expect "every step has commands" equal "$(grep -c '^<!-- step: ' "$page")" \
@@ -20,8 +21,9 @@ expect "the least CMake is CMakeLists.txt's" grep -q "^| CMake | $(sed -n \
     's/^cmake_minimum_required(VERSION \(.*\))/\1/p' CMakeLists.txt) |" "$page"
 # What an application may call: the adapter's operations but the worker's, of which the header says so.
 operations() { sed '/--- The update cycle/q' include/GPSAdapter.h | sed -nE 's/^    (unsigned int|void|bool) ([A-Za-z]+)\(.*/\2/p' | sort -u; }
+expect "it leads to what blocks" grep -q "]($(basename "$application_page")#what-blocks-and-for-how-long)" "$page"
 while read -r operation; do
     expect "the page tells how long $operation blocks" contains \
-        "$(sed -n '/^## What blocks/,/^## /s/^| \([^|]*\) |.*/\1/p' "$page")" "\`$operation\`"
+        "$(sed -n '/^## What blocks/,/^## /s/^| \([^|]*\) |.*/\1/p' "$application_page")" "\`$operation\`"
 done < <(operations)
 [[ -z $failed ]]
