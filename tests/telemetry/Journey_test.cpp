@@ -175,14 +175,24 @@ TEST(JourneysMarks, LeaveOutWhatTellsNothingNew) {
     EXPECT_THAT(marksOf(drive.journey), ElementsAre("not available"));
 }
 
-TEST(JourneysMarks, HaveTheReceiversTimeOnceThereWasAFix) {
+TEST(JourneysMarks, HaveTheReceiversTimeAlsoBeforeTheFirstFix) {
     TestDrive drive;
     drive.enters("Depot", std::nullopt);
     drive.drivesOn(1);
     drive.tickS += 2;
     drive.enters("Depot", std::nullopt);
-    EXPECT_EQ(drive.journey.marks()[0].utcMs, TestDrive::kUtcMs + 1000000);
+    EXPECT_EQ(drive.journey.marks()[0].utcMs, (TestDrive::kFixUtcS + 1000) * 1000);
     EXPECT_EQ(drive.journey.marks()[1].utcMs, (TestDrive::kFixUtcS + 1003) * 1000);
+}
+
+TEST(JourneysMarks, HaveTheSystemsTimeWithoutAnyFixSinceTheStart) {
+    TestDrive drive;
+    drive.drivesOn(1);
+    drive.tells(Start{1, "another"});
+    drive.enters("Depot", std::nullopt);
+    EXPECT_EQ(drive.journey.marks()[0].utcMs, TestDrive::kUtcMs + 1001000);
+    drive.drivesOn(1);
+    EXPECT_EQ(drive.journey.marks()[0].utcMs, (TestDrive::kFixUtcS + 1001) * 1000);
 }
 
 TEST(JourneysMarks, AreCountedBehindTheLimit) {

@@ -84,6 +84,7 @@ void Journey::begin(const Start& start) {
         program_ = start.program;
     last_.reset();
     available_.reset();
+    early_ = marks_.size();
 }
 
 void Journey::keepGeofences(const Settings& settings) {
@@ -107,8 +108,11 @@ void Journey::takeFix(const Readings& readings) {
     TrackPoint point = pointOf(readings);
     const std::uint64_t longest = 2 * std::max<std::uint64_t>(positionIntervalS_, 1);
     point.begins = !last_ || readings.fixTickS - last_->fixTickS > longest;
+    const bool isFirst = !last_;
     last_ = readings;
     ++fixes_;
+    if (isFirst)
+        setEarlyTimes();
     keep(point);
     if (points_.size() > limits_.points)
         halve();
@@ -151,11 +155,15 @@ void Journey::halve() {
 
 // --- The marks ------------------------------------------------------------------------------------------
 
-std::int64_t Journey::timeOf(const Moment& at) const {
-    if (!last_)
-        return at.utcMs;
-    const auto sinceFixS = static_cast<std::int32_t>(at.tickS - last_->fixTickS);
+std::int64_t Journey::timeOf(std::uint32_t tickS) const {
+    const auto sinceFixS = static_cast<std::int32_t>(tickS - last_->fixTickS);
     return (last_->fix->utcS + sinceFixS) * kMsPerSecond;
+}
+
+/// The marks before the first fix were given the system's time, which may be anything.
+void Journey::setEarlyTimes() {
+    for (std::size_t i = early_; i < marks_.size(); ++i)
+        marks_[i].utcMs = timeOf(marks_[i].tickS);
 }
 
 void Journey::mark(const Moment& at, const std::optional<Position>& where, const char* type,
@@ -165,7 +173,8 @@ void Journey::mark(const Moment& at, const std::optional<Position>& where, const
         return;
     }
     const auto place = where ? std::optional(onEarth(*where)) : std::nullopt;
-    marks_.push_back({timeOf(at), place, type, name, geofence});
+    const std::int64_t utcMs = last_ ? timeOf(at.tickS) : at.utcMs;
+    marks_.push_back({utcMs, at.tickS, place, type, name, geofence});
 }
 
 } // namespace telemetry

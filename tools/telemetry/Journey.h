@@ -27,6 +27,7 @@ struct TrackPoint {
 /// An event and where it was.
 struct Mark {
     std::int64_t utcMs = 0;
+    std::uint32_t tickS = 0;
     std::optional<Position> where; ///< none before the first fix
     std::string type;              ///< as in JSON: "geofence_entered"
     std::string name;              ///< short, for a map: "entered Depot"
@@ -50,8 +51,8 @@ struct JourneyLimits {
 /// An availability that repeats the one before makes no mark, nor does a position update. Behind the limits
 /// marks and geofences are counted alone.
 ///
-/// A mark's time is the receiver's, counted on from the last fix in ticks; before the first fix it is the
-/// system's.
+/// A mark's time is the receiver's, counted in ticks from the last fix before it, or from the first one where
+/// it came before. Without any fix since the start of the monitor it is the system's.
 class Journey {
 public:
     explicit Journey(const JourneyLimits& limits = JourneyLimits()) : limits_(limits) {}
@@ -80,7 +81,8 @@ private:
     void halve();
     void mark(const Moment& at, const std::optional<Position>& where, const char* type,
               const std::string& name, const std::string& geofence = "");
-    std::int64_t timeOf(const Moment& at) const;
+    std::int64_t timeOf(std::uint32_t tickS) const;
+    void setEarlyTimes();
 
     JourneyLimits limits_;
     std::string program_;
@@ -103,6 +105,7 @@ private:
     std::optional<Readings> last_; ///< with the last fix
     std::uint32_t positionIntervalS_ = 1;
     std::optional<bool> available_;
+    std::size_t early_ = 0; ///< the first mark of it
 };
 
 } // namespace telemetry
