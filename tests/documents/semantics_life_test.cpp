@@ -183,7 +183,7 @@ TEST_F(DrawnDatabase, HoldsFramesAsTheyCameAndGoesBackWithRightChecksums) {
                 "what the file holds, what the next start sends.",
                 {"where", "frame", "field", "bytes"});
     const Bytes whole = databaseFrame(4, 'a') + databaseFrame(6, 'b');
-    unit.port.receiver = [&](const Bytes& frame) {
+    unit.port.receiver = [whole](const Bytes& frame) {
         return frame.substr(2, 4) == hex("13 80 00 00") ? whole.substr(0, 20) : contentReceiver(frame);
     };
     makeAdapter();
