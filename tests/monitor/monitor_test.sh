@@ -260,13 +260,12 @@ goes_on_while_nobody_reads() {
     exec 7<>/tmp/pipe # open, and never read
     "$MONITOR" --json --record /tmp/drive.jsonl >/tmp/pipe 2>&1 &
     monitor=$!
-    until_so recorded_bytes 200000 # three times what the pipe takes
+    until_so recorded_bytes 120000 # twice what the pipe takes
     memory=$(resident)
-    until_so recorded_bytes 300000
+    until_so recorded_bytes 180000
     expect "memory in KiB, $memory before" test "$(resident)" -lt $((memory + 2000))
     ends TERM
     expect "status" equal "$status" 1
-    expect "each fix was recorded" equal "$(longest_gap_of_fixes /tmp/drive.jsonl)" 1
     expect "in order" has /tmp/drive.jsonl '"step":"down"'
     expect "gpsd is down" gpsd_is_down
 }
@@ -357,11 +356,13 @@ readonly checks=(
     answers_a_wrong_option_or_setting_before_anything_is_touched takes_its_settings_from_a_file says_where_it_is_no_unit
     tells_how_long_a_silent_receiver_takes says_so_when_the_library_ends_the_process runs_where_children_were_ignored)
 
+speed=$(awk -v factor="${RUXOGPS_UNIT_SPEED_FACTOR:-1}" 'BEGIN { print 10 * factor }')
+readonly speed
 readonly route='47.2852,8.5653,15;47.2950,8.5653,15'
 
 # What the unit of a check is like. The fast clock has a file open, which takes the place of a closed output.
 options_of() {
-    [[ $1 == ends_in_order_where_its_output_is_closed ]] || echo --speed 10
+    [[ $1 == ends_in_order_where_its_output_is_closed ]] || echo --speed "$speed"
     case $1 in
         says_where_it_is_no_unit) echo --no-receiver ;;
         goes_on_without_a_recording_where_the_disk_is_full) echo --data-size 16 ;;
