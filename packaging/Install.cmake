@@ -100,4 +100,5 @@ foreach(document IN LISTS documents)
 endforeach()
 
 # The pictures that they show.
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING PATTERN "*.svg")
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING
+    PATTERN "*.svg" PATTERN "*.png")
