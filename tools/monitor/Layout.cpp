@@ -92,7 +92,7 @@ std::vector<Wanted> eventRows(const Sight& sight, std::size_t rows, std::size_t 
     if (lost != 0)
         shown[0].row.push_back({Style::Bad, "   lost " + std::to_string(lost)});
     if (events.empty())
-        shown.push_back({10, {{Style::Label, cut("  none yet", columns)}}});
+        shown.push_back({10, {{Style::Plain, cut("  none yet", columns)}}});
     for (auto event = events.rbegin(); event != events.rend() && shown.size() <= rows; ++event)
         shown.push_back({shown.size() == 1 ? 4 : shown.size() == 2 ? 10 : 14, eventRow(*event, columns)});
     shown[0].row = cutRow(shown[0].row, columns);
@@ -153,7 +153,7 @@ std::vector<Row> allEvents(const LiveModel& model, std::size_t columns) {
     for (const LiveModel::Event& event : model.events())
         rows.push_back(eventRow(event, columns));
     if (rows.empty())
-        rows.push_back(cutRow({{Style::Label, "  none yet"}}, columns));
+        rows.push_back(cutRow({{Style::Plain, "  none yet"}}, columns));
     return rows;
 }
 
@@ -163,7 +163,7 @@ std::vector<Row> wholeLog(const ViewState& view, std::size_t columns) {
         for (const std::string& piece : wrapped(showable(line), columns))
             rows.push_back({{Style::Plain, cut(piece, columns)}});
     if (rows.empty())
-        rows.push_back(cutRow({{Style::Label, "  nothing yet"}}, columns));
+        rows.push_back(cutRow({{Style::Plain, "  nothing yet"}}, columns));
     return rows;
 }
 

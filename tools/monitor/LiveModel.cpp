@@ -43,7 +43,10 @@ struct LiveModel::Taking {
     LiveModel& model;
 
     void operator()(const telemetry::Start&) const {}
-    void operator()(const telemetry::SettingsTaken& taken) const { model.settings_ = taken.settings; }
+    void operator()(const telemetry::SettingsTaken& taken) const {
+        model.settings_ = taken.settings;
+        model.hasSettings_ = true;
+    }
     void operator()(const telemetry::ReadingsTaken& taken) const { model.takeReadings(taken.readings); }
     void operator()(const telemetry::GeofenceCrossed& event) const {
         model.tell((event.entered ? "entered " : "left ") + event.name, Tone::Warning);
@@ -56,10 +59,10 @@ struct LiveModel::Taking {
         model.tell(event.available ? "fixes are valid" : "no valid fix",
                    event.available ? Tone::Good : Tone::Bad);
     }
-    void operator()(const telemetry::PositionUpdated&) const { model.tell("position update"); }
+    void operator()(const telemetry::PositionUpdated&) const { model.tellAgain("position update"); }
     void operator()(const telemetry::Tracked& event) const {
         model.lastTrackingTickS_ = model.last_.tickS;
-        model.tell(event.fix ? "tracking report" : "tracking report without a fix");
+        model.tellAgain(event.fix ? "tracking report" : "tracking report without a fix");
     }
     void operator()(const ServiceStep& step) const { model.takeStep(step); }
     void operator()(const telemetry::Command& command) const {
@@ -125,7 +128,23 @@ void LiveModel::tell(const std::string& text, Tone tone) {
         ++events_.back().times;
         return;
     }
-    events_.push_back({last_, text, tone, 1});
+    add({last_, text, tone, 1});
+}
+
+/// What comes all the time has one place among the events, its last one.
+void LiveModel::tellAgain(const std::string& text) {
+    const auto former =
+        std::find_if(events_.begin(), events_.end(), [&](const Event& event) { return event.text == text; });
+    std::uint32_t times = 0;
+    if (former != events_.end()) {
+        times = former->times;
+        events_.erase(former);
+    }
+    add({last_, text, Tone::Plain, times + 1});
+}
+
+void LiveModel::add(const Event& event) {
+    events_.push_back(event);
     if (events_.size() > kMostEvents)
         events_.pop_front();
 }

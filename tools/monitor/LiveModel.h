@@ -22,7 +22,7 @@ public:
         telemetry::Moment at;
         std::string text; ///< names as they are: not yet printable
         Tone tone = Tone::Plain;
-        std::uint32_t times = 1; ///< came so often without another in between; `at` is the last one's
+        std::uint32_t times = 1; ///< came so often, `at` the last time: in a row, or all the while
     };
 
     static constexpr std::size_t kMostEvents = 500;
@@ -34,6 +34,7 @@ public:
 
     const telemetry::Moment& last() const { return last_; }
     const telemetry::Settings& settings() const { return settings_; }
+    bool hasSettings() const { return hasSettings_; } ///< the service has been given some
     const std::optional<telemetry::Readings>& readings() const { return readings_; }
     const std::deque<Event>& events() const { return events_; } ///< the oldest first
     std::uint64_t lostEvents() const { return lostEvents_; }
@@ -58,10 +59,13 @@ private:
     void takeStep(const telemetry::ServiceStep& step);
     void takeReadings(const telemetry::Readings& readings);
     void tell(const std::string& text, Tone tone = Tone::Plain);
+    void tellAgain(const std::string& text);
+    void add(const Event& event);
     OdometerEstimate::Input odometerInput() const;
 
     telemetry::Moment last_;
     telemetry::Settings settings_;
+    bool hasSettings_ = false;
     std::optional<telemetry::Readings> readings_;
     std::deque<Event> events_;
     std::uint64_t lostEvents_ = 0;

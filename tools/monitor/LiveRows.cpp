@@ -44,7 +44,7 @@ Row labelled(const Span& name, std::initializer_list<Row> longestFirst, std::siz
 }
 
 Row plain(const std::string& text) { return {{Style::Plain, text}}; }
-Row none() { return {{Style::Label, "-"}}; }
+Row none() { return plain("-"); }
 
 // --- Values ---------------------------------------------------------------------------------------------
 
@@ -426,9 +426,7 @@ Row clockRow(const Sight& sight, std::size_t columns) {
     const Span name = label("Clock", "Clock", columns);
     const auto& readings = sight.model.readings();
     if (!readings || !readings->timeDeviationS)
-        return labelled(name,
-                        {{{Style::Label, "deviation not measured yet"}}, {{Style::Label, "not measured"}}},
-                        columns);
+        return labelled(name, {plain("deviation not measured yet"), plain("not measured")}, columns);
     const std::int64_t deviation = *readings->timeDeviationS;
     const std::string seconds = duration(static_cast<double>(std::abs(deviation)));
     if (std::abs(deviation) <= 1)
@@ -470,8 +468,10 @@ Row odometerRow(const Sight& sight, std::size_t columns) {
 Row trackingRow(const Sight& sight, std::size_t columns) {
     const Span name = label("Tracking", "Track", columns);
     const telemetry::Settings& settings = sight.model.settings();
+    if (!sight.model.hasSettings())
+        return labelled(name, {none()}, columns);
     if (!settings.trackingEnabled)
-        return labelled(name, {{{Style::Label, "off"}}}, columns);
+        return labelled(name, {plain("off")}, columns);
     if (settings.trackingPeriodS == 0)
         return labelled(
             name,
@@ -493,12 +493,15 @@ Row trackingRow(const Sight& sight, std::size_t columns) {
 // --- Geofences and events -------------------------------------------------------------------------------
 
 Row geofencesRow(const Sight& sight, std::size_t columns) {
+    const Span name = label("Geofences", "Geo", columns);
+    if (!sight.model.hasSettings())
+        return labelled(name, {none()}, columns);
     const bool enabled = sight.model.settings().geofencesEnabled;
     const std::size_t used = sight.model.configuredGeofences();
     const std::string count = std::to_string(used) + " of " + std::to_string(telemetry::kGeofences);
     const Span state = {enabled ? Style::Plain : Style::Warning, enabled ? "on, " : "off, "};
-    return labelled(label("Geofences", "Geo", columns),
-                    {{state, {Style::Plain, count + " in use"}}, {state, {Style::Plain, count}}}, columns);
+    return labelled(name, {{state, {Style::Plain, count + " in use"}}, {state, {Style::Plain, count}}},
+                    columns);
 }
 
 Row geofenceRow(const Sight& sight, std::size_t slot, std::size_t columns) {
@@ -526,7 +529,7 @@ Row geofenceDetailRow(const Sight& sight, std::size_t slot, std::size_t columns)
     if (columns < kBeside)
         return geofenceRow(sight, slot, columns);
     Row row = geofenceRow(sight, slot, columns - kSizeColumns);
-    row.push_back({Style::Label, "   " + size});
+    row.push_back({Style::Plain, "   " + size});
     return cutRow(row, columns);
 }
 
@@ -534,9 +537,9 @@ Row eventRow(const LiveModel::Event& event, std::size_t columns) {
     constexpr std::size_t kTiny = 30;
     const std::string time = timeOfDay(event.at.utcMs);
     const std::string shortTime = columns < kTiny ? time.substr(0, 5) : time;
-    return cutRow({{Style::Label, (columns < kTiny ? "" : "  ") + shortTime + " "},
+    return cutRow({{Style::Plain, (columns < kTiny ? "" : "  ") + shortTime + " "},
                    {styleOf(event.tone), showable(event.text)},
-                   {Style::Label, event.times == 1 ? "" : "  x" + std::to_string(event.times)}},
+                   {Style::Plain, event.times == 1 ? "" : "  x" + std::to_string(event.times)}},
                   columns);
 }
 

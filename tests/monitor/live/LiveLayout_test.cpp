@@ -146,7 +146,11 @@ TEST_F(LiveLayout, SaysWhatIsNotKnownYet) {
     EXPECT_EQ(row("Position"), "Position   no fix yet");
     EXPECT_EQ(row("Antenna"), "Antenna    -");
     EXPECT_EQ(row("Clock"), "Clock      deviation not measured yet");
+    EXPECT_EQ(row("Tracking"), "Tracking   -");
+    EXPECT_EQ(row("Geofences"), "Geofences  -");
+    settings();
     EXPECT_EQ(row("Tracking"), "Tracking   off");
+    EXPECT_EQ(row("Geofences"), "Geofences  off, 0 of 12 in use");
 }
 
 TEST_F(LiveLayout, TellsOfAClockThatDeviates) {
@@ -236,6 +240,15 @@ TEST_F(LiveLayout, CountsAnEventThatComesAgain) {
     for (int i = 0; i < 3; ++i)
         take(telemetry::AvailabilityChanged{true, {}});
     EXPECT_EQ(row("  06:50:00Z"), "  06:50:00Z fixes are valid  x3");
+}
+
+TEST_F(LiveLayout, HasOnePlaceForWhatComesAllTheWhile) {
+    take(telemetry::PositionUpdated{});
+    take(telemetry::AntennaChanged{3, {}});
+    pass(1);
+    take(telemetry::PositionUpdated{});
+    EXPECT_EQ(row("  06:50:01Z"), "  06:50:01Z position update  x2");
+    EXPECT_EQ(row("  06:50:00Z"), "  06:50:00Z antenna short circuit");
 }
 
 TEST_F(LiveLayout, WrapsTheLog) {
