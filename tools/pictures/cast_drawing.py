@@ -104,7 +104,7 @@ def drawn_rows(rows):
 
 def colours(of):
     fills = " ".join(f".{name}{{fill:{value}}}" for name, value in of.items() if name != "line")
-    return f"{fills} .bold{{fill:{of['text']}}} .inverse{{fill:{of['ground']}}} .frame{{stroke:{of['line']}}}"
+    return f".bold{{fill:{of['text']}}} {fills} .inverse{{fill:{of['ground']}}} .frame{{stroke:{of['line']}}}"
 
 
 def style(frames):
