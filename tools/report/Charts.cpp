@@ -294,11 +294,13 @@ Chart antenna(const Drive& drive) {
         {"first",
          ofReadings(drive, [](const Sample& sample) { return antennaHeight(sample.readings.antennaState); }),
          true}};
-    chart.ticks = {{-0.5, ""}, {1, "short circuit"}, {2, "disconnected"}, {3, "in order"}, {3.5, ""}};
-    if (lowest(chart.lines) < 1)
-        chart.ticks.insert(chart.ticks.begin() + 1, Tick{0, "unknown"});
-    else
-        chart.ticks.front().value = 0.5;
+    const bool anyUnknown = !drive.samples.empty() && lowest(chart.lines) < 1;
+    chart.ticks = {{anyUnknown ? -0.5 : 0.5, ""}};
+    if (anyUnknown)
+        chart.ticks.push_back({0, "unknown"});
+    chart.ticks.insert(
+        chart.ticks.end(),
+        {{1, "short circuit"}, {2, "disconnected"}, {3, "in order"}, {anyUnknown ? 4 : 3.6, ""}});
     return chart;
 }
 

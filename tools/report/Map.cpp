@@ -157,13 +157,17 @@ std::vector<std::vector<Place>> unbroken(const MapContents& contents) {
     return lines;
 }
 
+double apart(const Place& a, const Place& b) { return std::hypot(a.x - b.x, a.y - b.y); }
+
 /// A stretch of the track in one colour.
 struct ColouredLine {
     std::size_t step;
     std::vector<Place> places;
 };
 
+/// A colour holds for a stretch that can be seen: a speed that wavers makes no thousands of dots.
 std::vector<ColouredLine> coloured(const MapContents& contents) {
+    constexpr double kShortest = 3;
     std::vector<ColouredLine> lines;
     Place before;
     for (const TrackPoint& point : contents.track) {
@@ -171,7 +175,7 @@ std::vector<ColouredLine> coloured(const MapContents& contents) {
         const std::size_t step = contents.speeds.stepOf(point.speedKmh);
         if (point.begins)
             lines.push_back({step, {}});
-        else if (lines.back().step != step)
+        else if (lines.back().step != step && apart(lines.back().places.front(), place) > kShortest)
             lines.push_back({step, {before}});
         lines.back().places.push_back(place);
         before = place;
@@ -281,7 +285,7 @@ std::string droppedMarks(const MapContents& contents) {
         if (step.kind != OdometerStep::Kind::Dropped)
             continue;
         const Place place = contents.frame.on(step.at);
-        if (last && std::hypot(place.x - last->x, place.y - last->y) < kApart)
+        if (last && apart(*last, place) < kApart)
             continue;
         last = place;
         data += "M" + coordinates({place.x - 3, place.y - 3}) + "l6 6m-6 0 6-6";

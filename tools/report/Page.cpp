@@ -1,5 +1,8 @@
 #include "Page.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "Charts.h"
 #include "Compare.h"
 #include "Map.h"
@@ -74,7 +77,10 @@ std::string keyEntry(const std::string& drawing, const std::string& words) {
            words + "</li>\n";
 }
 
-std::string speedKey(const SpeedScale& speeds) {
+std::string speedKey(const MapContents& map) {
+    if (map.track.empty())
+        return "";
+    const SpeedScale& speeds = map.speeds;
     std::string key;
     for (std::size_t step = 0; step < speeds.steps(); ++step)
         key += keyEntry("<path class=\"casing\" d=\"M-8 0H8\"/><path class=\"track v" +
@@ -82,6 +88,24 @@ std::string speedKey(const SpeedScale& speeds) {
                         speeds.words(step));
     return "<ul class=\"key\" aria-label=\"Colours of the track, kilometres an hour\">\n" + key +
            "<li>km/h</li></ul>\n";
+}
+
+/// Of those that are in the charts.
+std::string stretchKey(const Drive& drive) {
+    const std::pair<Stretch::Kind, const char*> kinds[] = {
+        {Stretch::Kind::NoFix, "no fix"},
+        {Stretch::Kind::Watchdog, "gpsd restarted by the watchdog (an estimate)"},
+        {Stretch::Kind::Restart, "monitor restarted"},
+        {Stretch::Kind::NoReadings, "nothing recorded"},
+        {Stretch::Kind::ClockJump, "clock jumped"}};
+    std::string key;
+    for (const auto& [kind, words] : kinds)
+        if (std::any_of(drive.stretches.begin(), drive.stretches.end(),
+                        [kind = kind](const Stretch& stretch) { return stretch.kind == kind; }))
+            key += keyEntry("<rect class=\"band " + std::string(styleOf(kind)) +
+                                "\" x=\"-11\" y=\"-7\" width=\"22\" height=\"14\"/>",
+                            words);
+    return key.empty() ? "" : "<ul class=\"key\" aria-label=\"Marks in the charts\">\n" + key + "</ul>\n";
 }
 
 std::string markKey(const Contents& contents) {
@@ -125,9 +149,9 @@ std::string exploring(const Contents& contents, const Parts& parts, const MapCon
            "<p class=\"keys\" id=\"keys\" hidden>Move over a chart or the map, or use the keys on the "
            "slider: arrows for "
            "a reading, Page Up and Page Down for an event, Home and End.</p>\n" +
-           speedKey(map.speeds) + markKey(contents) + "<div class=\"explore\">\n<div class=\"place\">\n" +
-           mapFigure(map) + readout() + "</div>\n" + charts(contents, parts.track, parts.happenings) +
-           "</div>\n</section>\n";
+           speedKey(map) + markKey(contents) + stretchKey(contents.drive) +
+           "<div class=\"explore\">\n<div class=\"place\">\n" + mapFigure(map) + readout() + "</div>\n" +
+           charts(contents, parts.track, parts.happenings) + "</div>\n</section>\n";
 }
 
 } // namespace
@@ -137,7 +161,7 @@ std::string htmlPage(const Contents& contents) {
     const MapContents map = parts.map(contents);
     const std::string name = escaped(contents.drive.name);
     return head(name + ": a drive") + "<body>\n<header>\n<h1>Drive <bdi>" + name + "</bdi></h1>\n" +
-           summary(contents) + "</header>\n<main>\n" + warnings(contents.drive) +
+           summary(contents.drive) + "</header>\n<main>\n" + warnings(contents.drive) +
            exploring(contents, parts, map) + comparison(contents) + countsTable(contents.drive) +
            stretchesTable(contents.drive) + geofencesTable(contents, parts.areas) +
            eventsTable(parts.happenings) + "</main>\n<script type=\"application/json\" id=\"series\">" +

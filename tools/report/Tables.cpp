@@ -64,12 +64,14 @@ std::string clockText(std::int64_t utcMs) {
 
 // --- What it is -----------------------------------------------------------------------------------------
 
-std::string summary(const Contents& contents) {
-    const Drive& drive = contents.drive;
+std::string summary(const Drive& drive) {
     const std::string utc = telemetry::utcText(drive.beginUtcMs, false);
+    const std::string odometer =
+        drive.samples.empty() ? ""
+                              : ", odometer at the end " + distance(drive.samples.back().readings.odometerM);
     return "<p class=\"summary\"><time datetime=\"" + utc + "\">" + clockText(drive.beginUtcMs) +
-           " UTC</time>, " + elapsed(drive.durationS) + " long, " + distance(contents.replay.odometerM) +
-           " by the odometer at the end. Recorded by " + escaped(drive.program) + ".</p>\n";
+           " UTC</time>, " + elapsed(drive.durationS) + " long" + odometer + ". Recorded by " +
+           escaped(drive.program) + ".</p>\n";
 }
 
 namespace {

@@ -12,7 +12,7 @@
 namespace report {
 
 /// When, how long, how far, and by what it was recorded.
-std::string summary(const Contents& contents);
+std::string summary(const Drive& drive);
 
 /// What is wrong with the recording: damage, a cut, lost events. Empty where nothing is.
 std::string warnings(const Drive& drive);

@@ -193,6 +193,15 @@ TEST(Page, OfADayIsUnderFiveMegabytes) {
     EXPECT_EQ(stated(page, "count-events"), std::to_string(day.events.size()));
 }
 
+TEST(Page, IsNotMadeLargeByASpeedThatWavers) {
+    Drive drive = someDrive();
+    std::uint32_t fast = 0;
+    for (Sample& sample : drive.samples)
+        if (sample.readings.fix)
+            sample.readings.fix->speedMmPerS = 10000 + (++fast % 2) * 8000;
+    EXPECT_LT(pageOf(drive).size(), somePage().size() * 5 / 4);
+}
+
 // --- The picture ----------------------------------------------------------------------------------------
 
 TEST(Picture, IsWellFormed) {
