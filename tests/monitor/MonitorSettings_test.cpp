@@ -94,6 +94,26 @@ TEST(SettingsFile, GivesWayToTheCommandLineAndSharesTheGeofences) {
     EXPECT_EQ(settings.geofences[1].name, "b");
 }
 
+/// The page's block of settings.
+std::string settingsOfThePage() {
+    std::ifstream page(DOCUMENTS "/monitor.md");
+    const std::string text{std::istreambuf_iterator<char>(page), {}};
+    const std::string begin = "```toml\n";
+    const std::size_t from = text.find(begin) + begin.size();
+    return text.substr(from, text.find("```", from) - from);
+}
+
+TEST(SettingsFile, IsAsThePageShowsIt) {
+    const Wishes wishes = wishesOf(settingsOfThePage());
+    EXPECT_EQ(wishes.odometerM, 12500u);
+    EXPECT_EQ(wishes.settings.trackingPeriodS, 30);
+    EXPECT_EQ(wishes.settings.geofences[0].name, "depot");
+    EXPECT_EQ(wishes.settings.geofences[0].width, 4436u);
+    EXPECT_EQ(wishes.settings.geofences[0].margin, 450u);
+    EXPECT_EQ(wishes.settings.geofences[1].name, "test track");
+    EXPECT_EQ(wishes.settings.geofences[1].margin, 1500u);
+}
+
 TEST(SettingsFile, NamesAnUnknownKeyWithItsLine) {
     EXPECT_EQ(
         refusal("\nposition_interval = 1\n"),

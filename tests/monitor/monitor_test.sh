@@ -270,7 +270,7 @@ goes_on_while_nobody_reads() {
     expect "in order" has /tmp/drive.jsonl '"step":"down"'
     expect "gpsd is down" gpsd_is_down
 }
-recorded_bytes() { (($(stat -c %s /tmp/drive.jsonl) > $1)); }
+recorded_bytes() { [[ -e /tmp/drive.jsonl ]] && (($(stat -c %s /tmp/drive.jsonl) > $1)); }
 resident() { awk '/^VmRSS/ { print $2 }' "/proc/$monitor/status"; }
 
 # --- What is wrong --------------------------------------------------------------------------------------
