@@ -185,6 +185,13 @@ TEST_F(RecordedDrive, DoesNotMarkASecondFixThatIsLate) {
     EXPECT_THAT(stretches(Kind::NoFix), IsEmpty());
 }
 
+TEST_F(RecordedDrive, DoesNotMarkAFixThatWasReadLate) {
+    lines.start().fixesFor(20).pass(0.9).reading().pass(1.05);
+    lines.readings.fixTickS += 2;
+    lines.reading().fixesFor(3);
+    EXPECT_THAT(stretches(Kind::NoFix), IsEmpty());
+}
+
 TEST_F(RecordedDrive, MarksTheWaitForTheFirstFixAndForTheLast) {
     lines.start().readingsFor(30).fixesFor(3).readingsFor(8);
     EXPECT_THAT(stretches(Kind::NoFix),
@@ -232,11 +239,31 @@ void tellLostFix(RecordedLines& lines, int seconds) {
 }
 
 TEST_F(RecordedDrive, TakesAWorkerThatIsSilentAboutALostFixForTheWatchdog) {
-    lines.start().fixesFor(20);
-    tellLostFix(lines, 46);
-    lines.readingsFor(14).fixesFor(3);
+    lines.start();
+    lines.readings.satellites = 9; // as they were when gpsd died
+    lines.fixesFor(20).readingsFor(10).fixesFor(3);
+    EXPECT_THAT(
+        stretches(Kind::Watchdog),
+        ElementsAre("20.0 to 31.0: gpsd was probably restarted by the watchdog: nothing changed for 11 s"));
+}
+
+TEST_F(RecordedDrive, TakesALongSilenceOfGpsdForTheWatchdog) {
+    lines.start();
+    lines.readings.satellites = 9;
+    lines.fixesFor(20);
+    lines.readings.satellites = 0;
+    lines.readingsFor(57).fixesFor(3);
     EXPECT_THAT(stretches(Kind::Watchdog),
-                ElementsAre(HasSubstr("66.0 to 81.0: gpsd was probably restarted by the watchdog")));
+                ElementsAre(HasSubstr("21.0 to 78.0: gpsd was probably restarted")));
+}
+
+TEST_F(RecordedDrive, TakesNoSilenceThatEndsEarlierForTheWatchdog) {
+    lines.start();
+    lines.readings.satellites = 9;
+    lines.fixesFor(20);
+    lines.readings.satellites = 0;
+    lines.readingsFor(40).fixesFor(3);
+    EXPECT_THAT(stretches(Kind::Watchdog), IsEmpty());
 }
 
 TEST_F(RecordedDrive, TakesNoLostFixThatTheWorkerTellsForTheWatchdog) {

@@ -17,6 +17,8 @@ constexpr double kLateReadingS = 0.5;
 constexpr double kIntervalsWithoutFix = 2;
 /// A restart by the watchdog keeps the worker for longer: five seconds for the receiver, three for gpsd.
 constexpr double kShortestRestartS = 8;
+/// Without a word from gpsd the satellites are gone after ten seconds, and the watchdog comes 45 s later.
+constexpr double kShortestSilenceS = 50;
 
 // --- Settings and signs of life -------------------------------------------------------------------------
 
@@ -70,7 +72,8 @@ public:
     void find() {
         for (std::size_t i = run_.sample; i < run_.end; ++i)
             take(i);
-        closeFix(lastS_);
+        if (previous_ != nullptr)
+            closeFix(lastS_, previous_->tickS);
     }
 
 private:
@@ -90,16 +93,25 @@ private:
         lastS_ = sample.timeS;
     }
 
-    void begin(const Sample& sample) { fixS_ = signS_ = lastS_ = sample.timeS; }
+    void begin(const Sample& sample) {
+        lastS_ = sample.timeS;
+        beginAnew(sample);
+    }
+
+    void beginAnew(const Sample& sample) {
+        fixS_ = signS_ = sample.timeS;
+        fixTickS_ = sample.tickS;
+    }
 
     void noteMissingReadings(const Sample& sample) {
         add(Kind::NoReadings, lastS_, sample.timeS,
             "nothing was recorded for " + durationInWords(sample.timeS - lastS_));
-        fixS_ = signS_ = sample.timeS;
+        beginAnew(sample);
     }
 
     /// A worker that lives and has lost the fix tells so with each cycle, as long as the service counts as
-    /// available; while the watchdog restarts gpsd, it tells nothing at all.
+    /// available and gpsd says anything. While gpsd is silent, and while the watchdog restarts it, nothing at
+    /// all changes.
     void noteSilence(std::size_t i, double interval) {
         const Sample& sample = drive_.samples[i];
         const double eventS = lastEventBefore(i);
@@ -110,7 +122,8 @@ private:
     }
 
     void noteSign(double timeS, double interval) {
-        if (timeS - signS_ >= kShortestRestartS + interval)
+        const bool isStale = previous_->readings.satellites == 0;
+        if (timeS - signS_ >= (isStale ? kShortestSilenceS : kShortestRestartS + interval))
             add(Kind::Watchdog, signS_, timeS,
                 "gpsd was probably restarted by the watchdog: nothing changed for " +
                     durationInWords(timeS - signS_));
@@ -130,13 +143,15 @@ private:
         const bool isNew = previous_ == nullptr ? sample.readings.fix.has_value()
                                                 : hasNewFix(previous_->readings, sample.readings);
         if (isNew)
-            closeFix(sample.timeS);
+            closeFix(sample.timeS, sample.readings.fixTickS);
     }
 
-    void closeFix(double timeS) {
-        if (timeS - fixS_ > withoutFixS_)
+    /// By ticks: a fix that was read late was not accepted late.
+    void closeFix(double timeS, std::uint32_t tickS) {
+        if (tickS > fixTickS_ && tickS - fixTickS_ > withoutFixS_)
             add(Kind::NoFix, fixS_, timeS, "no fix for " + durationInWords(timeS - fixS_));
         fixS_ = timeS;
+        fixTickS_ = tickS;
     }
 
     void add(Kind kind, double fromS, double toS, const std::string& words) {
@@ -148,7 +163,8 @@ private:
     const Run& run_;
     const Sample* previous_ = nullptr;
     double lastS_ = 0;
-    double fixS_ = 0;  ///< when the last fix was accepted
+    double fixS_ = 0; ///< when the last fix was accepted
+    std::uint32_t fixTickS_ = 0;
     double signS_ = 0; ///< when the worker gave its last sign of life
     double withoutFixS_ = 0;
     std::size_t event_ = 0;
