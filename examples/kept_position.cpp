@@ -19,8 +19,7 @@
 namespace {
 
 constexpr uint32_t kPollMilliseconds = 500;
-constexpr uint32_t kKeepSeconds =
-    300; // how old the file is when power is lost; more often wears the flash out
+constexpr uint32_t kKeepSeconds = 300; // between two writes; more of them wear the flash out
 
 volatile std::sig_atomic_t stopRequested = 0;
 
