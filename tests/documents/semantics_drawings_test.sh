@@ -28,7 +28,7 @@ for picture in docs/semantics/*.svg; do
 done
 expect "as many pictures as are drawn" equal "$(find docs/semantics -name '*.svg' | wc -l)" \
     "$(find "$work" -name '*.svg' | wc -l)"
-for tool in semantics architecture; do
+for tool in semantics architecture cast; do
     for wrong in --no-such-option --chec=yes argument; do
         expect "$tool refuses '$wrong' in one line with status 2" refuses "tools/pictures/$tool" "$wrong"
     done

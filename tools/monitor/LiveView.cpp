@@ -38,6 +38,11 @@ std::optional<std::uint32_t> metresOf(const std::string& digits) {
     return static_cast<std::uint32_t>(metres);
 }
 
+bool isIgnored(int signal) {
+    struct sigaction now = {};
+    return sigaction(signal, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
+}
+
 /// Before the screen is made: it asks for the locale once.
 Requests& withLocale(Requests& requests) {
     std::setlocale(LC_CTYPE, "");
@@ -101,6 +106,7 @@ void LiveView::turn() {
         fit();
     errors_.read();
     takeKeys();
+    tellOfInterruption();
     draw();
 }
 
@@ -217,10 +223,25 @@ bool LiveView::mayRequest() {
     return false;
 }
 
-// The signal has main end in order; where the process ignores it, the view asks for it.
 void LiveView::quit() {
+    if (state_ == State::Done && isInterrupted_)
+        endAtOnce();
     state_ = State::Done;
+    isInterrupted_ = true;
     view_.hint = "the service ends, then this view; Ctrl-C ends at once";
+}
+
+// The signal makes the exit status. While the library's commands run the process ignores it.
+void LiveView::tellOfInterruption() {
+    if (!isInterrupted_ || isTold_ || isIgnored(SIGINT))
+        return;
+    isTold_ = true;
+    raise(SIGINT);
+}
+
+void LiveView::endAtOnce() {
+    giveBack();
+    std::signal(SIGINT, SIG_DFL);
     raise(SIGINT);
 }
 

@@ -48,6 +48,8 @@ private:
     void showPage(Page page);
     bool mayRequest();
     void quit();
+    void tellOfInterruption();
+    void endAtOnce();
     void draw();
     void waitForRoom(bool isNeeded);
 
@@ -61,6 +63,8 @@ private:
     ViewState view_;
     Size size_;
     State state_ = State::Going;
+    bool isInterrupted_ = false; ///< by Ctrl-C
+    bool isTold_ = false;        ///< main knows of it
     int status_ = 0;
     int waiting_ = -1; ///< an epoll of all that a turn is needed for
     bool waitsForRoom_ = false;

@@ -265,7 +265,7 @@ never_waits_for_the_terminal() {
 asks_the_service() {
     terminal 80 24
     unit_options="--receiver '--route $repository/examples/drive/route.txt --ttff 2'"
-    monitors --tracking 30 --geofence Gate,52.5158,13.3690,300m,200m
+    monitors --tracking 30 --geofence Gate,52.5158,13.3690,300m,200m --log "$scratch/log"
     types o
     expect "nothing can be asked while it comes up" unit_long shows "not while the service is"
     expect "it comes up" unit_long shows "service running"
@@ -278,7 +278,10 @@ asks_the_service() {
     expect "tracking is off" soon shows "Tracking   off"
     types g
     expect "geofences are off" soon shows "Geofences  off"
-    expect "neither imposes the odometer again" equal "$(grep -c '"set_odometer"' "$scratch/recording")" 2
+    expect "neither imposes the odometer again" equal "$(grep -c 'Set odometer from ' "$scratch/log")" 2
+    types l
+    expect "the log is on the screen too" soon shows "Set odometer from 5000 to 10"
+    types Escape
     types q
     expect "it says what it does" soon shows "the service ends, then this view"
     unit_long has_ended
@@ -305,14 +308,17 @@ gives_the_terminal_back_when_it_is_ended() {
 }
 
 gives_the_terminal_back_at_a_second_signal() {
-    terminal 80 24
+    local how expected
     unit_options="--receiver '--ttff 2'"
-    monitors
-    expect "it comes up" unit_long shows "constructing"
-    signals TERM
-    signals TERM
-    expect "at once" is_as_before
-    expect "status" equal "$(status)" 143
+    for how in "TERM 143" "C-c 130"; do
+        read -r how expected <<<"$how"
+        terminal 80 24
+        monitors
+        expect "it comes up" unit_long shows "resets and configures"
+        if [[ $how == C-c ]]; then types C-c C-c; else signals TERM && signals TERM; fi
+        expect "at once" is_as_before
+        expect "status" equal "$(status)" "$expected"
+    done
 }
 
 gives_the_terminal_back_when_the_library_ends_the_process() {
