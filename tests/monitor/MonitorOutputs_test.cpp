@@ -334,6 +334,14 @@ TEST_F(Recording, RefusesWhatIsNoFileAndWhatCanNotBeWritten) {
     EXPECT_EQ(refusal(), name_ + " is no regular file");
 }
 
+TEST_F(Recording, LeavesNoFileWhereNothingCame) {
+    EXPECT_EQ(refusal(), "nothing was wrong");
+    EXPECT_FALSE(std::filesystem::exists(name_));
+    isThere("");
+    EXPECT_EQ(refusal(), "nothing was wrong");
+    EXPECT_TRUE(std::filesystem::exists(name_)); // as it was
+}
+
 TEST_F(Recording, IsWrittenByOneMonitorAtATime) {
     const RecordOutput first(name_);
     EXPECT_EQ(refusal(), name_ + " is being written by another monitor");

@@ -285,8 +285,12 @@ answers_a_wrong_option_or_setting_before_anything_is_touched() {
     expect "a key" contains "$(</tmp/err)" "ruxogps-monitor: /tmp/settings.toml:2: 'position_intervall_s' is unknown; it must be"
     runs --geofence 'pole,90,0,10m,10m'
     expect "status" equal "$status" 2
-    runs --gpx /no/such/folder/x.gpx
+    runs --record /tmp/new.jsonl --gpx /no/such/folder/x.gpx
     expect "status" equal "$status" 2
+    expect "no file is left" not test -e /tmp/new.jsonl
+    runs --log /no/such/folder/log
+    expect "status" equal "$status" 2
+    expect "a log" contains "$(</tmp/err)" "/no/such/folder/log can't be written: No such file or directory"
     expect "nothing touched" untouched
 }
 

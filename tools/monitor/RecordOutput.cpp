@@ -36,7 +36,7 @@ bool endsWithinALine(int descriptor) {
 
 // Not kept open by what the process starts; and no FIFO may hold it up.
 RecordOutput::RecordOutput(std::string name)
-    : name_(std::move(name)),
+    : name_(std::move(name)), isNew_(access(name_.c_str(), F_OK) != 0),
       descriptor_(
           open(name_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kRights)) {
     if (descriptor_ < 0)
@@ -44,12 +44,18 @@ RecordOutput::RecordOutput(std::string name)
     try {
         claim();
     } catch (...) {
-        close(descriptor_);
+        letGo();
         throw;
     }
 }
 
-RecordOutput::~RecordOutput() { close(descriptor_); }
+RecordOutput::~RecordOutput() { letGo(); }
+
+void RecordOutput::letGo() const {
+    if (isNew_ && sizeOf(descriptor_) == 0)
+        unlink(name_.c_str());
+    close(descriptor_);
+}
 
 void RecordOutput::claim() {
     if (!isRegular(descriptor_))

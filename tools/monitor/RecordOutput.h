@@ -31,10 +31,12 @@ public:
 
 private:
     void claim();
+    void letGo() const;
     void checkWhatIsThere() const;
     bool append(const std::string& text);
 
     std::string name_;
+    bool isNew_; ///< and removed again where nothing comes
     int descriptor_;
     int error_ = 0;
 };

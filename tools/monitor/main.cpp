@@ -5,7 +5,9 @@
 // its readings. The main thread (Monitor) takes lines from there and hands them to the outputs, none of which
 // waits for a reader.
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -129,14 +131,15 @@ std::unique_ptr<Output> makeView(Requests& requests, const Moments& moments) {
     return std::make_unique<LinesOutput>(STDOUT_FILENO, isTerminal);
 }
 
-/// The library's log and the words of its commands.
-void redirectLog(const std::string& file) {
+/// The library's log and the words of its commands go there. Opened before anything is touched, and -1 where
+/// none is wished for.
+int openLog(const std::string& file) {
     if (file.empty())
-        return;
+        return -1;
     const int log = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    if (log < 0 || dup2(log, STDERR_FILENO) < 0)
-        throw FileError(file + " can't be written");
-    close(log);
+    if (log < 0)
+        throw FileError(file + " can't be written: " + std::strerror(errno));
+    return log;
 }
 
 // --- Running --------------------------------------------------------------------------------------------
@@ -149,8 +152,10 @@ int monitorUnit(const Options& options) {
     neverWaitForStandardError();
     const Moments moments;
     Service service(wishes, moments);
+    const int log = openLog(options.log);
     Outputs outputs = makeOutputs(options, wishes, service);
-    redirectLog(options.log);
+    if (log >= 0)
+        dup2(log, STDERR_FILENO);
     if (hasNothingChosen(options))
         outputs.push_back(makeView(service, moments));
     return Monitor(service, moments, outputs).run();
