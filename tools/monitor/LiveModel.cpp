@@ -56,7 +56,7 @@ struct LiveModel::Taking {
                    event.state == kAntennaInOrder ? Tone::Good : Tone::Bad);
     }
     void operator()(const telemetry::AvailabilityChanged& event) const {
-        model.tell(event.available ? "fixes are valid" : "no valid fix",
+        model.tell(event.available ? "fixes are available" : "no valid fixes",
                    event.available ? Tone::Good : Tone::Bad);
     }
     void operator()(const telemetry::PositionUpdated&) const { model.tellAgain("position update"); }

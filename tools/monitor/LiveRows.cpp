@@ -390,8 +390,8 @@ Row signalRow(const Sight& sight, std::size_t columns) {
     const std::string satellites = std::to_string(readings->satellites);
     const std::string signal = std::to_string(readings->snrDbHz);
     return labelled(name,
-                    {plain(satellites + " satellites, " + signal + " dBHz"),
-                     plain(satellites + " sat, " + signal + " dBHz"), plain(satellites + " sat")},
+                    {plain(satellites + " satellites, " + signal + " dB-Hz"),
+                     plain(satellites + " sat, " + signal + " dB-Hz"), plain(satellites + " sat")},
                     columns);
 }
 

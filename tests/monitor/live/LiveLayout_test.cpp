@@ -44,7 +44,7 @@ TEST_F(LiveLayout, ShowsEverythingAt80x24) {
             " ruxogps-monitor: service running 31 s                     2026-11-22 06:50:39Z",
             "Position   52.520008 N  13.410898 E   altitude 34.2 m",
             "Fix        age 0 s  at 2026-11-22T06:50:39Z", "Speed      13.4 m/s, 48 km/h   course 90.0 deg E",
-            "Dilution   HDOP 0.9   PDOP 1.4   TDOP 0.8   GDOP 1.6", "Signal     9 satellites, 38 dBHz",
+            "Dilution   HDOP 0.9   PDOP 1.4   TDOP 0.8   GDOP 1.6", "Signal     9 satellites, 38 dB-Hz",
             "Antenna    in order   position available", "Error      horizontal 6 m, time 5 ms",
             "Clock      the system's clock agrees with GPS (0 s)",
             "Odometer   0 m   estimate: warms up, counts in 2:29",
@@ -52,7 +52,7 @@ TEST_F(LiveLayout, ShowsEverythingAt80x24) {
             "  Depot                    inside      165 m to margin",
             "  Airport                  outside    4.8 km to border",
             "  ?[2Jbad??                left       6.2 km to border", "Events", "  06:50:39Z left Depot",
-            "  06:50:39Z fixes are valid", "  06:50:08Z service running", "  06:50:08Z service starting",
+            "  06:50:39Z fixes are available", "  06:50:08Z service running", "  06:50:08Z service starting",
             "  06:50:08Z service initializing", "  06:50:00Z service constructing", "",
             "o odometer  t tracking  g geofences  l log  Tab pages  ? help  q quit"));
 }
@@ -72,14 +72,14 @@ TEST_F(LiveLayout, ShowsEverythingShorterAt40x24) {
     EXPECT_THAT(rows(40, 24),
                 ElementsAre(" running 31 s                 06:50:39Z", "Pos   52.520008 N  13.410898 E",
                             "Fix   age 0 s  altitude 34.2 m", "Speed 13.4 m/s, 48 km/h  90 deg E",
-                            "DOP   H 0.9  P 1.4  T 0.8  G 1.6", "Sig   9 satellites, 38 dBHz",
+                            "DOP   H 0.9  P 1.4  T 0.8  G 1.6", "Sig   9 satellites, 38 dB-Hz",
                             "Ant   in order   position available", "Err   horizontal 6 m, time 5 ms",
                             "Clock agrees, 0 s", "Odo   0 m   estimate: counts in 2:29",
                             "Track every 30 s, in 20 s", "Geo   on, 3 of 12 in use",
                             "  Depot               inside      165 m+",
                             "  Airport             outside    4.8 km",
                             "  ?[2Jbad??           left       6.2 km", "Events", "  06:50:39Z left Depot",
-                            "  06:50:39Z fixes are valid", "  06:50:08Z service running",
+                            "  06:50:39Z fixes are available", "  06:50:08Z service running",
                             "  06:50:08Z service starting", "  06:50:08Z service initializing",
                             "  06:50:00Z service constructing", "", "o odo t trk g geo l log ? help q quit"));
 }
@@ -89,7 +89,7 @@ TEST_F(LiveLayout, ShowsWhatMattersMostAt40x10) {
     EXPECT_THAT(rows(40, 10),
                 ElementsAre(" running 31 s                 06:50:39Z", "Pos   52.520008 N  13.410898 E",
                             "Fix   age 0 s  altitude 34.2 m", "Speed 13.4 m/s, 48 km/h  90 deg E",
-                            "Sig   9 satellites, 38 dBHz", "Ant   in order   position available",
+                            "Sig   9 satellites, 38 dB-Hz", "Ant   in order   position available",
                             "Odo   0 m   estimate: counts in 2:29", "Geo   on, 3 of 12 in use",
                             "  06:50:39Z left Depot", "o odo t trk g geo l log ? help q quit"));
 }
@@ -239,7 +239,7 @@ TEST_F(LiveLayout, ScrollsEvents) {
 TEST_F(LiveLayout, CountsAnEventThatComesAgain) {
     for (int i = 0; i < 3; ++i)
         take(telemetry::AvailabilityChanged{true, {}});
-    EXPECT_EQ(row("  06:50:00Z"), "  06:50:00Z fixes are valid  x3");
+    EXPECT_EQ(row("  06:50:00Z"), "  06:50:00Z fixes are available  x3");
 }
 
 TEST_F(LiveLayout, HasOnePlaceForWhatComesAllTheWhile) {

@@ -85,7 +85,7 @@ shows_a_drive() {
     expect "how long that may take" soon shows " of at most "
     expect "the position" soon shows "Position   52.5"
     expect "a geofence with its distance" shows "to margin"
-    expect "an event" shows "fixes are valid"
+    expect "an event" shows "fixes are available"
     expect "it fits" test "$(widest)" -le 80
     expect "in colours" has_colours
     types q
