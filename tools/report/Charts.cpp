@@ -407,7 +407,7 @@ std::string eventMarks(const Drive& drive, const std::vector<Happening>& happeni
         const bool isCrossing = happening.kind == EventKind::Entered || happening.kind == EventKind::Left;
         marks += "<svg overflow=\"visible\" x=\"" + percent(happening.timeS / durationOf(drive)) + "\" y=\"" +
                  (isCrossing ? "30%" : "74%") + "\"><g class=\"mark " + styleOf(happening.kind) +
-                 "\" data-t=\"" + number(happening.timeS, 1) + "\"><title>" + escaped(happening.words) +
+                 "\" data-t=\"" + number(happening.timeS, 2) + "\"><title>" + escaped(happening.words) +
                  ", " + elapsed(happening.timeS) + "</title><path d=\"" + glyphOf(happening.kind) +
                  "\"/></g></svg>\n";
     }

@@ -90,7 +90,7 @@ std::string row(const Pair& pair) {
     const bool differs = pair.recorded == nullptr || pair.other == nullptr || !difference(pair).empty();
     const std::string only = pair.other == nullptr ? " <em>only here</em>" : "";
     return "<tr" + std::string(differs ? " class=\"differs\"" : "") +
-           "><th scope=\"row\"><span class=\"time\" data-t=\"" + number(pair.timeS(), 1) + "\">" +
+           "><th scope=\"row\"><span class=\"time\" data-t=\"" + number(pair.timeS(), 2) + "\">" +
            elapsed(pair.timeS()) + "</span></th>" +
            (pair.recorded == nullptr ? none : "<td>" + inWords(*pair.recorded) + only + "</td>") +
            (pair.other == nullptr ? none : "<td>" + inWords(*pair.other) + difference(pair) + "</td>") +

@@ -226,7 +226,7 @@ std::string drawnTrack(const MapContents& contents) {
 
 std::string mark(const Place& place, const std::string& style, double timeS, const std::string& title,
                  const std::string& glyph) {
-    return "<g class=\"mark " + style + "\" data-t=\"" + number(timeS, 1) + "\" transform=\"translate(" +
+    return "<g class=\"mark " + style + "\" data-t=\"" + number(timeS, 2) + "\" transform=\"translate(" +
            coordinates(place) + ")\"><title>" + escaped(title) + "</title><g class=\"glyph\">" + glyph +
            "</g></g>\n";
 }

@@ -65,7 +65,7 @@ constexpr double kTenths = 10;
 constexpr double kHundredths = 100;
 
 const Column kColumns[]{
-    {"t", [](const Sample& sample) { return rounded(sample.timeS * kTenths); }},
+    {"t", [](const Sample& sample) { return rounded(sample.timeS * kHundredths); }},
     {"utc",
      [](const Sample& sample) {
          return rounded(static_cast<double>(sample.utcMs) / 100 - sample.timeS * kTenths);

@@ -24,7 +24,7 @@ std::string count(const char* name, std::size_t value, const char* words) {
 
 /// A time that the script makes a button of.
 std::string time(double timeS) {
-    return "<span class=\"time\" data-t=\"" + number(timeS, 1) + "\">" + elapsed(timeS) + "</span>";
+    return "<span class=\"time\" data-t=\"" + number(timeS, 2) + "\">" + elapsed(timeS) + "</span>";
 }
 
 /// A table that may be wider than the page: then it is moved by itself, with the keys as well.

@@ -28,6 +28,7 @@
     for (const name of Object.keys(series.columns))
         columns[name] = decoded(series.columns[name]);
     const rows = columns.t.length;
+    const timeOf = row => columns.t[row] / 100;
     if (rows === 0)
         return;
 
@@ -37,7 +38,7 @@
         let high = rows - 1;
         while (low < high) {
             const middle = (low + high + 1) >> 1;
-            if (columns.t[middle] / 10 <= seconds + 0.05)
+            if (timeOf(middle) <= seconds + 0.02) // both are rounded
                 low = middle;
             else
                 high = middle - 1;
@@ -72,7 +73,7 @@
         return (hours > 0 ? hours + ':' + twoDigits(minutes) : String(minutes)) + ':' + twoDigits(whole % 60);
     };
     const clock = row => {
-        const utc = new Date((columns.utc[row] + columns.t[row]) * 100);
+        const utc = new Date(columns.utc[row] * 100 + columns.t[row] * 10);
         return Number.isNaN(utc.getTime()) ? '' : utc.toISOString().slice(0, 19).replace('T', ' ') + ' UTC';
     };
     const degrees = (microdegrees, positive, negative) =>
@@ -83,7 +84,7 @@
     const wordsOf = row => {
         const fix = hasFix(row);
         return {
-            t: elapsed(columns.t[row] / 10),
+            t: elapsed(timeOf(row)),
             utc: clock(row),
             where: fix ? degrees(columns.lat[row], 'N', 'S') + ', ' + degrees(columns.lon[row], 'E', 'W') : '',
             fix: fix ? 'course ' + columns.course[row] + '\u00b0, altitude ' + columns.alt[row] + ' m, fix ' +
@@ -172,7 +173,7 @@
                 found = row;
             }
         }
-        return found < 0 ? null : columns.t[found] / 10;
+        return found < 0 ? null : timeOf(found);
     };
     const followMap = event => {
         const matrix = map.getScreenCTM();
@@ -195,7 +196,7 @@
         const before = events.filter(event => event.time < seconds - 0.05);
         return before.length > 0 ? before[before.length - 1].time : 0;
     };
-    const rowTime = row => columns.t[Math.min(Math.max(row, 0), rows - 1)] / 10;
+    const rowTime = row => timeOf(Math.min(Math.max(row, 0), rows - 1));
     const keys = {
         ArrowRight: many => rowTime(shown + many),
         ArrowUp: many => rowTime(shown + many),
@@ -233,5 +234,5 @@
     slider.max = series.duration;
     document.getElementById('readout').hidden = false;
     document.getElementById('keys').hidden = false;
-    show(columns.t[Math.max(columns.age.findIndex(age => age >= 0), 0)] / 10);
+    show(timeOf(Math.max(columns.age.findIndex(age => age >= 0), 0)));
 })();

@@ -185,6 +185,22 @@ class Time(PageTest):
             self.assertNotEqual(seen[0][0], seen[1][0])
             self.assertNotEqual(seen[0][1], seen[1][1])
 
+    def test_puts_the_place_where_the_map_has_first_and_last_fix(self):
+        for page in (PAGE, WHAT_IF):
+            self.open(page)
+            apart = browser.run("""
+                const slider = document.querySelector(arguments[0]);
+                const here = document.querySelector(arguments[1]);
+                const place = each => each.getAttribute('transform').match(/-?[\\d.]+/g).map(Number);
+                return [...document.querySelectorAll('#map .mark.begin, #map .mark.finish')].map(mark => {
+                    slider.value = mark.dataset.t;
+                    slider.dispatchEvent(new Event('input'));
+                    const [[x, y], [markX, markY]] = [place(here), place(mark)];
+                    return Math.hypot(x - markX, y - markY);
+                })""", SLIDER, HERE)
+            self.assertEqual(len(apart), 2)
+            self.assertLessEqual(max(apart), 1)  # of 1,000 units
+
     def test_is_moved_by_the_keys(self):
         self.open()
         slider = self.find(SLIDER)
