@@ -52,7 +52,10 @@ private:
     std::size_t times_ = 0;
 };
 
-std::int64_t rounded(double value) { return std::isfinite(value) ? std::llround(value) : -1; }
+std::int64_t rounded(double value) {
+    constexpr double kLimit = 1e15; // a damaged number is still one, also for the script
+    return std::isfinite(value) ? std::llround(std::clamp(value, -kLimit, kLimit)) : -1;
+}
 
 /// Of the last fix; -1 where there was none yet.
 Value ofFix(const std::function<double(const telemetry::Fix&)>& value) {
