@@ -148,6 +148,15 @@ ruxogps-report: $place/r.jsonl:25: the last line is cut"
     expect "it stands on the page as well" contains "$(<"$place/d.html")" "the last line is cut"
 }
 
+tells_no_more_than_the_first_damaged_lines() {
+    { starts && yes rubbish | head -n 5000 && drives 1 5; } >"$place/r.jsonl"
+    reports "$place/r.jsonl" -o "$place/d.html"
+    expect "status" equal "$status" 0
+    expect "lines" equal "$(wc -l <"$folder/errors")" 21
+    expect "the last line" equal "$(errors | tail -n 1)" \
+        "ruxogps-report: $place/r.jsonl: 4980 further lines can't be read"
+}
+
 shows_what_a_loss_of_power_left() {
     local bytes
     drive >"$place/whole"
@@ -293,6 +302,7 @@ shows_other_settings_beside_the_recorded
 replaces_a_file_as_a_whole
 writes_a_picture_of_the_oddest_drives
 shows_all_but_the_damage_and_names_its_place
+tells_no_more_than_the_first_damaged_lines
 shows_what_a_loss_of_power_left
 refuses_what_is_no_recording
 leaves_nothing_half_written

@@ -4,6 +4,7 @@
 // end each gpsd, and is linked with neither; what it shows of other settings it reckons with the library's
 // own arithmetic.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -45,8 +46,13 @@ std::ifstream opened(const std::string& name) {
 }
 
 void tell(const std::string& name, const std::vector<telemetry::Damage>& damages) {
-    for (const telemetry::Damage& damage : damages)
-        std::cerr << "ruxogps-report: " << name << ':' << damage.line << ": " << damage.what << '\n';
+    constexpr std::size_t kMost = 20;
+    const std::size_t told = std::min(damages.size(), kMost);
+    for (std::size_t i = 0; i < told; ++i)
+        std::cerr << "ruxogps-report: " << name << ':' << damages[i].line << ": " << damages[i].what << '\n';
+    if (told < damages.size())
+        std::cerr << "ruxogps-report: " << name << ": " << damages.size() - told
+                  << " further lines can't be read\n";
 }
 
 Drive driveOf(const std::string& name) {
