@@ -60,10 +60,13 @@ void Monitor::wait() const {
     for (const auto& output : outputs_)
         if (output->input() >= 0)
             inputs.push_back({output->input(), POLLIN, 0});
-    if (inputs.empty())
-        ruxosleep_interruptible(kTurnMs);
-    else
+    if (!inputs.empty())
         poll(inputs.data(), static_cast<nfds_t>(inputs.size()), kTurnMs);
+    // A terminal that has gone is ready for ever.
+    const bool isWithoutEnd = std::any_of(inputs.begin(), inputs.end(),
+                                          [](const pollfd& each) { return (each.revents & ~POLLIN) != 0; });
+    if (inputs.empty() || isWithoutEnd)
+        ruxosleep_interruptible(kTurnMs);
 }
 
 void Monitor::tell(const telemetry::Line& line) {

@@ -120,7 +120,7 @@ bool Service::bringUp() {
         return false;
     lines_.enter(Step::Starting, kLongestStart, initialized);
     const std::uint32_t started = adapter_->Start();
-    if (!succeeds(started, "start"))
+    if (!succeeds(started, "start") || stopWanted_)
         return false;
     lines_.enter(Step::Running, 0, started);
     return true;
