@@ -259,7 +259,7 @@ goes_on_while_nobody_reads() {
     mkfifo /tmp/pipe
     exec 7<>/tmp/pipe # open, and never read
     python3 -c 'import fcntl; fcntl.fcntl(7, getattr(fcntl, "F_SETPIPE_SZ", 1031), 4096)'
-    "$MONITOR" --json --record /tmp/drive.jsonl >/tmp/pipe 2>&1 &
+    "$MONITOR" --json --log-interval 1 --record /tmp/drive.jsonl >/tmp/pipe 2>&1 & # the service's log goes there, too
     monitor=$!
     until_so recorded_bytes 20000 # five times what the pipe takes
     memory=$(resident)
@@ -272,6 +272,29 @@ goes_on_while_nobody_reads() {
 }
 recorded_bytes() { [[ -e /tmp/drive.jsonl ]] && (($(stat -c %s /tmp/drive.jsonl) > $1)); }
 resident() { awk '/^VmRSS/ { print $2 }' "/proc/$monitor/status"; }
+
+goes_on_when_gpsd_dies() {
+    starts --json
+    until_it_says '"fix":{'
+    killall -9 gpsd
+    until_it_says '"fix_age_s":1[0-9],'
+    until_it_says '"step":"running"'
+    rm -f /tmp/seen && cp /tmp/out /tmp/seen
+    until_so fresh_fix_again
+    ends TERM
+    expect "status" equal "$status" 143
+    expect "one run of the service" equal "$(grep -c '"step":"running"' /tmp/out)" 1
+}
+# The watchdog starts gpsd anew, and it takes the fix from there.
+fresh_fix_again() { tail -n +"$(($(wc -l </tmp/seen) + 1))" /tmp/out | grep -q '"fix_age_s":0,'; }
+
+puts_the_services_log_into_a_file() {
+    starts --lines --log /tmp/log
+    until_it_says 'the service is up'
+    ends TERM
+    expect "the log" has /tmp/log 'UBXConfig: All commands have been acknowledged'
+    expect "nothing on standard error" equal "$(</tmp/err)" ""
+}
 
 # --- What is wrong --------------------------------------------------------------------------------------
 
@@ -358,6 +381,7 @@ readonly checks=(
     ends_in_order_by_a_signal ends_in_order_while_it_comes_up ends_at_once_by_a_second_signal
     ends_in_order_when_its_reader_goes ends_in_order_where_nothing_can_be_written
     ends_in_order_where_its_output_is_closed goes_on_while_nobody_reads
+    goes_on_when_gpsd_dies puts_the_services_log_into_a_file
     answers_a_wrong_option_or_setting_before_anything_is_touched takes_its_settings_from_a_file says_where_it_is_no_unit
     tells_how_long_a_silent_receiver_takes says_so_when_the_library_ends_the_process runs_where_children_were_ignored)
 
