@@ -147,17 +147,38 @@ std::string drawn(const Line& line, const Scale& scale) {
 
 // --- What was missing -----------------------------------------------------------------------------------
 
-std::string bands(const Drive& drive) {
-    constexpr double kLeast = 1.5; // units: what is shorter would not be seen
-    std::string drawn;
+/// A stretch on the drawing; those of a kind that would touch are one.
+struct Band {
+    Stretch::Kind kind;
+    double from;
+    double to;
+    std::string words;
+};
+
+std::vector<Band> bandsOf(const Drive& drive) {
+    constexpr double kLeast = 1.5; // units: what is shorter or nearer would not be seen
+    std::vector<Band> bands;
     for (const Stretch& stretch : drive.stretches) {
         const double from = stretch.fromS / durationOf(drive) * kWide;
-        const double width = std::max((stretch.toS - stretch.fromS) / durationOf(drive) * kWide, kLeast);
-        drawn += "<rect class=\"band " + std::string(styleOf(stretch.kind)) + "\" x=\"" + number(from, 1) +
-                 "\" width=\"" + number(width, 1) + "\" height=\"100\"><title>" + escaped(stretch.words) +
-                 "</title></rect>\n";
+        const double to = std::max(stretch.toS / durationOf(drive) * kWide, from + kLeast);
+        const auto before = std::find_if(bands.rbegin(), bands.rend(),
+                                         [&](const Band& band) { return band.kind == stretch.kind; });
+        if (before == bands.rend() || from - before->to > kLeast)
+            bands.push_back({stretch.kind, from, to, stretch.words});
+        else
+            *before = {stretch.kind, before->from, std::max(before->to, to), before->words};
     }
-    return drawn;
+    return bands;
+}
+
+/// Drawn once, and shown in each chart.
+std::string bands(const Drive& drive) {
+    std::string drawn;
+    for (const Band& band : bandsOf(drive))
+        drawn += "<rect class=\"band " + std::string(styleOf(band.kind)) + "\" x=\"" + number(band.from, 1) +
+                 "\" width=\"" + number(band.to - band.from, 1) + "\" height=\"100\"><title>" +
+                 escaped(band.words) + "</title></rect>\n";
+    return "<g id=\"bands\">\n" + drawn + "</g>\n";
 }
 
 // --- A chart --------------------------------------------------------------------------------------------
@@ -197,7 +218,7 @@ std::string ariaLabel(const Chart& chart) {
            number(highest(chart.lines), 1) + " " + chart.unit;
 }
 
-std::string drawn(const Chart& chart, const Drive& drive, const std::string& under) {
+std::string drawn(const Chart& chart, const Drive& drive) {
     const Scale scale{durationOf(drive), chart.ticks.front().value, chart.ticks.back().value};
     std::string lines;
     for (const Line& line : chart.lines)
@@ -206,7 +227,8 @@ std::string drawn(const Chart& chart, const Drive& drive, const std::string& und
            "<svg class=\"plot\" role=\"img\" aria-label=\"" + ariaLabel(chart) +
            "\">\n<svg viewBox=\"0 0 1000 100\" preserveAspectRatio=\"none\" width=\"100%\" "
            "height=\"100%\">\n" +
-           under + gridLines(chart, scale) + chart.inside + lines + "</svg>\n" + tickWords(chart, scale) +
+           "<use href=\"#bands\"/>\n" + gridLines(chart, scale) + chart.inside + lines + "</svg>\n" +
+           tickWords(chart, scale) +
            "<line class=\"cursor\" y2=\"100%\" visibility=\"hidden\"/>\n</svg>\n</figure>\n";
 }
 
@@ -414,14 +436,13 @@ std::string eventMarks(const Drive& drive, const std::vector<Happening>& happeni
     return marks;
 }
 
-std::string eventLane(const Drive& drive, const std::vector<Happening>& happenings,
-                      const std::string& under) {
+std::string eventLane(const Drive& drive, const std::vector<Happening>& happenings) {
     return "<figure class=\"chart\" id=\"chart-events\">\n<figcaption><strong>Events</strong>"
            " <span class=\"value\" data-value=\"event\"></span></figcaption>\n"
            "<svg class=\"plot\" role=\"img\" aria-label=\"Events over time; the table below has each of "
            "them\">\n"
            "<svg viewBox=\"0 0 1000 100\" preserveAspectRatio=\"none\" width=\"100%\" height=\"100%\">\n" +
-           under + "</svg>\n" + eventMarks(drive, happenings) +
+           bands(drive) + "</svg>\n" + eventMarks(drive, happenings) +
            "<line class=\"cursor\" y2=\"100%\" visibility=\"hidden\"/>\n</svg>\n</figure>\n";
 }
 
@@ -430,11 +451,10 @@ std::string eventLane(const Drive& drive, const std::vector<Happening>& happenin
 std::string charts(const Contents& contents, const std::vector<TrackPoint>& track,
                    const std::vector<Happening>& happenings) {
     const Drive& drive = contents.drive;
-    const std::string under = bands(drive);
-    std::string all = "<div class=\"charts\">\n" + eventLane(drive, happenings, under) + timeAxis(drive);
+    std::string all = "<div class=\"charts\">\n" + eventLane(drive, happenings) + timeAxis(drive);
     for (const Chart& chart : {speed(drive, track), odometer(contents), satellites(drive), signal(drive),
                                dilution(drive, track), antenna(drive)})
-        all += drawn(chart, drive, under);
+        all += drawn(chart, drive);
     return all + timeAxis(drive) + "</div>\n";
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <set>
+#include <utility>
 
 #include "Markup.h"
 
@@ -249,14 +251,32 @@ private:
     std::vector<Place> taken_;
 };
 
+/// Where there are very many marks, one that would stand on another is left out.
+class Crowd {
+public:
+    bool hasRoom(const Place& place) {
+        constexpr std::size_t kMany = 500;
+        constexpr double kCell = 12;
+        const bool isFree = taken_.insert({std::floor(place.x / kCell), std::floor(place.y / kCell)}).second;
+        return ++marks_ <= kMany || isFree;
+    }
+
+private:
+    std::size_t marks_ = 0;
+    std::set<std::pair<double, double>> taken_;
+};
+
 std::string crossingMarks(const MapContents& contents) {
     Numbers numbers;
+    Crowd crowd;
     std::string marks;
     for (const Happening& happening : contents.happenings) {
         const bool entered = happening.kind == EventKind::Entered;
         if (!happening.where || (!entered && happening.kind != EventKind::Left))
             continue;
         const Place place = contents.frame.on(*happening.where);
+        if (!crowd.hasRoom(place))
+            continue;
         marks += mark(place, styleOf(happening.kind), happening.timeS,
                       happening.words + ", " + elapsed(happening.timeS),
                       glyph(entered ? kEnteredGlyph : kLeftGlyph) + numbers.at(place, happening.number));
@@ -265,14 +285,19 @@ std::string crossingMarks(const MapContents& contents) {
 }
 
 std::string otherCrossingMarks(const MapContents& contents) {
+    Crowd crowd;
     std::string marks;
     if (!contents.page.other)
         return marks;
-    for (const Crossing& crossing : contents.page.other->replay.crossings)
-        marks += mark(contents.frame.on(crossing.at), "what-if", crossing.timeS,
-                      "With " + contents.page.other->whatIf.words + ": " + crossing.name +
-                          (crossing.entered ? " entered, " : " left, ") + elapsed(crossing.timeS),
-                      glyph(crossing.entered ? kEnteredGlyph : kLeftGlyph));
+    const std::string with = "With " + contents.page.other->whatIf.words + ": ";
+    for (const Crossing& crossing : contents.page.other->replay.crossings) {
+        const Place place = contents.frame.on(crossing.at);
+        if (crowd.hasRoom(place))
+            marks += mark(place, "what-if", crossing.timeS,
+                          with + crossing.name + (crossing.entered ? " entered, " : " left, ") +
+                              elapsed(crossing.timeS),
+                          glyph(crossing.entered ? kEnteredGlyph : kLeftGlyph));
+    }
     return marks;
 }
 

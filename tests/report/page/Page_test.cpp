@@ -202,6 +202,29 @@ TEST(Page, IsNotMadeLargeByASpeedThatWavers) {
     EXPECT_LT(pageOf(drive).size(), somePage().size() * 5 / 4);
 }
 
+/// So many events of a geofence on whose border the vehicle moves, and as many gaps.
+Drive restless(int times) {
+    Drive drive = someDrive();
+    for (int i = 0; i < times; ++i) {
+        const double timeS = i * drive.durationS / times;
+        const auto sample =
+            static_cast<std::size_t>(i) * drive.samples.size() / static_cast<std::size_t>(times);
+        telemetry::GeofenceCrossed crossed{i % 2 == 0, 0, "Depot",
+                                           drive.samples[sample].readings.fix->position};
+        drive.events.push_back({timeS, 0, crossed, sample});
+        drive.stretches.push_back({Stretch::Kind::NoFix, timeS, timeS + 0.01, "no fix"});
+    }
+    return drive;
+}
+
+TEST(Page, OfTensOfThousandsOfCrossingsAndGapsIsUnderFiveMegabytes) {
+    const Drive drive = restless(40000);
+    const std::string page = htmlPage({drive, replay(someDrive()), {}});
+    EXPECT_LT(page.size(), 5u * 1024 * 1024);
+    EXPECT_EQ(stated(page, "count-events"), std::to_string(drive.events.size()));
+    EXPECT_THAT(page, HasSubstr("The table has the first "));
+}
+
 // --- The picture ----------------------------------------------------------------------------------------
 
 TEST(Picture, IsWellFormed) {
