@@ -142,7 +142,7 @@ void LiveView::takeKeys() {
 void LiveView::press(const Key& key) {
     view_.hint.clear();
     if (key.kind == Key::Kind::Character && key.character == control('C'))
-        return quit();
+        return interrupt();
     if (view_.odometerInput)
         return pressInOdometer(key);
     switch (key.kind) {
@@ -160,25 +160,15 @@ void LiveView::press(const Key& key) {
 void LiveView::pressCharacter(char character) {
     switch (character) {
     case 'o':
-        if (mayRequest())
-            view_.odometerInput = "";
-        return;
     case 't':
-        if (mayRequest())
-            requests_.setTracking(!model_.settings().trackingEnabled);
-        return;
     case 'g':
-        if (mayRequest())
-            requests_.setGeofences(!model_.settings().geofencesEnabled);
-        return;
+        return pressRequest(character);
     case 'l':
         return showPage(view_.page == Page::Log ? Page::Overview : Page::Log);
     case '?':
         return showPage(view_.page == Page::Help ? Page::Overview : Page::Help);
     case 'q':
-        state_ = State::Done;
-        view_.hint = "the service ends, then this view; Ctrl-C twice ends at once";
-        return;
+        return quit();
     case control('L'):
         return screen_.forget();
     case control('Z'):
@@ -187,6 +177,17 @@ void LiveView::pressCharacter(char character) {
     default:
         view_.hint = "? shows the keys";
     }
+}
+
+void LiveView::pressRequest(char character) {
+    if (!model_.isRunning())
+        view_.hint = std::string("not while the service is ") + telemetry::inWords(model_.step().step);
+    else if (character == 'o')
+        view_.odometerInput = "";
+    else if (character == 't')
+        requests_.setTracking(!model_.settings().trackingEnabled);
+    else
+        requests_.setGeofences(!model_.settings().geofencesEnabled);
 }
 
 void LiveView::pressInOdometer(const Key& key) {
@@ -209,21 +210,16 @@ void LiveView::setOdometer() {
         view_.hint = "the odometer stays as it is";
     else if (!metres)
         view_.hint = "the odometer takes at most 4294967295 metres";
-    else if (mayRequest())
+    else
         requests_.setOdometer(*metres);
 }
 
-bool LiveView::mayRequest() {
-    view_.hint = requests_.refusal();
-    if (!view_.hint.empty())
-        return false;
-    if (model_.isRunning())
-        return true;
-    view_.hint = std::string("not while the service is ") + telemetry::inWords(model_.step().step);
-    return false;
+void LiveView::quit() {
+    state_ = State::Done;
+    view_.hint = "the service ends, then this view; Ctrl-C twice ends at once";
 }
 
-void LiveView::quit() {
+void LiveView::interrupt() {
     if (state_ == State::Done && isInterrupted_)
         endAtOnce();
     state_ = State::Done;

@@ -43,11 +43,12 @@ private:
     void press(const Key& key);
     void pressInOdometer(const Key& key);
     void pressCharacter(char character);
+    void pressRequest(char character);
     void setOdometer();
     void scroll(Key::Kind kind);
     void showPage(Page page);
-    bool mayRequest();
     void quit();
+    void interrupt();
     void tellOfInterruption();
     void endAtOnce();
     void draw();
