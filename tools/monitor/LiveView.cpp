@@ -181,7 +181,7 @@ void LiveView::pressCharacter(char character) {
 
 void LiveView::pressRequest(char character) {
     if (!model_.isRunning())
-        view_.hint = std::string("not while the service is ") + telemetry::inWords(model_.step().step);
+        view_.hint = notNow();
     else if (character == 'o')
         view_.odometerInput = "";
     else if (character == 't')
@@ -210,8 +210,14 @@ void LiveView::setOdometer() {
         view_.hint = "the odometer stays as it is";
     else if (!metres)
         view_.hint = "the odometer takes at most 4294967295 metres";
+    else if (!model_.isRunning())
+        view_.hint = notNow();
     else
         requests_.setOdometer(*metres);
+}
+
+std::string LiveView::notNow() const {
+    return std::string("not while the service is ") + telemetry::inWords(model_.step().step);
 }
 
 void LiveView::quit() {

@@ -45,6 +45,7 @@ private:
     void pressCharacter(char character);
     void pressRequest(char character);
     void setOdometer();
+    std::string notNow() const;
     void scroll(Key::Kind kind);
     void showPage(Page page);
     void quit();
