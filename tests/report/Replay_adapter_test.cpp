@@ -56,10 +56,9 @@ private:
 
 /// Records an adapter as the monitor does: an event as it comes, readings four times a second where they have
 /// changed.
-class RecordedDrive : public WorkerFixture, public ::testing::WithParamInterface<unsigned int> {
-protected:
-    RecordedDrive()
-        : random(GetParam()), vehicle(random), interval(GetParam() % 2 == 1 ? 1 : GetParam() / 2 % 6 + 1) {
+class RecordedAdapter : public WorkerFixture {
+public:
+    RecordedAdapter(unsigned int seed, unsigned int interval) : random(seed), vehicle(random) {
         write(Start{1, "test"});
         callback.atCall = [this](const std::string& call) { noteEvent(call); };
         hal->atCall = [](const std::string&) {};
@@ -71,19 +70,16 @@ protected:
             changeGeofence();
     }
 
+    void TestBody() override {}
+
     /// Runs the worker, and everything around it four times a second.
-    void drive(int seconds) {
+    report::Drive drive(int seconds) {
         write(ServiceStep{ServiceStep::Step::Running, 0, 0, 0u});
         unit.clock.in(kPoll / 2, [this] { poll(); });
         runFor(seconds * kSecond);
         std::istringstream input(text.str());
-        drive_ = report::readDrive(input, "drive.jsonl");
+        return report::readDrive(input, "drive.jsonl");
     }
-
-    const report::Drive& recording() const { return drive_; }
-
-    std::mt19937 random;
-    Vehicle vehicle;
 
 private:
     static constexpr VirtualClock::Duration kPoll{250000};
@@ -186,13 +182,18 @@ private:
         text << toJson({{ms, ms, unit.clock.tick()}, std::move(content)}) << '\n';
     }
 
+    std::mt19937 random;
+    Vehicle vehicle;
     std::ostringstream text;
     std::string lastReadings;
     uint32_t lastTick = 0;
     int polls = 0;
-    const unsigned int interval;
-    report::Drive drive_;
 };
+
+/// The drive of this number, the same one with each interval.
+report::Drive driven(unsigned int seed, unsigned int interval) {
+    return RecordedAdapter(seed, interval).drive(2400);
+}
 
 struct Crossing {
     double timeS;
@@ -221,22 +222,40 @@ std::uint32_t odometerAt(const report::Replay& replay, double timeS) {
     return behind == replay.odometer.begin() ? 0 : std::prev(behind)->second;
 }
 
-TEST_P(RecordedDrive, IsReplayedToTheMetre) {
-    drive(2400);
-    const report::Replay replay = report::replay(recording());
-    for (const report::Sample& sample : recording().samples)
-        ASSERT_EQ(odometerAt(replay, sample.timeS), sample.readings.odometerM) << "at " << sample.timeS;
-}
-
-TEST_P(RecordedDrive, IsReplayedToTheEvent) {
-    drive(2400);
-    const auto recorded = recordedCrossings(recording());
-    const auto replayed = replayedCrossings(report::replay(recording()));
+void expectSame(const std::vector<Crossing>& replayed, const std::vector<Crossing>& recorded) {
     for (std::size_t i = 0; i < std::min(recorded.size(), replayed.size()); ++i) {
         ASSERT_EQ(replayed[i].what, recorded[i].what) << i << ". at " << recorded[i].timeS;
         ASSERT_NEAR(replayed[i].timeS, recorded[i].timeS, 1) << i << ". " << recorded[i].what;
     }
     EXPECT_EQ(replayed.size(), recorded.size());
+}
+
+class RecordedDrive : public ::testing::TestWithParam<unsigned int> {
+protected:
+    /// Every second drive has the usual interval.
+    unsigned int interval() const { return GetParam() % 2 == 1 ? 1 : GetParam() / 2 % 6 + 1; }
+};
+
+TEST_P(RecordedDrive, IsReplayedToTheMetre) {
+    const report::Drive drive = driven(GetParam(), interval());
+    const report::Replay replay = report::replay(drive);
+    for (const report::Sample& sample : drive.samples)
+        ASSERT_EQ(odometerAt(replay, sample.timeS), sample.readings.odometerM) << "at " << sample.timeS;
+}
+
+TEST_P(RecordedDrive, IsReplayedToTheEvent) {
+    const report::Drive drive = driven(GetParam(), interval());
+    expectSame(replayedCrossings(report::replay(drive)), recordedCrossings(drive));
+}
+
+/// Up to four seconds: the thread then sleeps for one at most, and looks at the status in the same seconds.
+TEST_P(RecordedDrive, IsReplayedWithAnotherIntervalAsTheAdapterRunsWithThatOne) {
+    report::WhatIf whatIf;
+    whatIf.positionIntervalS = 2 + GetParam() % 3;
+    const report::Replay replay = report::replay(driven(GetParam(), 1), &whatIf);
+    const report::Drive other = driven(GetParam(), *whatIf.positionIntervalS);
+    expectSame(replayedCrossings(replay), recordedCrossings(other));
+    EXPECT_EQ(replay.odometerM, other.samples.back().readings.odometerM);
 }
 
 INSTANTIATE_TEST_SUITE_P(Random, RecordedDrive, ::testing::Range(1u, 13u));

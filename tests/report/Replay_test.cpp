@@ -175,11 +175,11 @@ TEST_F(ReplayOfLines, LooksLessOftenWithALongerInterval) {
     EXPECT_THAT(crossings("interval=5"), ElementsAre("10 left Depot", "20 entered Depot"));
 }
 
-TEST_F(ReplayOfLines, KeepsItsPositionWhereALongerIntervalFindsNoFreshFix) {
+TEST_F(ReplayOfLines, KeepsItsPositionWhereALongerIntervalMeetsNoFix) {
     lines.start().fixesFor(5).fixesFor(1, 5000).readingsFor(60);
     EXPECT_THAT(crossings(), ElementsAre("6 left Depot"));
-    EXPECT_THAT(crossings("interval=10"), ElementsAre("10 left Depot"));
-    EXPECT_THAT(crossings("interval=30"), IsEmpty());
+    EXPECT_THAT(crossings("interval=3"), ElementsAre("6 left Depot"));
+    EXPECT_THAT(crossings("interval=4"), IsEmpty());
 }
 
 TEST_F(ReplayOfLines, MakesNoEventWhileGeofencesAreOff) {

@@ -23,8 +23,6 @@ using telemetry::Position;
 using telemetry::Settings;
 using Tick = std::int64_t;
 
-/// The driver's data are good for so long.
-constexpr Tick kFreshS = 10;
 /// The settings of an adapter that was just made; its warm-up follows them.
 constexpr std::uint32_t kDefaultIntervalS = 1;
 
@@ -218,6 +216,7 @@ private:
         if (settings.positionIntervalS != settings_.positionIntervalS)
             intervalSince_ = from.tickS; // the cycles that a shorter one would have had are not made up for
         settings_ = settings;
+        recordedInterval_ = std::max<std::uint32_t>(1, from.settings.positionIntervalS);
         hasOwnInterval_ = settings.positionIntervalS != from.settings.positionIntervalS;
     }
 
@@ -259,8 +258,8 @@ private:
         const Tick end = std::min(until, lastWithoutFix());
         while (settings_.enabled && next() <= end) {
             const Tick now = next();
-            if (hasOwnInterval_ && newest_ && now - newest_->tick <= kFreshS)
-                current_ = newest_->position;
+            if (hasOwnInterval_ && newest_ && now - newest_->tick < recordedInterval_)
+                current_ = newest_->position; // an older one means that none was accepted since
             cycle(now, std::min(sample().timeS, zeroS_ + static_cast<double>(now)), errorBefore(now));
             if (isAtRest_)
                 *last_ += (end - now) / interval() * interval();
@@ -335,6 +334,7 @@ private:
 
     std::size_t sample_ = 0; ///< that is being taken
     Settings settings_;
+    Tick recordedInterval_ = 1;
     bool hasOwnInterval_ = false; ///< another than the recorded one
     std::size_t nextSettings_ = 0;
     std::size_t nextEvent_;
