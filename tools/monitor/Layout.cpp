@@ -1,6 +1,7 @@
 #include "Layout.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "LiveRows.h"
 #include "Text.h"
@@ -157,13 +158,17 @@ std::vector<Row> allEvents(const LiveModel& model, std::size_t columns) {
     return rows;
 }
 
-std::vector<Row> wholeLog(const ViewState& view, std::size_t columns) {
+/// Its last rows: at least so many, where it has them.
+std::vector<Row> lastOfLog(const ViewState& view, std::size_t columns, std::size_t wanted) {
     std::vector<Row> rows;
-    for (const std::string& line : view.log)
-        for (const std::string& piece : wrapped(showable(line), columns))
-            rows.push_back({{Style::Plain, cut(piece, columns)}});
+    for (auto line = view.log.rbegin(); line != view.log.rend() && rows.size() < wanted; ++line) {
+        const std::vector<std::string> pieces = wrapped(showable(*line), columns);
+        for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece)
+            rows.push_back({{Style::Plain, cut(*piece, columns)}});
+    }
     if (rows.empty())
         rows.push_back(cutRow({{Style::Plain, "  nothing yet"}}, columns));
+    std::reverse(rows.begin(), rows.end());
     return rows;
 }
 
@@ -174,9 +179,9 @@ std::vector<Row> scrollingPage(const char* heading, const std::vector<Row>& all,
 }
 
 const char* const kHelp[] = {
-    "o        set the odometer: metres, then Enter; Esc leaves it",
-    "t        turn tracking reports on or off",
-    "g        turn the geofences' events on or off",
+    "o        set the odometer: metres, then Enter; Esc leaves",
+    "t        tracking reports on or off",
+    "g        geofences on or off",
     "l        the service's log, and back",
     "Tab      next page: overview, geofences, events, log",
     "up down  scroll events and log",
@@ -184,16 +189,16 @@ const char* const kHelp[] = {
     "Ctrl-Z   pause; the service stands still as well",
     "q Ctrl-C end the service, then leave",
     "",
-    "estimate or ~: worked out here, not told by the service.",
-    "Distances are to the border that makes the next event;",
-    "'to margin' or + while the margin around it counts.",
-    "Their sizes are east-west x north-south + margin.",
+    "estimate, ~: worked out here, not told by the service.",
+    "Distances: to the border of the next event; 'to margin' or + while the margin counts.",
+    "Sizes: east-west x north-south + margin.",
 };
 
 std::vector<Row> helpPage(Size size) {
     std::vector<Row> rows;
     for (const char* const line : kHelp)
-        rows.push_back({{Style::Plain, cut(line, size.columns)}});
+        for (const std::string& piece : wrapped(line, size.columns))
+            rows.push_back({{Style::Plain, cut(piece, size.columns)}});
     return rows;
 }
 
@@ -204,8 +209,8 @@ std::vector<Row> pageOf(const Sight& sight, const ViewState& view, Size size) {
     case Page::Events:
         return scrollingPage("Events", allEvents(sight.model, size.columns), view, size);
     case Page::Log:
-        return scrollingPage("Log: the service's words on standard error", wholeLog(view, size.columns), view,
-                             size);
+        return scrollingPage("Log: the service's words on standard error",
+                             lastOfLog(view, size.columns, size.rows + view.scrolledBack), view, size);
     case Page::Help:
         return helpPage(size);
     case Page::Overview:
@@ -218,9 +223,11 @@ std::vector<Row> pageOf(const Sight& sight, const ViewState& view, Size size) {
 
 std::size_t farthestBack(const LiveModel& model, const ViewState& view, Size size) {
     constexpr std::size_t kFixedRows = 3; // title, heading and keys
-    const std::size_t all = view.page == Page::Events ? allEvents(model, size.columns).size()
-                            : view.page == Page::Log  ? wholeLog(view, size.columns).size()
-                                                      : 0;
+    const std::size_t all =
+        view.page == Page::Events ? allEvents(model, size.columns).size()
+        : view.page == Page::Log
+            ? lastOfLog(view, size.columns, std::numeric_limits<std::size_t>::max()).size()
+            : 0;
     return all + kFixedRows > size.rows ? all + kFixedRows - size.rows : 0;
 }
 

@@ -114,7 +114,8 @@ void LiveView::draw() {
     model_.advance(now_());
     terminal_.flush();
     if (!terminal_.isPending()) {
-        view_.log = errors_.lines();
+        if (view_.page == Page::Log)
+            view_.log = errors_.lines();
         terminal_.write(screen_.show(layOut(model_, view_, model_.last(), size_)));
     }
     waitForRoom(terminal_.isPending());

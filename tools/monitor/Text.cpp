@@ -34,6 +34,13 @@ Character characterAt(const std::string& text, std::size_t at) {
     return {bytes, wcwidth(wide) > 0 ? wcwidth(wide) : -1};
 }
 
+/// What stands behind the last blank, where that is not far from the end; it may well stand in the next
+/// piece.
+std::string unfinishedWord(const std::string& piece) {
+    const std::size_t blank = piece.find_last_of(' ');
+    return blank == std::string::npos || blank < piece.size() / 2 ? "" : piece.substr(blank + 1);
+}
+
 } // namespace
 
 std::string showable(const std::string& text) {
@@ -78,19 +85,24 @@ std::string padded(const std::string& text, std::size_t columns) {
 }
 
 std::vector<std::string> wrapped(const std::string& text, std::size_t columns) {
-    constexpr std::size_t kIndent = 2;
+    const std::string indent = "  ";
     std::vector<std::string> pieces = {""};
     std::size_t taken = 0;
     for (std::size_t at = 0; at < text.size();) {
-        const Character character = characterAt(text, at);
-        const std::size_t wide = character.columns < 0 ? 1 : static_cast<std::size_t>(character.columns);
-        if (taken + wide > columns && taken > kIndent) {
-            pieces.push_back(std::string(kIndent, ' '));
-            taken = kIndent;
+        const std::size_t bytes = characterAt(text, at).bytes;
+        const std::string character = text.substr(at, bytes);
+        at += bytes;
+        const std::size_t wide = columnsOf(character);
+        if (taken + wide > columns && taken > indent.size()) {
+            const std::string rest = unfinishedWord(pieces.back());
+            pieces.back().resize(pieces.back().size() - rest.size());
+            pieces.push_back(indent + rest);
+            taken = columnsOf(pieces.back());
         }
-        pieces.back() += text.substr(at, character.bytes);
+        if (character == " " && pieces.size() > 1 && pieces.back() == indent)
+            continue; // the words were parted at this blank
+        pieces.back() += character;
         taken += wide;
-        at += character.bytes;
     }
     return pieces;
 }
