@@ -154,7 +154,8 @@ expect "the tools are these" equal "$(package ruxogps-tools)" "/lib/systemd/syst
 /usr/share/ruxogps/examples/ruxogps-example.service
 /usr/share/ruxogps/examples/ruxogps-reset-line.service
 /usr/share/ruxogps/examples/ruxogps.sysusers.conf
-/usr/share/ruxogps/examples/ruxogps.tmpfiles.conf"
+/usr/share/ruxogps/examples/ruxogps.tmpfiles.conf
+/usr/share/ruxogps/telemetry.schema.json"
 expect "the manual page is for reading" contains "$(package ruxogps-doc)" /usr/share/man/man1/ruxogps-check.1
 expect "the public headers are for development" contains "$(package ruxogps-dev)" /usr/include/ruxogps/GPSAdapter.h
 expect "so is the pkg-config file" contains "$(package ruxogps-dev)" /usr/lib/pkgconfig/ruxogps.pc

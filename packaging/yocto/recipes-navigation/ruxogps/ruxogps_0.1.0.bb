@@ -49,7 +49,7 @@ FILES:${PN}-tools = "\
     ${bindir}/ruxogps-monitor \
     ${bindir}/ruxogps-report \
     ${libexecdir}/ruxogps \
-    ${datadir}/ruxogps/examples \
+    ${datadir}/ruxogps \
     ${nonarch_base_libdir}/udev/rules.d \
     ${nonarch_libdir}/tmpfiles.d \
     ${systemd_system_unitdir} \
