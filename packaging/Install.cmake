@@ -99,6 +99,6 @@ foreach(document IN LISTS documents)
     install_document(${document})
 endforeach()
 
-# The pictures that they show.
+# The pictures that they show, and the texts and numbers that these are made from.
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING
-    PATTERN "*.svg" PATTERN "*.png")
+    PATTERN "*.svg" PATTERN "*.png" PATTERN "*.txt")

@@ -1,6 +1,6 @@
 # What a unit gets besides the library and its tools: the wrapper for `timeout -t` in a folder of its own, to be put in
-# front of the service's PATH, examples for udev and systemd, and the schema of what the monitor writes. The examples name
-# /usr/libexec/ruxogps: whoever installs elsewhere changes them as they are put in place.
+# front of the service's PATH, and examples for udev and systemd. The examples name /usr/libexec/ruxogps: whoever
+# installs elsewhere changes them as they are put in place.
 
 install(PROGRAMS packaging/timeout/timeout
     DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/ruxogps/bin COMPONENT tools)
@@ -13,5 +13,3 @@ install(FILES
         packaging/systemd/ruxogps.tmpfiles.conf
         packaging/udev/60-ruxogps.rules
     DESTINATION ${CMAKE_INSTALL_DATADIR}/ruxogps/examples COMPONENT tools)
-install(FILES tools/telemetry/telemetry.schema.json
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/ruxogps COMPONENT tools)
