@@ -1,6 +1,7 @@
 #ifndef LANES_H
 #define LANES_H
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -32,11 +33,11 @@ public:
     /// The library's own threads have come so far.
     void catchUp() { take(milliseconds()); }
 
-    void begins(const std::string& lane, const std::string& what, long at) {
+    void begins(const std::string& lane, const std::string& what, std::int64_t at) {
         ends(lane, at);
         open[lane] = {lane, what, at, at};
     }
-    void ends(const std::string& lane, long at) {
+    void ends(const std::string& lane, std::int64_t at) {
         const auto it = open.find(lane);
         if (it == open.end())
             return;
@@ -44,7 +45,7 @@ public:
         rows.push_back(it->second);
         open.erase(it);
     }
-    void happens(const std::string& lane, const std::string& what, long at) {
+    void happens(const std::string& lane, const std::string& what, std::int64_t at) {
         rows.push_back({lane, what, at, at});
     }
 
@@ -58,14 +59,14 @@ public:
     }
 
     /// Since this began.
-    long milliseconds() const { return sinceZero(unit.clock.elapsed()); }
+    std::int64_t milliseconds() const { return sinceZero(unit.clock.elapsed()); }
 
 private:
     struct Row {
         std::string lane;
         std::string what;
-        long from;
-        long to;
+        std::int64_t from;
+        std::int64_t to;
     };
     enum Kind { Begins, Ends, Happens };
     struct Rule {
@@ -102,16 +103,16 @@ private:
         {"pthread_join thread 1", Ends, "reader", ""},
     };
 
-    long sinceZero(VirtualClock::Duration elapsed) const {
+    std::int64_t sinceZero(VirtualClock::Duration elapsed) const {
         return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed - zero).count();
     }
     void slept(VirtualClock::Duration length) {
-        const long now = milliseconds();
+        const std::int64_t now = milliseconds();
         take(sinceZero(unit.clock.elapsed() - length));
         if (open.count("waits") != 0)
             ends("waits", now);
     }
-    void take(long at) {
+    void take(std::int64_t at) {
         for (const std::string& line : unit.journal.take()) {
             takeCount(line, at);
             for (const Rule& rule : kRules)
@@ -120,13 +121,13 @@ private:
         }
     }
     /// The reader's count of cycles without data.
-    void takeCount(const std::string& line, long at) {
+    void takeCount(const std::string& line, std::int64_t at) {
         const std::string before = "log 3 src/GPSHAL_RUXO_3.cpp ";
         const std::size_t end = line.find(" cycles without any data");
         if (end != std::string::npos)
             happens("empty cycles", line.substr(before.size(), end - before.size()), at);
     }
-    void apply(const Rule& rule, long at) {
+    void apply(const Rule& rule, std::int64_t at) {
         if (rule.kind == Begins && goesOn(rule, at))
             return;
         if (rule.kind == Begins)
@@ -137,7 +138,7 @@ private:
             happens(rule.lane, rule.what, at);
     }
     /// A wait that follows upon one of its kind is the same one.
-    bool goesOn(const Rule& rule, long at) {
+    bool goesOn(const Rule& rule, std::int64_t at) {
         const bool same = !rows.empty() && rows.back().lane == rule.lane && rows.back().what == rule.what &&
                           rows.back().to == at && rows.back().from != at;
         if (!same)

@@ -116,11 +116,11 @@ protected:
         ((*adapter).*memberOf(AdapterWorker()))->Stop();
         drawn.row("worker", 0, now(), "ends its sleep");
         adapter->Stop();
-        const long stopped = now();
+        const std::int64_t stopped = now();
         drawn.row("reader", 0, stopped, "ends its wait");
         drawn.row("application", 0, stopped, "Stop");
         adapter->Finalize();
-        const long finalized = now();
+        const std::int64_t finalized = now();
         drawn.row("gpsd", 0, finalized, "runs");
         drawn.row("application", stopped, finalized, "Finalize");
         adapter.reset();
@@ -128,7 +128,7 @@ protected:
         drawn.row("application", finalized, now(), "destructor");
         drawn.row("database", now(), now(), "is written");
     }
-    long now() const {
+    std::int64_t now() const {
         return std::chrono::duration_cast<std::chrono::milliseconds>(unit.clock.elapsed() - zero).count();
     }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include "Markup.h"
@@ -13,12 +14,12 @@ namespace {
 
 constexpr double kMicrodegrees = 1e6;
 
-std::string data(const std::string& name, std::size_t value) {
+std::string data(const std::string& name, std::uint64_t value) {
     const std::string text = std::to_string(value);
     return "<data id=\"data-count-" + name + "\" value=\"" + text + "\">" + text + "</data>";
 }
 
-std::string count(const char* name, std::size_t value, const char* words) {
+std::string count(const char* name, std::uint64_t value, const char* words) {
     return "<div><dt>" + std::string(words) + "</dt><dd>" + data(name, value) + "</dd></div>\n";
 }
 
