@@ -159,8 +159,8 @@ std::optional<std::uint32_t> LiveModel::fixAgeS(const telemetry::Moment& now) co
     return now.tickS < readings_->fixTickS ? 0 : now.tickS - readings_->fixTickS;
 }
 
-// As the service reckons: the remainder keeps the sign of the time, and a report comes within a second of a
-// multiple of the period, not sooner than five seconds after the one before.
+// As the service reckons: in 32 bits, the remainder keeps the sign of the time, and a report comes within a
+// second of a multiple of the period, not sooner than five seconds after the one before.
 std::optional<std::int64_t> LiveModel::secondsToTracking(const telemetry::Moment& now) const {
     const std::int64_t period = settings_.trackingPeriodS;
     if (!isRunning() || !settings_.enabled || !settings_.trackingEnabled || period == 0)
@@ -169,8 +169,9 @@ std::optional<std::int64_t> LiveModel::secondsToTracking(const telemetry::Moment
     if (lastTrackingTickS_)
         pause = std::max<std::int64_t>(kTrackingPauseS + *lastTrackingTickS_ - now.tickS, 0);
     const std::int64_t utcS = now.utcMs / static_cast<std::int64_t>(kMsPerSecond);
-    const std::int64_t remainder =
-        (utcS + pause - settings_.trackingBaseS + settings_.trackingOffsetS) % period;
+    const auto shiftedS =
+        static_cast<std::int32_t>(utcS + pause - settings_.trackingBaseS + settings_.trackingOffsetS);
+    const std::int64_t remainder = shiftedS % period;
     return isDue(remainder, period) ? pause : pause + period - 1 - remainder;
 }
 

@@ -244,6 +244,13 @@ TEST_F(LiveTracking, IsAlwaysDueWithABaseInTheFuture) {
     EXPECT_EQ(next(), 5);
 }
 
+TEST_F(LiveTracking, IsShiftedIn32BitsAsTheServiceDoesIt) {
+    schedule(60, -2000000000); // the sum is beyond 2^31, and so negative
+    EXPECT_EQ(next(), 0);
+    schedule(60, -2000000000, -2000000000);
+    EXPECT_EQ(next(), 41);
+}
+
 TEST_F(LiveTracking, NeverComesWhereItIsOffOrHasNoPeriod) {
     schedule(0);
     EXPECT_EQ(next(), -1);
