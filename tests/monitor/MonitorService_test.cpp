@@ -98,6 +98,10 @@ protected:
         for (Line& line : service->poll())
             lines.push_back(std::move(line));
     }
+    bool hasBegun(Step step) const {
+        const std::vector<Step> steps = stepsOf(lines);
+        return std::find(steps.begin(), steps.end(), step) != steps.end();
+    }
     std::uint32_t odometer() { return only<telemetry::ReadingsTaken>(lines).back().readings.odometerM; }
 
     Wishes wishes;
@@ -231,12 +235,23 @@ TEST_F(TheService, PassesRequestsOverWhileItIsNotUp) {
 }
 
 TEST_F(TheService, GoesDownFromEachStep) {
+    for (const Step step : {Step::Constructing, Step::Initializing, Step::Starting}) {
+        lines.clear();
+        start();
+        while (!hasBegun(step))
+            goOnFor(100ms);
+        stopAndWaitUntilItIsDown();
+        EXPECT_EQ(stepsOf(lines).back(), Step::Down);
+        EXPECT_FALSE(service->hasFailed());
+    }
+}
+
+TEST_F(TheService, TellsNoReadingsWhereItIsStoppedInFrontOfItsSettings) {
     start();
-    service->stop();
     stopAndWaitUntilItIsDown();
     EXPECT_EQ(stepsOf(lines).front(), Step::Constructing);
-    EXPECT_EQ(stepsOf(lines).back(), Step::Down);
-    EXPECT_FALSE(service->hasFailed());
+    EXPECT_TRUE(only<telemetry::SettingsTaken>(lines).empty());
+    EXPECT_TRUE(only<telemetry::ReadingsTaken>(lines).empty());
 }
 
 TEST_F(TheService, SaysWithWhichCodeItDoesNotComeUp) {

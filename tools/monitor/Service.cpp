@@ -159,7 +159,8 @@ void Service::bringDown() {
         return;
     lines_.enter(Step::Stopping, longestStop(wishes_.settings));
     const std::uint32_t stopped = adapter_->Stop();
-    look(); // what came meanwhile
+    if (hasSettings_)
+        look(); // what came meanwhile
     lines_.enter(Step::Finalizing, kLongestFinalize, stopped);
     const std::uint32_t finalized = adapter_->Finalize();
     lines_.enter(Step::Destroying, kLongestDestruction, finalized);
@@ -183,6 +184,7 @@ void Service::handIn(std::optional<std::uint32_t> odometerM) {
     }
     adapter_->SetParams(params);
     lines_.put(telemetry::SettingsTaken{wishes_.settings});
+    hasSettings_ = true;
 }
 
 void Service::setOdometer(std::uint32_t metres) {

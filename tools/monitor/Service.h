@@ -85,7 +85,8 @@ private:
     // The service's thread alone.
     Wishes wishes_;
     std::unique_ptr<GPSAdapter> adapter_;
-    std::string lastTold_; ///< the readings of the last line, as text
+    bool hasSettings_ = false; ///< they are told in front of the first readings
+    std::string lastTold_;     ///< the readings of the last line, as text
     std::int64_t lastToldMs_ = 0;
 
     // Both threads.
