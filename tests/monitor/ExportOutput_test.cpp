@@ -44,10 +44,12 @@ TEST(ExportOutput, WritesEitherFormat) {
 
 TEST(ExportOutput, SaysWhyItCouldNotBeWritten) {
     ExportOutput output("/dev/full", telemetry::writeGpx);
+    EXPECT_EQ(output.state(), Output::State::Going);
     testing::internal::CaptureStderr();
     EXPECT_FALSE(output.finish());
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "ruxogps-monitor: /dev/full: No space left on device\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // a live view still has it
+    EXPECT_EQ(output.state(), Output::State::Broken);
+    EXPECT_EQ(output.problem(), "/dev/full: No space left on device");
 }
 
 } // namespace

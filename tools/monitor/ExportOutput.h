@@ -2,6 +2,7 @@
 #define MONITOR_EXPORTOUTPUT_H
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -20,13 +21,15 @@ public:
 
     void take(const telemetry::Line& line) override { journey_.take(line); }
 
-    /// Says on standard error why the file could not be written.
     bool finish() override;
+    State state() const override { return failure_ ? State::Broken : State::Going; }
+    std::string problem() const override { return failure_.value_or(""); }
 
 private:
     std::string path_;
     Writer writer_;
     telemetry::Journey journey_;
+    std::optional<std::string> failure_; ///< why the file could not be written
 };
 
 } // namespace monitor

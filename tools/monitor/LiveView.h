@@ -31,6 +31,7 @@ public:
     void turn() override;
     int input() const override { return waiting_; }
     State state() const override { return state_; }
+    bool hidesStandardError() const override { return true; }
     bool finish() override;
 
     /// Gives the terminal and standard error back. May be called from a signal's handler.

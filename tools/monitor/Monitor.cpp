@@ -79,6 +79,9 @@ bool Monitor::finish(int status) {
     bool isWhole = true;
     for (const auto& output : outputs_)
         isWhole = output->finish() && isWhole;
+    if (std::any_of(outputs_.begin(), outputs_.end(),
+                    [](const auto& output) { return output->hidesStandardError(); }))
+        told_.clear(); // of what nobody has seen
     tellOfProblems();
     return isWhole;
 }

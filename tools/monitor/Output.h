@@ -37,8 +37,11 @@ public:
     /// What is wrong where it is broken, without a full stop.
     virtual std::string problem() const { return ""; }
 
-    /// The last line was taken. False where not all of it could be written; what problem() doesn't tell the
-    /// output has said itself. May wait for a reader, but not for ever.
+    /// Whether what is said on standard error isn't seen until `finish`.
+    virtual bool hidesStandardError() const { return false; }
+
+    /// The last line was taken. False where not all of it could be written; problem() then tells why. May
+    /// wait for a reader, but not for ever.
     virtual bool finish() { return state() != State::Broken; }
 };
 

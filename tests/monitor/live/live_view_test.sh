@@ -333,6 +333,23 @@ gives_the_terminal_back_when_the_library_ends_the_process() {
     expect "and it says why" shows "ruxogps-monitor: "
 }
 
+says_at_the_end_what_could_not_be_written() {
+    terminal 120 24
+    mkdir "$scratch/maps"
+    runs "$repository/tools/virtual-unit --writable $scratch --data-size 16 --receiver '--ttff 2' -- \
+        $MONITOR --record /data/drive.jsonl --gpx $scratch/maps/drive.gpx"
+    expect "it comes up" unit_long shows "service running"
+    types l
+    expect "the recording breaks off" unit_long shows "the recording /data/drive.jsonl ends here"
+    rmdir "$scratch/maps"
+    types q
+    unit_long has_ended
+    expect "the terminal is given back" is_as_before
+    expect "status" equal "$(status)" 1
+    expect "the recording" shows "ruxogps-monitor: the recording /data/drive.jsonl ends here: No space left on device"
+    expect "the map" shows "ruxogps-monitor: $scratch/maps/drive.gpx: No such file or directory"
+}
+
 goes_on_recording_while_the_terminal_takes_nothing() {
     local how
     for how in stopped unread; do
@@ -358,7 +375,8 @@ readonly checks=(
     keeps_the_log_off_the_screen never_waits_for_the_terminal)
 readonly unit_checks=(
     asks_the_service gives_the_terminal_back_when_it_is_ended gives_the_terminal_back_at_a_second_signal
-    gives_the_terminal_back_when_the_library_ends_the_process goes_on_recording_while_the_terminal_takes_nothing)
+    gives_the_terminal_back_when_the_library_ends_the_process says_at_the_end_what_could_not_be_written
+    goes_on_recording_while_the_terminal_takes_nothing)
 
 run_check() {
     failed=0
