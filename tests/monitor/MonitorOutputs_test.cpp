@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -16,6 +17,7 @@
 #include "Json.h"
 #include "JsonOutput.h"
 #include "LinesOutput.h"
+#include "LogOutput.h"
 #include "OnceOutput.h"
 #include "RecordOutput.h"
 
@@ -376,5 +378,25 @@ TEST_F(Recording, EndsWithAWholeLineWhereTheDiskIsFull) {
     output.take(event());
     EXPECT_EQ(text(), startText());
 }
+
+// --- The log --------------------------------------------------------------------------------------------
+
+TEST(LogOutput, IsStandardErrorFromItsBeginToItsEnd) {
+    const std::string file = "/tmp/log_output_test." + std::to_string(getpid());
+    testing::internal::CaptureStderr();
+    LogOutput output(file);
+    std::fputs("before, ", stderr);
+    output.begin();
+    std::fputs("the service's words", stderr);
+    EXPECT_TRUE(output.hidesStandardError());
+    EXPECT_TRUE(output.finish());
+    std::fputs("behind", stderr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "before, behind");
+    std::ifstream log(file);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), "the service's words");
+    std::remove(file.c_str());
+}
+
+TEST(LogOutput, NeedsAFileThatCanBeWritten) { EXPECT_THROW(LogOutput("/no/such/folder/log"), FileError); }
 
 } // namespace

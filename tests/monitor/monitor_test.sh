@@ -364,6 +364,10 @@ says_so_when_the_library_ends_the_process() {
     expect "why" has /tmp/err "^ruxogps-monitor: .*the serial line /dev/ttymxc1 can't be set up"
     expect "told" equal "$(values /tmp/out '[line.get("step", line.get("status")) for line in lines[-2:]]')" "['failed', 255]"
     expect "recorded" cmp /tmp/out /tmp/drive.jsonl
+    PATH=/tmp/bin:$PATH runs --json --log /tmp/log
+    expect "status" equal "$status" 255
+    expect "why, beside a log" equal "$(grep -c '^ruxogps-monitor: .*the serial line /dev/ttymxc1' /tmp/err)" 1
+    expect "in one line" equal "$(wc -l </tmp/err)" 1
 }
 
 runs_where_children_were_ignored() {

@@ -5,13 +5,12 @@
 // its readings. The main thread (Monitor) takes lines from there and hands them to the outputs, none of which
 // waits for a reader.
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "ExportOutput.h"
 #include "GeoJson.h"
@@ -19,6 +18,7 @@
 #include "JsonOutput.h"
 #include "LinesOutput.h"
 #include "LiveView.h"
+#include "LogOutput.h"
 #include "Monitor.h"
 #include "OnAUnit.h"
 #include "OnceOutput.h"
@@ -131,17 +131,6 @@ std::unique_ptr<Output> makeView(Requests& requests, const Moments& moments) {
     return std::make_unique<LinesOutput>(STDOUT_FILENO, isTerminal);
 }
 
-/// The library's log and the words of its commands go there. Opened before anything is touched, and -1 where
-/// none is wished for.
-int openLog(const std::string& file) {
-    if (file.empty())
-        return -1;
-    const int log = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    if (log < 0)
-        throw FileError(file + " can't be written: " + std::strerror(errno));
-    return log;
-}
-
 // --- Running --------------------------------------------------------------------------------------------
 
 int monitorUnit(const Options& options) {
@@ -152,12 +141,15 @@ int monitorUnit(const Options& options) {
     neverWaitForStandardError();
     const Moments moments;
     Service service(wishes, moments);
-    const int log = openLog(options.log);
+    // Opened before anything is touched, begun when no option can be wrong any more, and ended last.
+    auto log = options.log.empty() ? nullptr : std::make_unique<LogOutput>(options.log);
     Outputs outputs = makeOutputs(options, wishes, service);
-    if (log >= 0)
-        dup2(log, STDERR_FILENO);
+    if (log)
+        log->begin();
     if (hasNothingChosen(options))
         outputs.push_back(makeView(service, moments));
+    if (log)
+        outputs.push_back(std::move(log));
     return Monitor(service, moments, outputs).run();
 }
 

@@ -1,0 +1,37 @@
+#include "LogOutput.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "RecordOutput.h"
+
+namespace monitor {
+
+LogOutput::LogOutput(const std::string& file)
+    : log_(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) {
+    if (log_ < 0)
+        throw FileError(file + " can't be written: " + std::strerror(errno));
+}
+
+LogOutput::~LogOutput() {
+    finish();
+    close(log_);
+}
+
+void LogOutput::begin() {
+    former_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    dup2(log_, STDERR_FILENO);
+}
+
+bool LogOutput::finish() {
+    if (former_ < 0)
+        return true;
+    dup2(former_, STDERR_FILENO);
+    close(former_);
+    former_ = -1;
+    return true;
+}
+
+} // namespace monitor
