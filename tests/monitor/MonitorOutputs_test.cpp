@@ -397,6 +397,15 @@ TEST(LogOutput, IsStandardErrorFromItsBeginToItsEnd) {
     std::remove(file.c_str());
 }
 
+TEST(LogOutput, LeavesNoNewFileBehindWhereItWasNotBegun) {
+    const std::string file = "/tmp/log_output_test." + std::to_string(getpid());
+    { const LogOutput output(file); }
+    EXPECT_FALSE(std::filesystem::exists(file));
+    std::ofstream(file) << "of yesterday";
+    { const LogOutput output(file); }
+    EXPECT_TRUE(std::filesystem::remove(file));
+}
+
 TEST(LogOutput, NeedsAFileThatCanBeWritten) { EXPECT_THROW(LogOutput("/no/such/folder/log"), FileError); }
 
 } // namespace

@@ -10,7 +10,8 @@ namespace monitor {
 /// `--log`: until the end standard error is this file, for the library's log and the words of its commands.
 class LogOutput final : public Output {
 public:
-    /// Opens the file, to write behind what is there. Throws FileError.
+    /// Opens the file, to write behind what is there. Throws FileError. A new one goes again where it is not
+    /// begun.
     explicit LogOutput(const std::string& file);
     ~LogOutput() override;
     LogOutput(const LogOutput&) = delete;
@@ -26,6 +27,8 @@ public:
     bool finish() override;
 
 private:
+    std::string file_;
+    bool isLeftover_; ///< nobody has asked for it yet
     int log_;
     int former_ = -1;
 };
