@@ -7,6 +7,7 @@ namespace monitor {
 
 namespace {
 
+constexpr double kDateLine = 180e6; // microdegrees
 constexpr double kRadiansPerMicrodegree = 3.141592653589793 / 180 * 1e-6;
 
 } // namespace
@@ -23,15 +24,17 @@ bool marginCounts(telemetry::GeofenceState state) {
     return state != telemetry::GeofenceState::Outside && state != telemetry::GeofenceState::Left;
 }
 
-// No way around the date line: the service compares plain numbers as well.
+// No way around the date line: the service compares plain numbers as well, so an area ends there.
 double metresToBorder(const telemetry::Geofence& geofence, telemetry::GeofenceState state,
                       const telemetry::Position& position) {
     const double margin = marginCounts(state) ? geofence.margin : 0;
     const double north = std::abs(static_cast<double>(position.latitude) - geofence.centre.latitude) -
                          margin - (geofence.height >> 1);
-    const double east = (std::abs(static_cast<double>(position.longitude) - geofence.centre.longitude) -
-                         margin - (geofence.width >> 1)) *
-                        convergence(position.latitude);
+    const double half = margin + (geofence.width >> 1);
+    const double westEnd = std::max(geofence.centre.longitude - half, -kDateLine);
+    const double eastEnd = std::min(geofence.centre.longitude + half, kDateLine);
+    const double east =
+        std::max(westEnd - position.longitude, position.longitude - eastEnd) * convergence(position.latitude);
     const double outside = std::hypot(std::max(north, 0.0), std::max(east, 0.0));
     const double inside = -std::max(north, east);
     return (outside > 0 ? outside : std::max(inside, 0.0)) * kMetresPerMicrodegree;

@@ -195,6 +195,15 @@ TEST(LiveGeofence, KnowsNoWayAcrossTheDateLineAsTheServiceKnowsNone) {
     EXPECT_GT(monitor::metresToBorder(atDateLine, telemetry::GeofenceState::Outside, beyond), 3e7);
 }
 
+TEST(LiveGeofence, EndsAtTheDateLineAlsoWhereItsMarginGoesOn) {
+    using State = telemetry::GeofenceState;
+    const telemetry::Geofence toEast = {"", {0, 179997000}, 4000, 9000, 3000};
+    EXPECT_NEAR(monitor::metresToBorder(toEast, State::Inside, {0, 179999500}), 500 * 0.111133, 0.1);
+    EXPECT_NEAR(monitor::metresToBorder(toEast, State::Inside, {0, 179993000}), 1000 * 0.111133, 0.1);
+    const telemetry::Geofence toWest = {"", {0, -179997000}, 4000, 9000, 3000};
+    EXPECT_NEAR(monitor::metresToBorder(toWest, State::Inside, {0, -179999500}), 500 * 0.111133, 0.1);
+}
+
 // --- Tracking -------------------------------------------------------------------------------------------
 
 class LiveTracking : public testing::Test, protected LiveScene {
