@@ -141,10 +141,12 @@ longest_gap_of_fixes() {
 fixes_are_there() { (($(grep -c '"fix":{' /tmp/out) >= $1)); }
 
 prints_the_readings_once() {
+    receiver 'nofix'
     runs --once
     expect "without a fix" equal "$status" 0
     expect "its text" contains "$(</tmp/out)" $'\nfix          none yet\n'
     expect "gpsd is down" gpsd_is_down
+    receiver 'clear'
     runs --once --wait 120
     expect "with a fix" contains "$(</tmp/out)" 'position      47.285200    8.565300, altitude'
     runs --once --json
@@ -228,9 +230,20 @@ ends_at_once_by_a_second_signal() {
     until_it_says '"step":"running"'
     kill -TERM "$monitor"
     until_it_says '"step":"stopping"'
+    sleep 0.7 # signals within 50 ms of the host's clock are one
     ends TERM
     expect "status" equal "$status" 143
     expect "at once" not has /tmp/out '"type":"end"'
+}
+
+# As timeout(1) sends them.
+takes_two_signals_at_the_same_time_for_one() {
+    starts --json
+    until_it_says '"step":"running"'
+    kill -TERM "$monitor" && kill -TERM "$monitor"
+    is_over
+    expect "status" equal "$status" 143
+    expect "in order" has /tmp/out '"type":"end"'
 }
 
 ends_in_order_when_its_reader_goes() {
@@ -383,6 +396,7 @@ readonly checks=(
     records_what_it_tells records_behind_an_earlier_recording refuses_a_file_that_is_something_else
     goes_on_without_a_recording_where_the_disk_is_full
     ends_in_order_by_a_signal ends_in_order_while_it_comes_up ends_at_once_by_a_second_signal
+    takes_two_signals_at_the_same_time_for_one
     ends_in_order_when_its_reader_goes ends_in_order_where_nothing_can_be_written
     ends_in_order_where_its_output_is_closed goes_on_while_nobody_reads
     goes_on_when_gpsd_dies puts_the_services_log_into_a_file

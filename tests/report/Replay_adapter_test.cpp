@@ -258,6 +258,6 @@ TEST_P(RecordedDrive, IsReplayedWithAnotherIntervalAsTheAdapterRunsWithThatOne) 
     EXPECT_EQ(replay.odometerM, other.samples.back().readings.odometerM);
 }
 
-INSTANTIATE_TEST_SUITE_P(Random, RecordedDrive, ::testing::Range(1u, 13u));
+INSTANTIATE_TEST_SUITE_P(Random, RecordedDrive, ::testing::Range(1u, 1 + RANDOM_DRIVES));
 
 } // namespace

@@ -4,7 +4,7 @@
 namespace monitor {
 
 /// SIGINT, SIGTERM and SIGHUP ask for an end in order from now on, but for those that are ignored. A second
-/// one ends the process at once.
+/// one, more than 50 ms later, ends the process at once.
 void takeSignals();
 
 /// The first that has come, or 0.

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <mutex>
 #include <string_view>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -68,17 +67,22 @@ void writeFrom(Store& store) {
 } // namespace
 
 Stream::Stream(int descriptor, std::size_t room)
-    : store_(new Store{descriptor, room, {}, {}, {}, 0, 0, false}) {
-    std::thread([store = store_] {
-        blockSignals();
-        writeFrom(*store);
-    }).detach();
-}
+    : store_(new Store{descriptor, room, {}, {}, {}, 0, 0, false}), writer_([store = store_] {
+          blockSignals();
+          writeFrom(*store);
+      }) {}
 
+/// A thread that waits for a reader is left behind; another one would be in the way of the process's end.
 Stream::~Stream() {
-    const std::lock_guard<std::mutex> hold(store_->mutex);
+    std::unique_lock<std::mutex> hold(store_->mutex);
     store_->isClosed = true;
+    const bool endsAtOnce = store_->isEmpty() || store_->error != 0;
     store_->changed.notify_all();
+    hold.unlock();
+    if (endsAtOnce)
+        writer_.join();
+    else
+        writer_.detach();
 }
 
 bool Stream::put(const std::string& text, bool leavesHalf) {
@@ -96,11 +100,17 @@ int Stream::error() const {
     return store_->error;
 }
 
+/// It looks again and again: this is once, at the end, and waits for somebody else's reading.
 bool Stream::finish(double seconds) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
     std::unique_lock<std::mutex> hold(store_->mutex);
-    return store_->changed.wait_for(hold, std::chrono::duration<double>(seconds), [&] {
-        return store_->isEmpty() || store_->error != 0;
-    }) && store_->error == 0;
+    while (!store_->isEmpty() && store_->error == 0 && Clock::now() < end) {
+        hold.unlock();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        hold.lock();
+    }
+    return store_->isEmpty() && store_->error == 0;
 }
 
 } // namespace monitor

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace monitor {
 
@@ -31,6 +32,7 @@ public:
 private:
     struct Store;
     std::shared_ptr<Store> store_;
+    std::thread writer_;
 };
 
 } // namespace monitor
