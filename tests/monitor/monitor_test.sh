@@ -277,7 +277,8 @@ goes_on_while_nobody_reads() {
     until_so recorded_bytes 20000 # five times what the pipe takes
     memory=$(resident)
     until_so recorded_bytes 40000
-    expect "memory in KiB, $memory before" test "$(resident)" -lt $((memory + 2000))
+    # AddressSanitizer keeps what was freed.
+    is_instrumented || expect "memory in KiB, $memory before" test "$(resident)" -lt $((memory + 2000))
     ends TERM
     expect "status" equal "$status" 1
     expect "in order" has /tmp/drive.jsonl '"step":"down"'
@@ -406,6 +407,8 @@ readonly checks=(
 speed=$(awk -v factor="${RUXOGPS_UNIT_SPEED_FACTOR:-1}" 'BEGIN { print 10 * factor }')
 readonly speed
 readonly route='47.2852,8.5653,15;47.2950,8.5653,15'
+
+is_instrumented() { grep -qE 'lib[at]san\.so' "/proc/$monitor/maps"; }
 
 # What the unit of a check is like. The fast clock has a file open, which takes the place of a closed output.
 options_of() {

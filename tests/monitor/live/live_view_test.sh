@@ -74,7 +74,8 @@ unit_long() { soon "$@" || soon "$@" || soon "$@"; } # for what takes the unit s
 recorded() { grep -q "$1" "$scratch/recording" 2>/dev/null; }
 readings() { grep -c '"readings"' "$scratch/recording"; }
 has_more_readings_than() { (($(readings) > $1)); }
-signals() { pkill "-$1" -f "^$MONITOR --record $scratch/recording"; }
+signals() { pkill "-$1" -f "^$(literally "$MONITOR") --record $scratch/recording"; }
+literally() { sed 's/[]*.^$+?(){}|\\[]/\\&/g' <<<"$1"; } # in a regular expression
 
 # --- A recording ----------------------------------------------------------------------------------------
 
@@ -216,7 +217,7 @@ gives_the_terminal_back_after_signals() {
         terminal 80 24
         replays 100 hold
         expect "it is up" soon shows "q quit"
-        pkill "-$signal" -f "^$LIVE_REPLAY $scratch/drive"
+        pkill "-$signal" -f "^$(literally "$LIVE_REPLAY") $scratch/drive"
         expect "after SIG$signal" is_as_before
         expect "status of SIG$signal" equal "$(status)" $((128 + $(kill -l "$signal")))
     done
@@ -228,7 +229,7 @@ pauses_and_goes_on() {
         terminal 80 24
         types "$LIVE_REPLAY $scratch/drive 100 hold 2>/dev/null" Enter
         expect "it is up" soon shows "q quit"
-        if [[ $how == key ]]; then types C-z; else pkill -TSTP -f "^$LIVE_REPLAY $scratch/drive"; fi
+        if [[ $how == key ]]; then types C-z; else pkill -TSTP -f "^$(literally "$LIVE_REPLAY") $scratch/drive"; fi
         expect "it is stopped by $how" soon shows "Stopped"
         expect "on the former screen" equal "$(of_server display-message -p '#{alternate_on}')" 0
         types "clear; stty -a" Enter
