@@ -18,6 +18,8 @@ Usage: ./run-tests.sh [OPTIONS]
 
   --preset NAME  release (the default), debug, clang, asan+ubsan, tsan or libgps22, as in CMakePresets.json
   --no-install   the packages are there: look for none, install none
+  --leave-out LIST  leave out CTest's tests with these labels, for the tests here and those of --libgps: `monitor`
+                 (ruxogps-monitor on units and terminals), `people` (report, exports, examples); built are they all the same
 
 These run several targets one after the other, and end with a table of their tests:
 
@@ -60,13 +62,16 @@ choose_kind() {
 preset=
 kind=
 only=
+left_out=
 install=1
-read_options "preset:,no-install,fresh,arm,libgps,packages,pages,all,only:" "$@"
+read_options "preset:,leave-out:,no-install,fresh,arm,libgps,packages,pages,all,only:" "$@"
 set -- "${options[@]}"
 while [[ $1 != -- ]]; do
     case $1 in
         --preset) preset=$2; shift 2
             is_one_of "$preset" "${test_presets[@]}" || wrong_usage "--preset needs one of ${test_presets[*]}, not '$preset'" ;;
+        --leave-out) left_out=$2; shift 2
+            [[ $left_out =~ ^[a-z_]+(,[a-z_]+)*$ ]] || wrong_usage "--leave-out needs a list of labels, like monitor,people" ;;
         --only) only=$2; shift 2; [[ -n $only ]] || wrong_usage "--only needs a list of targets, like trixie,armhf" ;;
         --no-install) install=; shift ;;
         *) choose_kind "${1#--}"; shift ;;
@@ -83,6 +88,7 @@ case $kind in
     *) targets=() ;;
 esac
 ((${#targets[@]} == 0)) || [[ -z $preset ]] || wrong_usage "--preset and --$kind exclude each other"
+[[ -z $left_out || -z $kind || $kind == libgps ]] || wrong_usage "--leave-out and --$kind exclude each other"
 [[ -z $kind || -n $install ]] || wrong_usage "--no-install and --$kind exclude each other"
 if [[ -n $only ]]; then
     ((${#targets[@]} > 1)) || wrong_usage "--only narrows --libgps, --arm or --all"
@@ -134,7 +140,9 @@ run_here() {
     sed 's/^/== left out: /' "build/$preset/left-out.txt" 2>/dev/null
     export RUXOGPS_REPEATS_LOG=$PWD/build/$preset/repeats.log
     : >"$RUXOGPS_REPEATS_LOG"
-    ctest --preset "$preset" --parallel "$(nproc)" --no-label-summary </dev/null | with_the_repeats
+    local labels=()
+    [[ -z $left_out ]] || labels=(--label-exclude "^(${left_out//,/|})\$")
+    ctest --preset "$preset" "${labels[@]}" --parallel "$(nproc)" --no-label-summary </dev/null | with_the_repeats
     exit "${PIPESTATUS[0]}"
 }
 
@@ -182,8 +190,9 @@ needs_a_machine() { is_one_of "$1" bookworm trixie forky armhf-time64; }
 
 become_target() {
     case $1 in
-        release | libgps22) exec ./run-tests.sh --preset "$1" ;;
-        bookworm | trixie | forky) become_a_machine "$1" "tools/install-dependencies suite" "./run-tests.sh --no-install" ;;
+        release | libgps22) exec ./run-tests.sh --preset "$1" ${left_out:+--leave-out "$left_out"} ;;
+        bookworm | trixie | forky) become_a_machine "$1" "tools/install-dependencies suite" \
+            "./run-tests.sh --no-install ${left_out:+--leave-out $left_out}" ;;
         armhf | arm64 | armhf-libgps22) exec tools/arm/run-tests "$1" ;;
         armhf-time64) become_a_machine trixie "tools/arm/run-tests $1" ;;
         packages | pages) exec "tests/$1/run" ;;

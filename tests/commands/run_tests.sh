@@ -19,6 +19,7 @@ stand_in "$work/bin/cmake" <<<$'#!/bin/sh\nexit 0'
 stand_in "$work/bin/ctest" <<'CTEST'
 #!/bin/sh
 echo "1/2 Test #1: one ... Passed"
+[ -z "$ARGUMENTS" ] || echo "$@" >"$ARGUMENTS"
 [ -z "$REPEATED" ] || echo "$REPEATED" >>"$RUXOGPS_REPEATS_LOG"
 echo "50% tests passed, 1 tests failed out of 2"
 echo "Total Test time (real) =   0.01 sec"
@@ -48,6 +49,9 @@ expect "repeated runs stand in front of the summary" ends_with $'== 1 '"$repeate
 REPEATED='' run --preset debug
 expect "a run counts its own alone" ends_with $'== 0 '"$repeated"$'\n\n'"$summary"
 
+ARGUMENTS=$work/arguments REPEATED='' run --preset tsan --leave-out monitor,people
+expect "the labels are left out" grep -qF -- ' --label-exclude ^(monitor|people)$ ' "$work/arguments"
+
 for preset in fastest '' 'release debug' demo; do
     run --preset "$preset"
     expect "--preset '$preset' is refused" test "$status" = 2
@@ -72,6 +76,8 @@ expect_refused "--only needs some of bookworm trixie forky libgps22, not 'sid'" 
 expect_refused "--only needs some of armhf armhf-time64 arm64 armhf-libgps22, not ''" --arm --only armhf,
 expect_refused "--only needs a list of targets, like trixie,armhf" --arm --only ''
 expect_refused "--only narrows --libgps, --arm or --all" --only armhf
+expect_refused "--leave-out needs a list of labels, like monitor,people" --leave-out 'people|.*'
+expect_refused "--leave-out and --packages exclude each other" --packages --leave-out people
 expect_refused "--only narrows --libgps, --arm or --all" --packages --only armhf
 
 mkdir -p "$work/checkout/tools/arm"
