@@ -53,7 +53,8 @@ Requests& withLocale(Requests& requests) {
 
 // --- Life -----------------------------------------------------------------------------------------------
 
-LiveView::LiveView(Requests& requests, Now now) : requests_(withLocale(requests)), now_(std::move(now)) {
+LiveView::LiveView(Requests& requests, Now now)
+    : requests_(withLocale(requests)), now_(std::move(now)), screen_(terminal_.size()) {
     waiting_ = epoll_create1(EPOLL_CLOEXEC);
     watch(waiting_, terminal_.descriptor(), EPOLLIN, EPOLL_CTL_ADD);
     watch(waiting_, errors_.descriptor(), EPOLLIN, EPOLL_CTL_ADD);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <sys/mman.h>
 #include <system_error>
 #include <unistd.h>
@@ -74,6 +75,36 @@ private:
     std::array<struct sigaction, kSignals.size()> kept_ = {};
 };
 
+/// A variable of the environment, for a while.
+class Variable {
+public:
+    Variable(const char* name, std::size_t value) : name_(name) {
+        if (const char* const former = std::getenv(name))
+            former_ = former;
+        setenv(name, std::to_string(value).c_str(), 1);
+    }
+    ~Variable() {
+        if (former_)
+            setenv(name_, former_->c_str(), 1);
+        else
+            unsetenv(name_);
+    }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+
+private:
+    const char* name_;
+    std::optional<std::string> former_;
+};
+
+/// The size counts from the first byte on, which lets all rows scroll. The terminal's description would tell
+/// of another one, or, as the Linux console's, of none.
+SCREEN* newScreen(std::FILE* output, Size size) {
+    const Variable rows("LINES", size.rows);
+    const Variable columns("COLUMNS", size.columns);
+    return newterm(nullptr, output, stdin);
+}
+
 std::FILE* memoryFile() {
     const int descriptor = memfd_create("screen", MFD_CLOEXEC);
     std::FILE* const file = descriptor < 0 ? std::tmpfile() : fdopen(descriptor, "w+");
@@ -96,10 +127,9 @@ std::string takeAll(std::FILE* file) {
 
 class Screen::Parts {
 public:
-    Parts() : output_(memoryFile()) {
+    explicit Parts(Size size) : output_(memoryFile()) {
         const KeptSignals kept;
-        use_env(FALSE);
-        screen_ = newterm(nullptr, output_, stdin);
+        screen_ = newScreen(output_, size);
         if (screen_ == nullptr || ability("cup").empty())
             throw NoTerminal("TERM names no terminal that can place its cursor");
         typeahead(-1);
@@ -172,7 +202,7 @@ private:
     bool hasColours_ = false;
 };
 
-Screen::Screen() : parts_(std::make_unique<Parts>()) {}
+Screen::Screen(Size size) : parts_(std::make_unique<Parts>(size)) {}
 Screen::~Screen() = default;
 
 std::string Screen::enter() const { return ability("smcup") + ability("civis"); }

@@ -13,7 +13,8 @@ namespace monitor {
 /// terminal to write to: the bytes go into memory, so that none of them can be waited for.
 class Screen {
 public:
-    Screen(); ///< for the terminal that TERM names; throws NoTerminal
+    /// For the terminal that TERM names, of this size; throws NoTerminal.
+    explicit Screen(Size size);
     ~Screen();
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;

@@ -177,6 +177,27 @@ lives_without_colours() {
     expect "it goes on" soon shows "ready>"
 }
 
+key_row() { screen | grep -n "q quit" | cut -d: -f1; }
+key_row_is() { [[ $(key_row) == "$1" ]]; }
+
+# The terminal's description may tell of another size, or of none.
+fills_each_terminal() {
+    local kind
+    for kind in vt100 vt220 linux xterm-256color "vt100 NO_COLOR=1 LC_ALL=C"; do
+        # shellcheck disable=SC2086  # a kind may be several settings
+        terminal 100 30 TERM=$kind
+        replays 100 hold
+        expect "it is up on $kind" soon shows "Position   52.5"
+        expect "the keys stand in the last row of $kind" soon key_row_is 30
+        types Tab
+        expect "the next page" soon shows "300 m x 200 m + 100 m"
+        expect "and there too" key_row_is 30
+        types q
+        expect "it ends" soon has_ended
+        expect "all rows scroll again" equal "$(of_server display-message -p '#{scroll_region_upper} #{scroll_region_lower}')" "0 29"
+    done
+}
+
 needs_a_terminal_that_can_place_its_cursor() {
     terminal 80 24 TERM=dumb
     replays 100
@@ -371,7 +392,7 @@ goes_on_recording_while_the_terminal_takes_nothing() {
 
 readonly checks=(
     shows_a_drive takes_each_key turns_its_pages follows_a_new_size lives_without_colours
-    needs_a_terminal_that_can_place_its_cursor shows_names_as_the_terminal_can
+    fills_each_terminal needs_a_terminal_that_can_place_its_cursor shows_names_as_the_terminal_can
     gives_the_terminal_back_however_it_ends gives_the_terminal_back_after_signals pauses_and_goes_on
     keeps_the_log_off_the_screen never_waits_for_the_terminal)
 readonly unit_checks=(
