@@ -366,6 +366,18 @@ sigterm_lets_the_command_end_by_itself() {
     expect "no process is left" not sleep_is_running
 }
 
+# As timeout(1) sends them, to its program and to the process group; two of a kind may become one on their way.
+two_signals_at_once_are_one_wish() {
+    "$unit" --no-receiver -- bash -c "trap 'sleep 0.3; exit 33' TERM HUP; sleep $lasting & wait" &
+    local started=$!
+    soon sleep_is_running
+    kill -TERM "$started"
+    kill -HUP "$started"
+    wait "$started"
+    expect "the command ends in its own time" equal $? 33
+    expect "no process is left" not sleep_is_running
+}
+
 second_signal_ends_a_command_that_will_not() {
     "$unit" --no-receiver -- bash -c "trap '' TERM; sleep $lasting" 2>"$errors" &
     local started=$!
@@ -430,7 +442,8 @@ readonly checks=(
     every_way_of_waiting_counts_the_units_time clock_may_run_a_fraction_faster
     clock_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice takes_a_failure_in_time_as_it_is
     hosts_processes_are_out_of_reach hosts_files_are_read_only network_is_the_units_own two_units_run_side_by_side
-    leaves_no_process_behind sigterm_lets_the_command_end_by_itself second_signal_ends_a_command_that_will_not
+    leaves_no_process_behind sigterm_lets_the_command_end_by_itself two_signals_at_once_are_one_wish
+    second_signal_ends_a_command_that_will_not
     ctrl_c_in_a_terminal_ends_everything dies_with_its_caller writes_no_file_to_the_host)
 
 run_checks() {
