@@ -329,6 +329,9 @@ without_a_page_the_demo_fails_but_ends_with_its_summary_line() {
 # recorded TYPE: how many lines of the recording are of this type.
 recorded() { grep -c "^{\"type\":\"$1\"" "$scratch/drive.jsonl"; }
 
+# stated COUNT: the number of this kind that the page states.
+stated() { grep -oP "id=\"data-count-$1\" value=\"\K[0-9]+" "$scratch/drive.html"; }
+
 the_recording_holds_what_the_summary_line_counts() {
     RECEIVER_SIMULATOR=$simulator "$repository/tools/virtual-unit" --antenna 1 --speed 5 --writable "$scratch" \
         --receiver "--ttff 5 --route $repository/examples/drive/route.txt" -- "$drive" --for 60 --expect fix,position,tracking \
@@ -340,6 +343,13 @@ the_recording_holds_what_the_summary_line_counts() {
 updates, $(grep '^{"type":"tracking"' "$scratch/drive.jsonl" | grep -vc '"fix":null') tracking reports, $(recorded \
 'geofence_[a-z]*') geofence events, $(recorded antenna) antenna changes,"
     expect "its end" contains "$(tail -n 1 "$scratch/drive.jsonl")" '"type":"end"'
+    "$build/tools/report/ruxogps-report" "$scratch/drive.jsonl" -o "$scratch/drive.html"
+    expect "the page's numbers" contains "$(tail -n 1 "$output")" "demo: $(stated fixes) fixes, $(stated position-updates) \
+position updates, $(stated tracking) tracking reports, $(($(stated entered) + $(stated left))) geofence events, $(stated \
+antenna) antenna changes,"
+    expect "and the reports without a fix" equal "$(stated tracking-without-fix)" \
+        "$(grep '^{"type":"tracking"' "$scratch/drive.jsonl" | grep -c '"fix":null')"
+    expect "of which there are some" test "$(stated tracking-without-fix)" -gt 0
 }
 
 # --- No unit --------------------------------------------------------------------------------------------

@@ -56,9 +56,10 @@ TEST_F(RecordedDrive, CountsWhatItHolds) {
     lines.start().fixesFor(3).reading();
     lines.line(telemetry::GeofenceCrossed{true, {}, "a", {}}).line(telemetry::GeofenceCrossed{});
     lines.line(telemetry::AntennaChanged{3, {}}).line(telemetry::AvailabilityChanged{});
-    lines.line(telemetry::PositionUpdated{}).line(telemetry::Tracked{}).line(telemetry::Lost{7});
+    lines.line(telemetry::PositionUpdated{}).line(telemetry::Lost{7});
+    lines.line(telemetry::Tracked{telemetry::Fix{}}).line(telemetry::Tracked{}).line(telemetry::Tracked{});
     const Counts counts = lines.drive().counts;
-    EXPECT_EQ(counts.lines, 14u);
+    EXPECT_EQ(counts.lines, 16u);
     EXPECT_EQ(counts.samples, 4u);
     EXPECT_EQ(counts.fixes, 3u);
     EXPECT_EQ(counts.entered, 1u);
@@ -67,6 +68,7 @@ TEST_F(RecordedDrive, CountsWhatItHolds) {
     EXPECT_EQ(counts.availabilityChanges, 1u);
     EXPECT_EQ(counts.positionUpdates, 1u);
     EXPECT_EQ(counts.trackingReports, 1u);
+    EXPECT_EQ(counts.trackingReportsWithoutFix, 2u);
     EXPECT_EQ(counts.lost, 7u);
 }
 

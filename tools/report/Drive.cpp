@@ -77,8 +77,8 @@ void count(Counts& counts, const Content& content) {
         ++counts.availabilityChanges;
     else if (is<PositionUpdated>(content))
         ++counts.positionUpdates;
-    else if (is<Tracked>(content))
-        ++counts.trackingReports;
+    else if (const auto* tracked = std::get_if<Tracked>(&content))
+        ++(tracked->fix ? counts.trackingReports : counts.trackingReportsWithoutFix);
     else if (const auto* lost = std::get_if<Lost>(&content))
         counts.lost += lost->events;
 }

@@ -75,7 +75,8 @@ struct Counts {
     std::size_t antennaChanges = 0;
     std::size_t availabilityChanges = 0;
     std::size_t positionUpdates = 0;
-    std::size_t trackingReports = 0;
+    std::size_t trackingReports = 0;           ///< those with a fix
+    std::size_t trackingReportsWithoutFix = 0; ///< while the service had had none
     std::uint64_t lost = 0;
 };
 

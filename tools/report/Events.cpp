@@ -109,16 +109,24 @@ bool goesOn(const Happening& before, const Happening& event) {
 struct RoutineCount {
     std::size_t updates = 0;
     std::size_t reports = 0;
+    std::size_t reportsWithoutFix = 0;
 
     void take(const Event& event) {
         updates += std::holds_alternative<telemetry::PositionUpdated>(event.content);
-        reports += std::holds_alternative<telemetry::Tracked>(event.content);
+        if (const auto* tracked = std::get_if<telemetry::Tracked>(&event.content))
+            ++(tracked->fix ? reports : reportsWithoutFix);
     }
 
     std::string words() const {
-        const std::string both = updates != 0 && reports != 0 ? ", " : "";
-        return (updates == 0 ? "" : counted(updates, "position update", "position updates")) + both +
-               (reports == 0 ? "" : counted(reports, "tracking report", "tracking reports"));
+        std::string all;
+        const auto add = [&](std::size_t many, const char* one, const char* more) {
+            if (many != 0)
+                all += (all.empty() ? "" : ", ") + counted(many, one, more);
+        };
+        add(updates, "position update", "position updates");
+        add(reports, "tracking report", "tracking reports");
+        add(reportsWithoutFix, "tracking report without a fix", "tracking reports without a fix");
+        return all;
     }
 };
 

@@ -35,16 +35,20 @@ std::string text(const std::string& style, const Place& place, const std::string
 
 // --- Ground ---------------------------------------------------------------------------------------------
 
+/// Ground and grid go on beyond the frame: on a page the map may be wider or higher than it.
+constexpr double kBeyond = 600;
+
 std::string grid(const Frame& frame) {
     const double step = frame.gridM() * frame.unitsPerMetre();
     const Place zero = frame.on(Ground{});
+    const double right = Frame::kWidth + kBeyond;
+    const double below = frame.height() + kBeyond;
+    const auto first = [&](double line) { return line - std::ceil((line + kBeyond) / step - 1) * step; };
     std::string data;
-    for (double x = std::fmod(zero.x, step); x < Frame::kWidth; x += step)
-        if (x > 0)
-            data += "M" + number(x, 1) + " 0V" + number(frame.height());
-    for (double y = std::fmod(zero.y, step); y < frame.height(); y += step)
-        if (y > 0)
-            data += "M0 " + number(y, 1) + "H" + number(Frame::kWidth);
+    for (double x = first(zero.x); x < right; x += step)
+        data += "M" + number(x, 1) + " " + number(-kBeyond) + "V" + number(below);
+    for (double y = first(zero.y); y < below; y += step)
+        data += "M" + number(-kBeyond) + " " + number(y, 1) + "H" + number(right);
     return path("grid", data);
 }
 
@@ -68,15 +72,17 @@ std::string scaleBar(const Frame& frame) {
     const double below = frame.height() - 20;
     const double right = kLeft + frame.gridM() * frame.unitsPerMetre();
     const std::string ends = number(below - 8, 1) + "V" + number(below, 1);
-    return path("scale",
+    return "<g class=\"edge lower\">" +
+           path("scale",
                 "M" + number(kLeft) + " " + ends + "H" + number(right, 1) + "V" + number(below - 8, 1)) +
-           text("label", {kLeft + 6, below - 8}, distance(frame.gridM()));
+           text("label", {kLeft + 6, below - 8}, distance(frame.gridM())) + "</g>\n";
 }
 
 std::string north() {
-    return "<g transform=\"translate(968 44)\"><g class=\"glyph\"><path class=\"north\" d=\"M0-24 9 10 0 4-9 "
+    return "<g class=\"edge upper\"><g transform=\"translate(968 58)\"><g class=\"glyph\"><path "
+           "class=\"north\" d=\"M0-24 9 10 0 4-9 "
            "10z\"/>"
-           "<text class=\"label middle\" y=\"30\">N</text></g></g>\n";
+           "<text class=\"label middle\" y=\"30\">N</text></g></g></g>\n";
 }
 
 // --- Geofences ------------------------------------------------------------------------------------------
@@ -235,21 +241,65 @@ std::string mark(const Place& place, const std::string& style, double timeS, con
 
 std::string glyph(const char* data) { return "<path d=\"" + std::string(data) + "\"/>"; }
 
-/// Leaves a number out where another one stands already.
+/// Where a number may stand beside its mark, and how far from the mark it reaches on the smallest screen,
+/// where marks are largest.
+struct Side {
+    const char* label;
+    double left, right, above, below;
+
+    bool covers(const Place& mark, const Place& other) const {
+        const double x = other.x - mark.x;
+        const double y = other.y - mark.y;
+        return x > left && x < right && y > above && y < below;
+    }
+};
+
+constexpr std::array<Side, 4> kSides{{
+    {"<text class=\"label\" x=\"11\" y=\"5\">", 0, 75, -30, 30},
+    {"<text class=\"label last\" x=\"-11\" y=\"5\">", -75, 0, -30, 30},
+    {"<text class=\"label middle\" y=\"-14\">", -40, 40, -75, 0},
+    {"<text class=\"label middle\" y=\"25\">", -40, 40, 0, 75},
+}};
+
+/// Leaves a number out where another one stands already, and puts it where first and last fix are free.
 class Numbers {
 public:
+    explicit Numbers(const std::vector<Place>& ends) : ends_(ends) {}
+
     std::string at(const Place& place, std::size_t number) {
         constexpr double kNear = 22;
         for (const Place& each : taken_)
             if (std::abs(each.x - place.x) < kNear && std::abs(each.y - place.y) < kNear)
                 return "";
         taken_.push_back(place);
-        return "<text class=\"label\" x=\"11\" y=\"5\">" + std::to_string(number) + "</text>";
+        return freeSide(place).label + std::to_string(number) + "</text>";
     }
 
 private:
+    const Side& freeSide(const Place& place) const {
+        // Beyond the ring that shows the place on the track: at first it is there.
+        static constexpr Side kBeyondRing{"<text class=\"label\" x=\"17\" y=\"5\">", -9, 9, -9, 9};
+        if (std::any_of(ends_.begin(), ends_.end(),
+                        [&](const Place& end) { return kBeyondRing.covers(place, end); }))
+            return kBeyondRing;
+        const auto isFree = [&](const Side& side) {
+            return std::none_of(ends_.begin(), ends_.end(),
+                                [&](const Place& end) { return side.covers(place, end); });
+        };
+        const auto* const found = std::find_if(kSides.begin(), kSides.end(), isFree);
+        return found == kSides.end() ? kSides.front() : *found;
+    }
+
+    std::vector<Place> ends_;
     std::vector<Place> taken_;
 };
+
+/// First and last fix, where there are some.
+std::vector<Place> endsOf(const MapContents& contents) {
+    if (contents.track.empty())
+        return {};
+    return {contents.frame.on(contents.track.front().at), contents.frame.on(contents.track.back().at)};
+}
 
 /// Where there are very many marks, one that would stand on another is left out.
 class Crowd {
@@ -267,7 +317,7 @@ private:
 };
 
 std::string crossingMarks(const MapContents& contents) {
-    Numbers numbers;
+    Numbers numbers(endsOf(contents));
     Crowd crowd;
     std::string marks;
     for (const Happening& happening : contents.happenings) {
@@ -332,8 +382,9 @@ std::string endMarks(const MapContents& contents) {
 } // namespace
 
 std::string mapElements(const MapContents& contents) {
-    const std::string ground = "<rect class=\"ground\" width=\"" + number(Frame::kWidth) + "\" height=\"" +
-                               number(contents.frame.height()) + "\"/>\n";
+    const std::string ground = "<rect class=\"ground\" x=\"" + number(-kBeyond) + "\" y=\"" +
+                               number(-kBeyond) + "\" width=\"" + number(Frame::kWidth + 2 * kBeyond) +
+                               "\" height=\"" + number(contents.frame.height() + 2 * kBeyond) + "\"/>\n";
     if (contents.frame.isEmpty())
         return ground + text("label middle", {Frame::kWidth / 2, contents.frame.height() / 2},
                              "No fix and no geofence: there is nothing to draw");

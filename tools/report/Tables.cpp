@@ -118,7 +118,9 @@ std::string countsTable(const Drive& drive) {
                        count("antenna", counts.antennaChanges, "antenna changes") +
                        count("availability", counts.availabilityChanges, "availability changes") +
                        count("position-updates", counts.positionUpdates, "position updates") +
-                       count("tracking", counts.trackingReports, "tracking reports") +
+                       count("tracking", counts.trackingReports, "tracking reports with a fix") +
+                       count("tracking-without-fix", counts.trackingReportsWithoutFix,
+                             "tracking reports without a fix") +
                        count("lost", counts.lost, "events lost") +
                        count("stretches", drive.stretches.size(), "interruptions") +
                        count("damage", drive.damage.size(), "damaged lines") +

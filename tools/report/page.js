@@ -189,6 +189,25 @@
     for (const mark of document.querySelectorAll('.mark[data-t]'))
         mark.addEventListener('click', () => showSoon(Number(mark.dataset.t)));
 
+    // Scale bar and north are in the corners of what is seen, which may be more than the drawing.
+    const toCorners = () => {
+        const matrix = map.getScreenCTM();
+        if (matrix === null)
+            return;
+        const box = map.getBoundingClientRect();
+        const inverse = matrix.inverse();
+        const [from, to] = [new DOMPoint(box.left, box.top), new DOMPoint(box.right, box.bottom)]
+            .map(point => point.matrixTransform(inverse));
+        const drawing = map.viewBox.baseVal;
+        const move = (edge, x, y) => {
+            for (const element of map.querySelectorAll('.edge.' + edge))
+                element.setAttribute('transform', 'translate(' + x.toFixed(1) + ' ' + y.toFixed(1) + ')');
+        };
+        move('upper', to.x - drawing.width, from.y);
+        move('lower', from.x, to.y - drawing.height);
+    };
+    new ResizeObserver(toCorners).observe(map);
+
     // --- Keys -----------------------------------------------------------------------------------------------
 
     const nextEvent = () => (events.find(event => event.time > seconds + 0.05) || {time: series.duration}).time;

@@ -273,6 +273,42 @@ class Looks(PageTest):
             self.assertLessEqual(browser.run("return document.documentElement.scrollWidth"), PHONE[0])
 
 
+class Map(PageTest):
+    """Of a drive that goes straight east and west."""
+
+    @classmethod
+    def setUpClass(cls):
+        recordings.flat(OTHER_RECORDING)
+        make_page(OTHER_RECORDING, OTHER)
+
+    def share(self, what):
+        """Of the map's width."""
+        return browser.run("const map = document.querySelector(arguments[0]).getBoundingClientRect(); "
+                           "return (" + what + ") / map.width", MAP)
+
+    def test_is_as_high_as_any_other_beside_the_charts(self):
+        self.open(OTHER, size=(1440, 1000))
+        self.assertAlmostEqual(self.share("map.height"), 0.8, delta=0.01)
+
+    def test_is_flat_above_the_charts(self):
+        self.open(OTHER, size=PHONE)
+        self.assertAlmostEqual(self.share("map.height"), 0.42, delta=0.01)
+
+    def test_has_a_metre_as_long_to_the_north_as_to_the_east(self):
+        for size in ((1440, 1000), (1440, 500), PHONE):
+            self.open(OTHER, size=size)
+            metre = browser.run("const m = document.querySelector(arguments[0]).getScreenCTM(); return [m.a, m.d]", MAP)
+            self.assertAlmostEqual(metre[0], metre[1], places=4)
+
+    def test_has_north_and_scale_in_its_corners(self):
+        for size in ((1440, 1000), (1440, 500), PHONE):
+            self.open(OTHER, size=size)
+            box = "document.querySelector('#map .%s').getBoundingClientRect()"
+            for distance in ("map.right - " + box % "north" + ".right", box % "north" + ".top - map.top",
+                             box % "scale" + ".left - map.left", "map.bottom - " + box % "scale" + ".bottom"):
+                self.assertTrue(0 < self.share(distance) < 0.05, (size, distance, self.share(distance)))
+
+
 class Paper(PageTest):
     def test_takes_the_page(self):
         self.open(scheme="dark")

@@ -31,6 +31,7 @@ class Recording:
         self.file = open(path, "w", encoding="utf-8")
         self.begin_s = 0  # of this start of the monitor
         self.centre = latitude, longitude
+        self.north_radius_m = LAP_RADIUS_M
         self.metres_per_degree = METRES_PER_DEGREE, METRES_PER_DEGREE * math.cos(math.radians(latitude))
         self.geofences = (geofence(0, "Depot", latitude, self.place(0)[1]),
                           geofence(4, AWKWARD_NAME, latitude, self.place(math.pi)[1]))
@@ -39,9 +40,9 @@ class Recording:
         self.position = None
 
     def place(self, angle):
-        """On the track."""
+        """On the track, which is round unless it is made flat."""
         east = self.centre[1] + LAP_RADIUS_M * math.cos(angle) / self.metres_per_degree[1]
-        return (round(self.centre[0] + LAP_RADIUS_M * math.sin(angle) / self.metres_per_degree[0], 6),
+        return (round(self.centre[0] + self.north_radius_m * math.sin(angle) / self.metres_per_degree[0], 6),
                 round((east + 180) % 360 - 180, 6))
 
     def line(self, second, kind, **content):
@@ -119,6 +120,7 @@ def eventful(path, *where):
     recording.start(0)
     recording.line(0, "availability", available=True, **recording.where())
     recording.antenna(0, 1)
+    recording.line(0, "tracking", fix=None)
     recording.stretch(1, 400)
     recording.antenna(400, 2)
     for second in range(400, 425):
@@ -129,6 +131,15 @@ def eventful(path, *where):
     recording.start(760)
     recording.stretch(761, 1200)
     recording.end(1200)
+
+
+def flat(path):
+    """Half a lap that leads hardly to the north."""
+    recording = Recording(path)
+    recording.north_radius_m = 40
+    recording.start(0)
+    recording.stretch(1, LAP_S // 2)
+    recording.end(LAP_S // 2)
 
 
 def without_fix(path):
@@ -161,7 +172,8 @@ def counts(path):
         for text in file:
             line = json.loads(text)
             lines += 1
-            kinds[line["type"]] = kinds.get(line["type"], 0) + 1
+            kind = "without_fix" if line["type"] == "tracking" and line["fix"] is None else line["type"]
+            kinds[kind] = kinds.get(kind, 0) + 1
             if line["type"] == "readings":
                 fixes += line["fix_tick_s"] not in (0, tick)
                 tick = line["fix_tick_s"]
@@ -169,4 +181,5 @@ def counts(path):
     return {"lines": lines, "samples": kinds.get("readings", 0), "fixes": fixes, "lost": lost,
             "entered": kinds.get("geofence_entered", 0), "left": kinds.get("geofence_left", 0),
             "antenna": kinds.get("antenna", 0), "availability": kinds.get("availability", 0),
-            "position-updates": kinds.get("position_update", 0), "tracking": kinds.get("tracking", 0)}
+            "position-updates": kinds.get("position_update", 0), "tracking": kinds.get("tracking", 0),
+            "tracking-without-fix": kinds.get("without_fix", 0)}

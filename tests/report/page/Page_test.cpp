@@ -62,11 +62,39 @@ TEST(Page, StatesAsManyOfEachKindAsTheRecordingHolds) {
     EXPECT_EQ(stated(somePage(), "count-lost"), "0");
 }
 
+TEST(Page, CountsTrackingReportsWithoutAFixByThemselves) {
+    MadeDrive made({50000000, 8000000});
+    made.setTrackingPeriod(10);
+    made.setSky(false);
+    made.stand(10);
+    made.setSky(true);
+    made.stand(20);
+    const std::string page = pageOf(driveOf(made.recording()));
+    EXPECT_EQ(stated(page, "count-tracking"), "2");
+    EXPECT_EQ(stated(page, "count-tracking-without-fix"), "1");
+    EXPECT_THAT(page, HasSubstr("<bdi>1 tracking report without a fix</bdi>"));
+}
+
 TEST(Page, MarksEachCrossingOnTheMapAndOverTime) {
     const std::size_t entered = someDrive().counts.entered;
     ASSERT_GT(entered, 0u);
     EXPECT_EQ(occurrences(somePage(), "class=\"mark entered\" data-t="), 2 * entered);
     EXPECT_EQ(occurrences(somePage(), "class=\"mark left\" data-t="), 2 * someDrive().counts.left);
+}
+
+/// A drive straight west out of a geofence, whose border is so far from the first fix.
+std::string pageThatLeaves(double metres) {
+    MadeDrive made({0, 8000000});
+    made.addGeofence("Yard", 200 - metres, 0, 3600, 3600, 0); // 400 m wide
+    made.stand(3);
+    made.driveTo(-2000, 0, 50);
+    return pageOf(driveOf(made.recording()));
+}
+
+TEST(Page, PutsNoNumberOnTheFirstFix) {
+    EXPECT_THAT(pageThatLeaves(390), HasSubstr("<text class=\"label\" x=\"11\" y=\"5\">1</text>"));
+    EXPECT_THAT(pageThatLeaves(2), HasSubstr("<text class=\"label\" x=\"17\" y=\"5\">1</text>"));
+    EXPECT_THAT(pageThatLeaves(60), HasSubstr("<text class=\"label last\" x=\"-11\" y=\"5\">1</text>"));
 }
 
 TEST(Page, HasARowForEachCrossing) {
