@@ -16,6 +16,10 @@ readonly route=examples/drive/route.txt
 
 readonly end_s=2 # so long an interrupted step has to end by itself
 
+# The story's lines have date, time and position in front of their text.
+readonly text_column=45
+readonly least_text=30 # columns: where a terminal has fewer for it, the text goes on further left
+
 folder=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 readonly folder
 # shellcheck source=tools/options.bash
@@ -103,6 +107,7 @@ interrupted() {
     for step in $(jobs -p); do
         { end_step "$step"; wait "$step"; } 2>/dev/null
     done
+    show_last_lines
     echo "$tool: interrupted; nothing is left running" >&"$errors"
     exit $((128 + $(kill -l "$1")))
 }
@@ -126,7 +131,7 @@ quietly() {
 # In the foreground, as sudo may have to ask for a password; what apt starts must not keep the lock.
 build_all() {
     say "installing what is missing, then building (the words of compiler and CMake go to $results/build.log)"
-    tools/install-dependencies run {turn}>&- || fail "the packages could not be installed"
+    tools/install-dependencies run {turn}>&- >&"$screen" || fail "the packages could not be installed"
     quietly cmake --preset demo
     quietly cmake --build --preset demo
 }
@@ -137,6 +142,68 @@ check_recording() {
     words=$("$simulator" --check-recording "$recording" 2>&1) ||
         wrong_usage "--recording: ${words#*--check-recording: }"
     say "the capture holds $words"
+}
+
+# --- Lines on a terminal --------------------------------------------------------------------------------
+
+# From here on a terminal gets what this script and its steps say at `screen` through a process that wraps it at words.
+# Elsewhere each line stays as it is.
+wrap_lines_on_a_terminal() {
+    exec {screen}>&1
+    wrapper=
+    [[ -t 1 ]] || return 0
+    exec > >(trap '' INT TERM HUP; wrap_lines)
+    wrapper=$!
+    trap show_last_lines EXIT
+}
+
+# Bounded, as a step may leave somebody behind who could still say something.
+show_last_lines() {
+    local tries
+    exec >&"$screen"
+    for ((tries = 0; tries < 20; tries++)); do
+        [[ -n $wrapper ]] && kill -0 "$wrapper" 2>/dev/null || return 0
+        sleep 0.1
+    done
+}
+
+# The terminal may get another size meanwhile.
+wrap_lines() {
+    local line columns
+    while IFS= read -r line; do
+        read -r _ columns < <(stty size <&"$screen")
+        wrap_line "$line" "${columns:-0}"
+    done
+}
+
+# wrap_line LINE COLUMNS: what goes on is indented. A word that is wider than the terminal, as a path may be, stays whole.
+wrap_line() {
+    local line=$1 indent=4 head
+    if [[ $line == "== "* ]]; then
+        indent=3
+    elif [[ ${line:0:20} =~ ^[0-9-]{10}\ [0-9:]{8}\ $ ]]; then
+        (($2 < text_column + least_text)) || indent=$text_column
+    fi
+    while (($2 > 0 && ${#line} > $2)); do
+        ((indent == text_column)) || squeeze_blanks
+        head=${line:0:$2 + 1}
+        head=${head% *}
+        [[ ${head:indent} == *[!\ ]* && $head != "${line:0:$2 + 1}" ]] || break
+        without_blanks_behind "$head"
+        line=${line:${#head}}
+        line=$(printf '%*s' "$indent" '')${line#"${line%%[! ]*}"}
+    done
+    without_blanks_behind "$line"
+}
+
+without_blanks_behind() { printf '%s\n' "${1%"${1##*[! ]}"}"; }
+
+# Columns have no meaning where there is no room for them; an indentation stays.
+squeeze_blanks() {
+    local front=${line%%[! ]*}
+    line=${line#"$front"}
+    while [[ $line == *"   "* ]]; do line=${line//   /  }; done
+    line=$front$line
 }
 
 # --- The picture on a terminal --------------------------------------------------------------------------
@@ -169,7 +236,7 @@ end_process() { { kill "$1" && wait "$1"; } 2>/dev/null; }
 # Key q leaves the picture, and the rest is told in lines. Ctrl-C comes to the picture as a key.
 show_drive() {
     local view ended status
-    env --default-signal=INT "$picture" --speed "$speed" "$results/drive.jsonl" <&"$keys" &
+    env --default-signal=INT "$picture" --speed "$speed" "$results/drive.jsonl" <&"$keys" >&"$screen" &
     view=$!
     wait -n -p ended "$view" "$1"
     status=$?
@@ -211,6 +278,7 @@ main() {
     take_options "$@"
     cd "$folder" || exit
     exec {errors}>&2 {keys}<&0 # a signal may come while a step's words go to a file; background processes have no input
+    wrap_lines_on_a_terminal
     trap 'interrupted INT' INT
     trap 'interrupted TERM' TERM
     trap 'interrupted HUP' HUP

@@ -7,6 +7,7 @@
 #include "Expectations.h"
 #include "Format.h"
 #include "Microdegrees.h"
+#include "Wrapping.h"
 
 namespace {
 
@@ -289,6 +290,6 @@ void Drive::learnGeofences() {
 void Drive::say(const std::string& text) const { sayAt(std::time(nullptr), readings_.data, text); }
 
 void Drive::sayAt(std::time_t utc, const GPSData& data, const std::string& text) const {
-    std::printf("%s  %s  %s\n", timeText(utc).c_str(), positionText(data).c_str(), text.c_str());
+    printLine(timeText(utc) + "  " + positionText(data) + "  " + text);
     std::fflush(stdout);
 }

@@ -15,6 +15,7 @@
 #include "Drive.h"
 #include "Expectations.h"
 #include "OnAUnit.h"
+#include "Wrapping.h"
 
 namespace {
 
@@ -40,14 +41,14 @@ void stopOnSignal() {
 /// The closing lines; the summary line is the last one.
 void close(const Options& options, const Tally& tally, const Verdict& verdict) {
     for (const std::string& sentence : verdict.excused)
-        std::printf("not due: %s\n", sentence.c_str());
+        printLine("not due: " + sentence);
     for (const std::string& sentence : verdict.unmet)
-        std::printf("not seen: %s\n", sentence.c_str());
+        printLine("not seen: " + sentence);
     if (!options.summary)
         return;
     for (const std::string& sentence : inWords(options, tally, verdict))
-        std::printf("%s\n", sentence.c_str());
-    std::printf("%s\n", summary(tally).c_str());
+        printLine(sentence);
+    printLine(summary(tally));
 }
 
 ExitStatus statusOf(const Verdict& verdict) {

@@ -145,7 +145,7 @@ screen() { terminal capture-pane -p; }
 
 # The demo in a terminal of its own, until what is to be seen is on the screen.
 start_demo_on_a_terminal() {
-    env --default-signal=INT,TERM,HUP tmux -S "$scratch/terminal" -f /dev/null new-session -d -x 80 -y 24 \
+    env --default-signal=INT,TERM,HUP tmux -S "$scratch/terminal" -f /dev/null new-session -d -x "${columns:-80}" -y 24 \
         "stty -g >'$scratch/settings'; echo \$\$ >'$scratch/shell'
         PATH='$scratch/bin':\$PATH TMPDIR='$scratch/tmp' '$checkout/run-demo.sh' ${*:2}; echo \$? >'$scratch/status'
         stty -g >'$scratch/settings-after'; sleep 300"
@@ -195,6 +195,18 @@ sigterm_takes_the_picture_away() {
 
 on_a_terminal_too_the_drive_can_be_told_in_lines() {
     start_demo_on_a_terminal "around the unit  the vehicle departs" --speed 10 --lines
+    terminal send-keys C-c
+    expect_the_terminal_back 130
+}
+
+on_a_narrow_terminal_its_lines_break_at_words() {
+    columns=40 start_demo_on_a_terminal "the vehicle departs" --speed 10 --lines
+    # What the terminal itself has broken is joined.
+    local rows
+    rows=$(terminal capture-pane -p -J -S -)
+    expect "no row is wider" equal "$(grep -E '.{41}' <<<"$rows")" ""
+    expect "what goes on is indented" contains "$rows" "
+    over and configures it; this takes"
     terminal send-keys C-c
     expect_the_terminal_back 130
 }
@@ -401,6 +413,7 @@ readonly checks=(ctrl_c_ends_the_build ctrl_c_ends_the_configuration_of_the_rece
     ctrl_c_ends_the_second_start ctrl_c_ends_a_recording sigterm_ends_the_demo_alone_as_well
     on_a_terminal_the_drive_is_shown_until_a_key_leaves_it ctrl_c_in_the_picture_ends_the_demo
     sigterm_takes_the_picture_away on_a_terminal_too_the_drive_can_be_told_in_lines
+    on_a_narrow_terminal_its_lines_break_at_words
     the_second_demo_waits_for_the_first a_demo_that_waits_can_be_interrupted
     a_file_without_a_sentence_is_refused_in_one_line a_capture_is_counted_before_it_is_played
     a_missing_database_is_explained_at_the_first_start_only a_restart_of_gpsd_is_explained
