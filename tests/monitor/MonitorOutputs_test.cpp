@@ -113,6 +113,20 @@ TEST(LinesOutput, SaysEachEventInALine) {
                             "2026-01-02 03:04:05             no position  geofence entered: \"a?b\""));
 }
 
+TEST(LinesOutput, SaysWhereAGeofenceIsLeftAtTheFirstLookAlone) {
+    const auto left = [](std::size_t slot, const char* name) {
+        return lineAt(0, telemetry::GeofenceCrossed{false, slot, name, std::nullopt});
+    };
+    telemetry::Readings readings;
+    readings.geofenceStates[1] =
+        telemetry::GeofenceState::Inside; // at the first look, which nothing tells of
+    const auto lines = written<LinesOutput>(
+        {left(0, "far"), lineAt(0, telemetry::ReadingsTaken{readings}), left(1, "here")}, false);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_THAT(lines[0], EndsWith("geofence left: \"far\" (first look at it, from outside)"));
+    EXPECT_THAT(lines[2], EndsWith("geofence left: \"here\""));
+}
+
 TEST(LinesOutput, SaysTheReadingsOnceInAStatusInterval) {
     telemetry::Settings settings;
     settings.statusIntervalS = 5;

@@ -1,6 +1,7 @@
 #ifndef LINESOUTPUT_H
 #define LINESOUTPUT_H
 
+#include <array>
 #include <optional>
 
 #include "StreamOutput.h"
@@ -17,10 +18,14 @@ public:
 private:
     std::string textOf(const telemetry::Line& line) override;
     bool isDue(const telemetry::Line& line);
+    const char* remarkOn(const telemetry::Line& line) const;
+    void keepStates(const telemetry::Line& line);
 
     bool tellsProgress_;
     std::int64_t statusIntervalMs_ = 2000;
     std::optional<std::int64_t> lastStatusMs_;
+    std::array<telemetry::GeofenceState, telemetry::kGeofences>
+        geofenceStates_{}; ///< the readings' last ones
 };
 
 } // namespace monitor

@@ -220,9 +220,10 @@ std::string printable(const std::string& text) {
     return safe;
 }
 
-std::string inOneLine(const telemetry::Line& line) {
+std::string inOneLine(const telemetry::Line& line, const char* remark) {
     const Sentence sentence = std::visit(SentenceOf{line.at}, line.content);
-    return timeText(line.at.utcMs) + "  " + positionText(sentence.where) + "  " + sentence.text + "\n";
+    return timeText(line.at.utcMs) + "  " + positionText(sentence.where) + "  " + sentence.text + remark +
+           "\n";
 }
 
 std::string inABlock(const telemetry::Line& line, const telemetry::Readings& readings,

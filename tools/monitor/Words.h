@@ -16,7 +16,8 @@ namespace monitor {
 std::string printable(const std::string& text);
 
 /// "2026-11-22 03:25:18   47.285200    8.565300  antenna: disconnected"; empty for what is not told in lines.
-std::string inOneLine(const telemetry::Line& line);
+/// A remark stands at its end.
+std::string inOneLine(const telemetry::Line& line, const char* remark = "");
 
 /// A block of lines, each with its label.
 std::string inABlock(const telemetry::Line& line, const telemetry::Readings& readings,
