@@ -104,6 +104,13 @@ void Service::live() {
         doRequests();
         look();
     }
+    takeNoMoreRequests();
+    doRequests();
+}
+
+/// Each one that was accepted is done.
+void Service::takeNoMoreRequests() {
+    const std::lock_guard<std::mutex> hold(mutex_);
     isRunning_ = false;
 }
 

@@ -70,6 +70,7 @@ private:
     void look();
     void complete(telemetry::Line& event, const telemetry::Readings& readings) const;
     void tellReadings(const telemetry::Readings& readings);
+    void takeNoMoreRequests();
     void doRequests();
     void doRequest(const telemetry::Command& command);
     void request(const telemetry::Command& command);
