@@ -29,6 +29,9 @@ public:
 
     void take(const telemetry::Line& line);
 
+    /// Something that no line tells, as an event.
+    void takeProblem(const std::string& problem) { tell(problem, Tone::Bad); }
+
     /// Goes on to this moment without a line.
     void advance(const telemetry::Moment& now);
 

@@ -98,6 +98,19 @@ void LiveView::take(const telemetry::Line& line) {
     if (const auto* const end = std::get_if<telemetry::End>(&line.content))
         status_ = end->status;
     model_.take(line);
+    if (std::holds_alternative<telemetry::Command>(line.content) && state_ == State::Going)
+        answer();
+}
+
+// The overview shows what came of it.
+void LiveView::answer() {
+    if (view_.page != Page::Overview)
+        view_.hint = model_.events().back().text;
+}
+
+void LiveView::takeProblem(const std::string& problem) {
+    model_.takeProblem(problem);
+    view_.hint = showable(problem);
 }
 
 void LiveView::turn() {

@@ -32,6 +32,7 @@ public:
     int input() const override { return waiting_; }
     State state() const override { return state_; }
     bool hidesStandardError() const override { return true; }
+    void takeProblem(const std::string& problem) override;
     bool finish() override;
 
     /// Gives the terminal and standard error back. May be called from a signal's handler.
@@ -46,6 +47,7 @@ private:
     void pressCharacter(char character);
     void pressRequest(char character);
     void setOdometer();
+    void answer();
     std::string notNow() const;
     void scroll(Key::Kind kind);
     void showPage(Page page);

@@ -105,6 +105,8 @@ void Monitor::tellOfProblems() {
             continue;
         told_.push_back(output.get());
         say(output->problem());
+        for (const auto& each : outputs_)
+            each->takeProblem(output->problem());
     }
 }
 

@@ -40,6 +40,9 @@ public:
     /// Whether what is said on standard error isn't seen until `finish`.
     virtual bool hidesStandardError() const { return false; }
 
+    /// An output can't be written any more, as is said on standard error too: its problem.
+    virtual void takeProblem(const std::string& /*problem*/) {}
+
     /// The last line was taken. False where not all of it could be written; problem() then tells why. May
     /// wait for a reader, but not for ever.
     virtual bool finish() { return state() != State::Broken; }

@@ -21,6 +21,19 @@ struct Character {
     int columns = -1;
 };
 
+/// The bytes of one character in UTF-8, where the locale can't read it; 1 where it is no such character.
+std::size_t bytesOfUtf8(const std::string& text, std::size_t at) {
+    const auto isFurther = [&](std::size_t i) {
+        return i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
+    };
+    const auto first = static_cast<unsigned char>(text[at]);
+    const std::size_t bytes = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+    for (std::size_t i = 1; i < bytes; ++i)
+        if (!isFurther(at + i))
+            return 1;
+    return bytes;
+}
+
 /// What stands alone takes a column at least: a mark without a letter would sit on the blank before it, and
 /// the marks that turn the writing direction take none.
 Character characterAt(const std::string& text, std::size_t at) {
@@ -28,7 +41,7 @@ Character characterAt(const std::string& text, std::size_t at) {
     wchar_t wide = 0;
     const std::size_t bytes = std::mbrtowc(&wide, text.data() + at, text.size() - at, &state);
     if (bytes == 0 || bytes > text.size() - at)
-        return {};
+        return {bytesOfUtf8(text, at), -1};
     if (std::iswprint(static_cast<std::wint_t>(wide)) == 0)
         return {bytes, -1};
     return {bytes, wcwidth(wide) > 0 ? wcwidth(wide) : -1};

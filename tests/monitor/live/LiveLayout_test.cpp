@@ -207,7 +207,8 @@ TEST_F(LiveLayout, ShowsNamesInTheTerminalsCharacterSet) {
     EXPECT_EQ(monitor::columnsOf("\xe6\x9d\xb1\xe4\xba\xac"), 4U);
     EXPECT_EQ(monitor::cut("\xe6\x9d\xb1\xe4\xba\xac", 3), "\xe6\x9d\xb1~");
     std::setlocale(LC_CTYPE, "C");
-    EXPECT_EQ(monitor::showable("Z\xc3\xbcrich"), "Z??rich");
+    EXPECT_EQ(monitor::showable("Z\xc3\xbcrich"), "Z?rich");
+    EXPECT_EQ(monitor::showable("\xe6\x9d\xb1\xbc\xc3"), "???") << "a character, and two bytes of none";
 }
 
 TEST_F(LiveLayout, AsksForTheOdometer) {

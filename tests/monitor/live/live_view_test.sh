@@ -66,9 +66,13 @@ is_as_before() {
         equal "$(of_server display-message -p '#{alternate_on} #{cursor_flag}')" "0 1"
 }
 
+# A unit needs half a minute to come up and go down: its clock runs faster.
+unit_speed=$(awk -v factor="${RUXOGPS_UNIT_SPEED_FACTOR:-1}" 'BEGIN { print 10 * factor }')
+readonly unit_speed
+
 # monitors OPTIONS: the monitor on a virtual unit with `unit_options`, its recording in the scratch folder.
 monitors() {
-    runs "$repository/tools/virtual-unit --writable $scratch ${unit_options-} -- ${unit_command-} $MONITOR --record $scratch/recording $*"
+    runs "$repository/tools/virtual-unit --writable $scratch --speed $unit_speed ${unit_options-} -- ${unit_command-} $MONITOR --record $scratch/recording $*"
 }
 unit_long() { soon "$@" || soon "$@" || soon "$@"; } # for what takes the unit some seconds
 recorded() { grep -q "$1" "$scratch/recording" 2>/dev/null; }
@@ -104,15 +108,6 @@ takes_each_key() {
     expect "and on" soon shows "Tracking   every 30 s, next"
     types g
     expect "g turns geofences off" soon shows "Geofences  off, 3 of 12"
-    types o 1 2 a 9 BSpace 3
-    expect "o takes digits" soon shows "Odometer in metres: 123_"
-    types Enter
-    expect "and sets" soon shows "odometer set to 123 m"
-    types o 9 9 9 9 9 9 9 9 9 9 Enter
-    expect "too many metres" soon shows "at most 4294967295 metres"
-    types o 7 Escape
-    expect "Esc leaves it" soon shows "q quit"
-    expect "as it was" shows "Odometer   123 m"
     types x
     expect "an unknown key" soon shows "? shows the keys"
     types '?'
@@ -123,6 +118,42 @@ takes_each_key() {
     expect "the third page from there" soon shows "service constructing"
     types Escape q
     expect "q ends it" is_as_before
+}
+
+takes_the_odometers_metres() {
+    terminal 80 24
+    replays 100 hold
+    expect "it is up" soon shows "service running"
+    types o 1 2 a 9 BSpace 3
+    expect "o takes digits" soon shows "Odometer in metres: 123_"
+    types Enter
+    expect "and sets" soon shows "odometer set to 123 m"
+    types o 9 9 9 9 9 9 9 9 9 9 Enter
+    expect "too many metres" soon shows "at most 4294967295 metres"
+    types o 7 Escape
+    expect "Esc leaves it" soon shows "q quit"
+    expect "as it was" shows "Odometer   123 m"
+    types q
+    expect "q ends it" is_as_before
+}
+
+# Where no event is to be seen.
+says_on_each_page_what_a_key_did() {
+    terminal 80 24
+    replays 100 hold
+    expect "it is up" soon shows "service running"
+    types l t
+    expect "t on the log's page" soon shows "tracking turned off"
+    types g
+    expect "g" soon shows "geofences turned off"
+    types o 5 Enter
+    expect "o" soon shows "odometer set to 5 m"
+    types '?' t
+    expect "t on the help's page" soon shows "tracking turned on"
+    types Escape
+    expect "the keys are to be seen again" soon shows "q quit"
+    types q
+    expect "the terminal is given back" is_as_before
 }
 
 turns_its_pages() {
@@ -215,7 +246,7 @@ shows_names_as_the_terminal_can() {
     expect "the terminal is given back" is_as_before
     terminal 80 24 LC_ALL=C
     replays 100 hold
-    expect "not UTF-8" soon shows "Werk S??d"
+    expect "not UTF-8" soon shows "Werk S?d"
     types q
     expect "the terminal is given back" is_as_before
 }
@@ -358,11 +389,13 @@ gives_the_terminal_back_when_the_library_ends_the_process() {
 says_at_the_end_what_could_not_be_written() {
     terminal 120 24
     mkdir "$scratch/maps"
-    runs "$repository/tools/virtual-unit --writable $scratch --data-size 16 --receiver '--ttff 2' -- \
+    runs "$repository/tools/virtual-unit --writable $scratch --data-size 16 --speed $unit_speed --receiver '--ttff 2' -- \
         $MONITOR --record /data/drive.jsonl --gpx $scratch/maps/drive.gpx"
     expect "it comes up" unit_long shows "service running"
+    expect "the recording breaks off" unit_long shows "the recording /data/drive.jsonl ends here: No space left on device"
     types l
-    expect "the recording breaks off" unit_long shows "the recording /data/drive.jsonl ends here"
+    expect "the keys are to be seen again" soon shows "q quit"
+    expect "it stands in the log" shows "the recording /data/drive.jsonl ends here"
     rmdir "$scratch/maps"
     types q
     unit_long has_ended
@@ -377,7 +410,7 @@ goes_on_recording_while_the_terminal_takes_nothing() {
     for how in stopped unread; do
         rm -f "$scratch/recording"
         timeout 60 "$here/unread-terminal" "$how" "$repository/tools/virtual-unit" --writable "$scratch" \
-            --receiver "--ttff 2" -- "$MONITOR" --record "$scratch/recording" &
+            --speed "$unit_speed" --receiver "--ttff 2" -- "$MONITOR" --record "$scratch/recording" &
         expect "the service comes up" unit_long recorded '"step":"running"'
         expect "fixes come" unit_long recorded '"fix":{"time_utc"'
         expect "and go on" unit_long has_more_readings_than $(($(readings) + 2))
@@ -391,8 +424,9 @@ goes_on_recording_while_the_terminal_takes_nothing() {
 # --- Runner ---------------------------------------------------------------------------------------------
 
 readonly checks=(
-    shows_a_drive takes_each_key turns_its_pages follows_a_new_size lives_without_colours
-    fills_each_terminal needs_a_terminal_that_can_place_its_cursor shows_names_as_the_terminal_can
+    shows_a_drive takes_each_key takes_the_odometers_metres says_on_each_page_what_a_key_did turns_its_pages
+    follows_a_new_size lives_without_colours fills_each_terminal needs_a_terminal_that_can_place_its_cursor
+    shows_names_as_the_terminal_can
     gives_the_terminal_back_however_it_ends gives_the_terminal_back_after_signals pauses_and_goes_on
     keeps_the_log_off_the_screen never_waits_for_the_terminal)
 readonly unit_checks=(
