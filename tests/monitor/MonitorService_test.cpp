@@ -2,7 +2,9 @@
 // order, so the tests look at what must come.
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include "EventQueue.h"
 #include "FailingMemory.h"
@@ -213,6 +215,27 @@ TEST_F(TheService, TellsEachRequestAndTheSettingsThatItMakes) {
     ASSERT_EQ(settings.size(), 3u);
     EXPECT_TRUE(settings[1].settings.trackingEnabled && settings[1].settings.geofencesEnabled);
     EXPECT_TRUE(settings[2].settings.trackingEnabled && !settings[2].settings.geofencesEnabled);
+}
+
+TEST_F(TheService, DoesWhatItWasAskedForBetweenItsLastRoundAndItsEnd) {
+    std::atomic<std::thread::id> servicesThread{}; // the first that takes a lock
+    std::atomic<bool> isLastRound{false};
+    unit.semaphores.beforeEachCall = [&](VirtualSemaphores::Call, const sem_t*) {
+        if (servicesThread.load() == std::thread::id())
+            servicesThread = std::this_thread::get_id();
+        if (std::this_thread::get_id() != servicesThread.load() || !isLastRound.exchange(false))
+            return;
+        service->setTracking(true); // it asks for its readings: requests were looked for before
+        service->stop();
+    };
+    startAndWaitUntilItIsUp();
+    isLastRound = true;
+    while (!service->isDown())
+        goOnFor(100ms);
+    take();
+    ASSERT_EQ(only<telemetry::Command>(lines).size(), 1u);
+    EXPECT_TRUE(only<telemetry::SettingsTaken>(lines).back().settings.trackingEnabled);
+    unit.semaphores.beforeEachCall = nullptr;
 }
 
 TEST_F(TheService, SendsTrackingReportsOnceTheyAreAskedFor) {
