@@ -127,17 +127,23 @@ TEST(SettingsFile, NamesAnUnknownKeyWithItsLine) {
 
 TEST(SettingsFile, NamesAWrongTypeWithItsLine) {
     EXPECT_EQ(refusal("status_interval_s = '2'"),
-              "F:1: 'status_interval_s' is '2'; it must be a whole number");
+              "F:1: 'status_interval_s' is '2'; it must be a whole number from 1 to 3600");
     EXPECT_EQ(refusal("status_interval_s = 2.0"),
-              "F:1: 'status_interval_s' is 2.0; it must be a whole number");
-    EXPECT_EQ(refusal("odometer_m = true"), "F:1: 'odometer_m' is true; it must be a whole number");
-    EXPECT_EQ(refusal("odometer_m = [1]"), "F:1: 'odometer_m' is a list; it must be a whole number");
+              "F:1: 'status_interval_s' is 2.0; it must be a whole number from 1 to 3600");
+    EXPECT_EQ(refusal("odometer_m = true"),
+              "F:1: 'odometer_m' is true; it must be a whole number from 0 to 4294967295");
+    EXPECT_EQ(refusal("odometer_m = [1]"),
+              "F:1: 'odometer_m' is a list; it must be a whole number from 0 to 4294967295");
     EXPECT_EQ(refusal("tracking = 5"), "F:1: 'tracking' is 5; it must be a table: [tracking]");
     EXPECT_EQ(refusal("[geofence]\nname = 'a'"),
               "F:1: 'geofence' is a table; it must be a table for each geofence: [[geofence]]");
     EXPECT_EQ(refusal("\n[[geofence]]\nname = 5"), "F:3: 'name' is 5; it must be a text");
     EXPECT_EQ(refusal(geofence("margin_m = 'wide'")),
-              "F:7: 'margin_m' is 'wide'; it must be a number of metres");
+              "F:7: 'margin_m' is 'wide'; it must be a number of metres from 0 to 1.000196e+07");
+    EXPECT_EQ(refusal(geofence("", "width_deg = 'wide'")),
+              "F:5: 'width_deg' is 'wide'; it must be a number of degrees from 1e-06 to 360");
+    EXPECT_EQ(refusal("[[geofence]]\nname = 'a'\nlatitude_deg = '1'"),
+              "F:3: 'latitude_deg' is '1'; it must be a number of degrees from -90 to 90");
 }
 
 TEST(SettingsFile, NamesWhatIsOutOfRangeWithItsLine) {
@@ -160,7 +166,10 @@ TEST(SettingsFile, NamesWhatIsOutOfRangeWithItsLine) {
 }
 
 TEST(SettingsFile, NamesWhatIsMissing) {
-    EXPECT_EQ(refusal("[tracking]\nbase_s = 1\n"), "F:1: 'period_s' is missing; it must be a whole number");
+    EXPECT_EQ(refusal("[tracking]\nbase_s = 1\n"),
+              "F:1: 'period_s' is missing; it must be a whole number from 1 to 2147483647");
+    EXPECT_EQ(refusal("[[geofence]]\nname = 'a'\nlatitude_deg = 1"),
+              "F:1: 'longitude_deg' is missing; it must be a number of degrees from -180 to 180");
     EXPECT_EQ(refusal("[[geofence]]\nlatitude_deg = 1\n"), "F:1: 'name' is missing; it must be a text");
     EXPECT_EQ(refusal(geofence("", "")), "F:1: 'width_deg' is missing; it must be there, or 'width_m'");
 }

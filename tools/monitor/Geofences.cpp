@@ -11,11 +11,8 @@ namespace monitor {
 namespace {
 
 constexpr double kMicrodegrees = 1e6;
-constexpr double kMetresPerDegree = 111132.86273635781; // as the service's odometer has it
 constexpr double kRadiansPerDegree = 3.141592653589793 / 180;
 constexpr double kHighestLatitudeForMetres = 89;
-constexpr double kWholeCircle = 360;
-constexpr double kDateLine = 180;
 constexpr std::uint32_t kUsualMargin = 1500; // microdegrees, as a fresh GPSGeofence has
 
 [[noreturn]] void refuse(const Given& given, const std::string& mustBe) {
@@ -31,19 +28,19 @@ double degreesOf(const GivenLength& length, double metresPerDegree) {
     return length.inMetres ? length.given.value / metresPerDegree : length.given.value;
 }
 
-std::uint32_t extent(const GivenLength& length, double metresPerDegree, double low, double high) {
+std::uint32_t inMicrodegrees(const GivenLength& length, double metresPerDegree, const Extent& extent) {
     const double unit = length.inMetres ? metresPerDegree : 1;
-    const char* const what = length.inMetres ? "metres" : "degrees";
     const double degrees = degreesOf(length, metresPerDegree);
-    if (!(degrees >= low && degrees <= high))
-        refuse(length.given, format("from %.7g to %.7g %s", low * unit, high * unit, what));
+    if (!(degrees >= extent.low && degrees <= extent.high))
+        refuse(length.given, rangeText(extent, unit) + (length.inMetres ? " metres" : " degrees"));
     return static_cast<std::uint32_t>(std::lround(degrees * kMicrodegrees));
 }
 
 double eastwards(const GivenGeofence& given) {
-    if (given.width.inMetres && std::fabs(given.latitude.value) > kHighestLatitudeForMetres)
+    const double metresPerDegree = metresPerDegreeEastwards(given.latitude.value);
+    if (given.width.inMetres && metresPerDegree <= 0)
         refuse(given.width.given, "given in degrees within a degree of a pole");
-    return kMetresPerDegree * std::cos(given.latitude.value * kRadiansPerDegree);
+    return metresPerDegree;
 }
 
 /// The service compares longitudes as they are.
@@ -61,24 +58,36 @@ bool isPrintable(const std::string& name) { return !name.empty() && printable(na
 
 } // namespace
 
+double metresPerDegreeEastwards(double latitude) {
+    const bool isAtAPole = std::fabs(latitude) > kHighestLatitudeForMetres;
+    return isAtAPole ? 0 : kMetresPerDegree * std::cos(latitude * kRadiansPerDegree);
+}
+
+std::string rangeText(const Extent& extent, double unit) {
+    return format("from %.7g to %.7g", extent.low * unit, extent.high * unit);
+}
+
+std::string inRange(const char* what, double low, double high) {
+    return format("%s from %.15g to %.15g", what, low, high);
+}
+
 void checkRange(const Given& given, const char* what, double low, double high) {
     if (!(given.value >= low && given.value <= high))
-        refuse(given, format("%s from %.15g to %.15g", what, low, high));
+        refuse(given, inRange(what, low, high));
 }
 
 telemetry::Geofence geofenceOf(const GivenGeofence& given) {
     if (!isPrintable(given.name))
         throw SettingError(given.place + " is '" + printable(given.name) +
                            "'; it must be a text of one character or more, none of them a control character");
-    checkRange(given.latitude, "a number of degrees", -90, 90);
+    checkRange(given.latitude, "a number of degrees", -kHighestLatitude, kHighestLatitude);
     checkRange(given.longitude, "a number of degrees", -kDateLine, kDateLine);
     telemetry::Geofence geofence;
     geofence.name = given.name;
     geofence.centre = {microdegrees(given.latitude.value), microdegrees(given.longitude.value)};
-    geofence.width = extent(given.width, eastwards(given), 1 / kMicrodegrees, kWholeCircle);
-    geofence.height = extent(given.height, kMetresPerDegree, 1 / kMicrodegrees, kWholeCircle / 2);
-    geofence.margin =
-        given.margin ? extent(*given.margin, kMetresPerDegree, 0, kWholeCircle / 4) : kUsualMargin;
+    geofence.width = inMicrodegrees(given.width, eastwards(given), kWidth);
+    geofence.height = inMicrodegrees(given.height, kMetresPerDegree, kHeight);
+    geofence.margin = given.margin ? inMicrodegrees(*given.margin, kMetresPerDegree, kMargin) : kUsualMargin;
     checkDateLine(given, geofence);
     return geofence;
 }

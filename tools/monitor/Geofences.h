@@ -39,6 +39,29 @@ struct GivenGeofence {
     std::optional<GivenLength> margin; ///< the library's usual one where it is missing
 };
 
+constexpr double kHighestLatitude = 90;
+constexpr double kDateLine = 180;
+
+/// What a length may be, in degrees.
+struct Extent {
+    double low;
+    double high;
+};
+constexpr Extent kWidth = {1e-6, 360};
+constexpr Extent kHeight = {1e-6, 180};
+constexpr Extent kMargin = {0, 90};
+
+constexpr double kMetresPerDegree = 111132.86273635781; // as the service's odometer has it
+
+/// What a degree of longitude is in metres; 0 where that is too few to reckon with, at the poles.
+double metresPerDegreeEastwards(double latitude);
+
+/// "from 1e-06 to 360"; a unit is its metres, for example.
+std::string rangeText(const Extent& extent, double unit);
+
+/// "a number of degrees from -90 to 90": what, and its bounds.
+std::string inRange(const char* what, double low, double high);
+
 /// Throws SettingError unless the number lies within the bounds; `what` is "a number of degrees", for
 /// example.
 void checkRange(const Given& given, const char* what, double low, double high);

@@ -14,6 +14,7 @@ namespace monitor {
 namespace {
 
 constexpr char kDegrees[] = "a number of degrees";
+constexpr char kMetres[] = "a number of metres";
 constexpr char kWhole[] = "a whole number";
 
 /// A table of the file, asked key by key.
@@ -36,30 +37,34 @@ public:
         return place(node != nullptr ? node->source() : table_.source(), key);
     }
 
-    /// A number, whole where `what` asks for it.
-    Given number(std::string_view key, const char* what) const {
+    /// `what` names it and its bounds, which are not checked here.
+    Given number(std::string_view key, const std::string& what, bool isWhole = false) const {
         const toml::node& node = here(key, what);
-        const auto value = what == kWhole && !node.is_integer() ? std::nullopt : numberOf(node);
+        const auto value = isWhole && !node.is_integer() ? std::nullopt : numberOf(node);
         if (!value)
             refuse(node, key, what);
         return {*value, textOf(node), place(key)};
     }
 
     double ranged(std::string_view key, double low, double high) const {
-        const Given given = number(key, kWhole);
+        const Given given = number(key, inRange(kWhole, low, high), true);
         checkRange(given, kWhole, low, high);
         return given.value;
     }
 
-    std::string text(std::string_view key, const char* what) const {
+    std::string text(std::string_view key, const std::string& what) const {
         const toml::node& node = here(key, what);
         if (!node.is_string())
             refuse(node, key, what);
         return node.as_string()->get();
     }
 
+    Given angle(std::string_view key, double highest) const {
+        return number(key, inRange(kDegrees, -highest, highest));
+    }
+
     /// The one of KEY_deg and KEY_m that is there.
-    GivenLength length(const std::string& key) const {
+    GivenLength length(const std::string& key, const Extent& extent, double metresPerDegree) const {
         const std::string degrees = key + "_deg";
         const std::string metres = key + "_m";
         if (has(degrees) && has(metres))
@@ -67,8 +72,10 @@ public:
                                "'; it must be one of the two");
         if (!has(degrees) && !has(metres))
             throw SettingError(place(degrees) + " is missing; it must be there, or '" + metres + "'");
-        return has(metres) ? GivenLength{number(metres, "a number of metres"), true}
-                           : GivenLength{number(degrees, kDegrees), false};
+        if (has(degrees))
+            return {number(degrees, std::string(kDegrees) + " " + rangeText(extent, 1)), false};
+        const std::string range = metresPerDegree > 0 ? " " + rangeText(extent, metresPerDegree) : "";
+        return {number(metres, kMetres + range), true};
     }
 
     bool hasLength(const std::string& key) const { return has(key + "_deg") || has(key + "_m"); }
@@ -95,14 +102,14 @@ private:
                std::string(key) + "'";
     }
 
-    const toml::node& here(std::string_view key, const char* what) const {
+    const toml::node& here(std::string_view key, const std::string& what) const {
         const toml::node* const node = table_.get(key);
         if (node == nullptr)
             throw SettingError(place(key) + " is missing; it must be " + what);
         return *node;
     }
 
-    [[noreturn]] void refuse(const toml::node& node, std::string_view key, const char* what) const {
+    [[noreturn]] void refuse(const toml::node& node, std::string_view key, const std::string& what) const {
         throw SettingError(place(key) + " is " + textOf(node) + "; it must be " + what);
     }
 
@@ -152,12 +159,12 @@ GivenGeofence readGeofence(const Table& table) {
     GivenGeofence given;
     given.name = table.text("name", "a text");
     given.place = table.place("name");
-    given.latitude = table.number("latitude_deg", kDegrees);
-    given.longitude = table.number("longitude_deg", kDegrees);
-    given.width = table.length("width");
-    given.height = table.length("height");
+    given.latitude = table.angle("latitude_deg", kHighestLatitude);
+    given.longitude = table.angle("longitude_deg", kDateLine);
+    given.width = table.length("width", kWidth, metresPerDegreeEastwards(given.latitude.value));
+    given.height = table.length("height", kHeight, kMetresPerDegree);
     if (table.hasLength("margin"))
-        given.margin = table.length("margin");
+        given.margin = table.length("margin", kMargin, kMetresPerDegree);
     return given;
 }
 
