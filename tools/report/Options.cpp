@@ -17,8 +17,8 @@ Makes a picture of a drive that ruxogps-monitor --record has written. It needs n
   -o, --output FILE  what is written; its extension decides what:
                        .html     one page with the track, what was measured over time, and a table of the events
                        .svg      the track alone, with its geofences and events
-                       .gpx      the track, and the events as waypoints
-                       .geojson  the same with the geofences as areas
+                       .gpx      the track, the events as waypoints, and the geofences as closed routes
+                       .geojson  the same, the events as points and the geofences as areas
   --what-if LIST     shows beside it what other settings would have done, as in --what-if margin=2500,interval=5:
                        margin=MICRODEGREES  the margin of all geofences; margin.NAME: of the one of that name
                        size=FACTOR          width and height of all geofences; size.NAME: of one

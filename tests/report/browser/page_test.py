@@ -169,7 +169,7 @@ class Time(PageTest):
     def point_at(self, plot, share):
         """Moves the mouse to where so much of the plot's width is left of it."""
         offset = int(plot.size["width"] * (share - 0.5))
-        ActionChains(browser.driver).move_to_element_with_offset(plot, offset, 0).perform()
+        ActionChains(browser.driver, duration=0).move_to_element_with_offset(plot, offset, 0).perform()
         self.wait_for_frame()
 
     def wait_for_frame(self):
