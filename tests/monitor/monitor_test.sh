@@ -90,7 +90,7 @@ tells_events_and_readings_in_lines() {
     starts --lines "${journey[@]}"
     until_it_says 'status: available'
     drives_through_a_geofence
-    until_it_says 'geofence left: "ahead"' && until_it_says 'geofence entered: "ahead"'
+    until_it_says 'geofence left: "ahead" (first look at it, from outside)' && until_it_says 'geofence entered: "ahead"'
     until_it_says 'position update' && until_it_says 'tracking report: '
     echo 2 >/run/unit/antenna
     until_it_says 'antenna: disconnected'
