@@ -46,6 +46,45 @@ TEST_F(DrawnTracking, ReportsOnTheseSeconds) {
     drawn.expectCommitted("tracking");
 }
 
+class TrackingOfALongInterval : public WorkerFixture {
+protected:
+    /// The reports of an hour with a period of 60 s, by the second of the minute, where the worker begins at
+    /// this one and each query of the fix takes so long.
+    Ticks reports(uint32_t positionInterval, time_t beginS, VirtualClock::Duration query) {
+        set([=](GPSParams& p) {
+            p.positionInterval = positionInterval;
+            p.trackingEnabled = true;
+            p.trackingPeriod = 60;
+        });
+        unit.clock.setUtc(kMinute + beginS);
+        const auto first = static_cast<uint32_t>(VirtualClock::kStartTick - beginS);
+        unit.clock.setTick(VirtualClock::kStartTick);
+        ticks.clear();
+        hal->atCall = [this, query](const std::string& name) {
+            if (name == "GetData")
+                unit.clock.advance(query);
+        };
+        runFor(1h);
+        Ticks seconds;
+        for (const uint32_t tick : ticks["OnTracking"])
+            seconds.push_back((tick - first) % 60);
+        return seconds;
+    }
+};
+
+TEST_F(TrackingOfALongInterval, HasOneForEachMultipleBelowTwelveSeconds) {
+    EXPECT_EQ(reports(11, 5, 50ms).size(), 60u);
+}
+
+TEST_F(TrackingOfALongInterval, MissesOneForSomeMultiplesFromTwelveSecondsOn) {
+    EXPECT_LT(reports(12, 5, 50ms).size(), 60u);
+}
+
+TEST_F(TrackingOfALongInterval, ComesLateOrNeverAsTheWorkersCyclesFall) {
+    EXPECT_THAT(reports(60, 1, 0ms), ::testing::AllOf(::testing::SizeIs(60), ::testing::Each(1u)));
+    EXPECT_THAT(reports(60, 5, 0ms), ::testing::IsEmpty()) << "at 5, 20, 35 and 50, again and again";
+}
+
 // --- A fix that is not renewed --------------------------------------------------------------------------
 
 class DrawnFreshness : public UnitTest {

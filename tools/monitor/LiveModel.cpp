@@ -11,7 +11,9 @@ namespace {
 using telemetry::ServiceStep;
 
 constexpr double kMsPerSecond = 1000;
-constexpr std::int64_t kTrackingPauseS = 5; // of the service, between two reports
+constexpr std::int64_t kTrackingPauseS = 5;     // of the service, between two reports
+constexpr std::uint32_t kTrackingDueS = 3;      // a second before, at, and a second after a multiple
+constexpr std::uint32_t kCyclesPerInterval = 4; // of the service's worker
 constexpr std::uint32_t kAntennaInOrder = 1;
 
 std::string onOrOff(const char* what, bool enabled) { return std::string(what) + (enabled ? " on" : " off"); }
@@ -173,6 +175,11 @@ std::optional<std::int64_t> LiveModel::secondsToTracking(const telemetry::Moment
         static_cast<std::int32_t>(utcS + pause - settings_.trackingBaseS + settings_.trackingOffsetS);
     const std::int64_t remainder = shiftedS % period;
     return isDue(remainder, period) ? pause : pause + period - 1 - remainder;
+}
+
+// It sleeps for a quarter of the position interval, and a report is due for three seconds.
+bool LiveModel::trackingMayComeLater() const {
+    return settings_.positionIntervalS / kCyclesPerInterval >= kTrackingDueS;
 }
 
 std::size_t LiveModel::configuredGeofences() const {

@@ -54,6 +54,10 @@ public:
     /// Until the next report is due; none while none will come.
     std::optional<std::int64_t> secondsToTracking(const telemetry::Moment& now) const;
 
+    /// The service looks at the clock too seldom to notice each multiple of the period: the next report may
+    /// also be that of a later one.
+    bool trackingMayComeLater() const;
+
     std::size_t configuredGeofences() const;
 
 private:

@@ -483,10 +483,11 @@ Row trackingRow(const Sight& sight, std::size_t columns) {
         return labelled(name, {plain(every)}, columns);
     const std::string next = *seconds == 0 ? "now" : "in " + duration(static_cast<double>(*seconds));
     const std::string at = *seconds == 0 ? "" : " at " + timeOfDay(sight.now.utcMs + *seconds * kMsPerSecond);
+    const std::string orLater = sight.model.trackingMayComeLater() ? " or later" : "";
     return labelled(name,
-                    {{{Style::Plain, every + ", next "}, {Style::Estimate, next + at}},
-                     {{Style::Plain, every + ", "}, {Style::Estimate, next}},
-                     {{Style::Estimate, next}}},
+                    {{{Style::Plain, every + ", next "}, {Style::Estimate, next + at + orLater}},
+                     {{Style::Plain, every + ", "}, {Style::Estimate, next + orLater}},
+                     {{Style::Estimate, next + orLater}}},
                     columns);
 }
 

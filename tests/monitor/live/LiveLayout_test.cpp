@@ -189,6 +189,17 @@ TEST_F(LiveLayout, WarnsOfTrackingWithoutAPeriod) {
     EXPECT_EQ(row("Tracking"), "Tracking   on, but without a period: no reports");
 }
 
+TEST_F(LiveLayout, PromisesNoTrackingReportThatTheServiceMaySleepThrough) {
+    given.trackingEnabled = true;
+    given.trackingPeriodS = 30;
+    given.positionIntervalS = 60;
+    comeUp(); // at 06:50:09
+    EXPECT_EQ(row("Tracking"), "Tracking   every 30 s, next in 20 s at 06:50:29Z or later");
+    EXPECT_EQ(row("Track", 34), "Track every 30 s, in 20 s or later");
+    pass(20);
+    EXPECT_EQ(row("Tracking"), "Tracking   every 30 s, next now or later");
+}
+
 TEST_F(LiveLayout, LetsNoControlCharacterThrough) {
     given.geofences[0] = {"\x1b]0;x\x07\x9b\xc2\x9b\xe2\x80\xae\xff\tz\n", {}, 1, 1, 0};
     comeUp();

@@ -276,6 +276,20 @@ TEST_F(LiveTracking, IsNotExpectedWhileTheServiceIsDown) {
     EXPECT_EQ(next(), -1);
 }
 
+TEST_F(LiveTracking, MayComeLaterWhereTheServiceSleepsAsLongAsAReportIsDue) {
+    EXPECT_FALSE(model.trackingMayComeLater());
+    given.positionIntervalS = 11;
+    schedule(60);
+    EXPECT_FALSE(model.trackingMayComeLater());
+    given.positionIntervalS = 12;
+    settings();
+    EXPECT_TRUE(model.trackingMayComeLater());
+    EXPECT_EQ(next(), 50) << "at the earliest";
+    given.positionIntervalS = 60;
+    settings();
+    EXPECT_TRUE(model.trackingMayComeLater());
+}
+
 // --- Steps, events, fixes -------------------------------------------------------------------------------
 
 class LiveState : public testing::Test, protected LiveScene {};
