@@ -1,6 +1,7 @@
 #include "LiveModel.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Text.h"
 
@@ -58,6 +59,7 @@ struct LiveModel::Taking {
                    event.state == kAntennaInOrder ? Tone::Good : Tone::Bad);
     }
     void operator()(const telemetry::AvailabilityChanged& event) const {
+        model.odometer_.noticeCycle(model.last_.uptimeMs);
         model.tell(event.available ? "fixes are available" : "no valid fixes",
                    event.available ? Tone::Good : Tone::Bad);
     }
@@ -98,6 +100,8 @@ OdometerEstimate::Input LiveModel::odometerInput() const {
     if (readings_ && readings_->fix) {
         input.position = readings_->fix->position;
         input.speedMPerS = readings_->fix->speedMmPerS / kMsPerSecond;
+        // Otherwise gpsd is silent, or the antenna is gone.
+        input.wouldShow = readings_->available && readings_->satellites != 0;
     }
     return input;
 }
@@ -117,11 +121,14 @@ void LiveModel::takeStep(const ServiceStep& step) {
 }
 
 void LiveModel::takeReadings(const telemetry::Readings& readings) {
-    const std::uint32_t before = readings_ ? readings_->odometerM : readings.odometerM;
-    readings_ = readings;
-    if (readings.odometerM > before && !odometerWasSet_)
+    const bool isFirst = !readings_;
+    const telemetry::Readings before = std::exchange(readings_, readings).value_or(readings);
+    if (isFirst || telemetry::showTheWorker(before, readings))
+        odometer_.noticeCycle(last_.uptimeMs);
+    odometer_.advance(last_.uptimeMs, odometerInput()); // up to the step that was counted
+    if (readings.odometerM > before.odometerM && !odometerWasSet_)
         odometer_.noticeCount();
-    odometerWasSet_ &= readings.odometerM == before;
+    odometerWasSet_ = false; // the request comes before the readings that show its value
 }
 
 void LiveModel::tell(const std::string& text, Tone tone) {

@@ -79,7 +79,7 @@ private:
     telemetry::ServiceStep step_;
     telemetry::Moment stepAt_;
     std::optional<std::uint32_t> lastTrackingTickS_;
-    bool odometerWasSet_ = false; ///< the next change of the odometer is none of the road's
+    bool odometerWasSet_ = false; ///< the next readings' odometer is none of the road's
     OdometerEstimate odometer_;
 };
 

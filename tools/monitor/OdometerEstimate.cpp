@@ -33,20 +33,36 @@ void OdometerEstimate::start(std::int64_t uptimeMs) {
     *this = OdometerEstimate();
     running_ = true;
     nextCycleMs_ = uptimeMs;
+    seenMs_ = uptimeMs;
     warmupCycles_ = kWarmupS;
 }
 
+// A cycle is reckoned once it must have come: while nothing shows it, the worker may stand.
 void OdometerEstimate::advance(std::int64_t uptimeMs, const Input& input) {
     input_ = input;
     const std::int64_t intervalMs = intervalOf(input) * kMsPerSecond;
     nextCycleMs_ = std::max(nextCycleMs_, uptimeMs - kMostCyclesBehind * intervalMs);
-    for (; running_ && nextCycleMs_ <= uptimeMs; nextCycleMs_ += intervalMs)
+    const std::int64_t knownMs = input.wouldShow ? std::min(uptimeMs, seenMs_ + intervalMs) : uptimeMs;
+    for (; running_ && nextCycleMs_ <= knownMs; nextCycleMs_ += intervalMs)
         cycle();
+}
+
+// Behind a pause as long as a restart of gpsd the cycles of the pause have not been; shorter ones were the
+// monitor's.
+void OdometerEstimate::noticeCycle(std::int64_t uptimeMs) {
+    const std::int64_t restartMs = (telemetry::kShortestRestartS + intervalOf(input_)) * kMsPerSecond;
+    if (input_.wouldShow && uptimeMs - seenMs_ >= restartMs)
+        nextCycleMs_ = std::max(nextCycleMs_, uptimeMs);
+    seenMs_ = uptimeMs;
 }
 
 void OdometerEstimate::noticeCount() {
     if (running_ && !reference_)
         begin();
+    if (lastWasDropped_) {
+        --droppedSteps_;
+        droppedMetres_ -= lastStepM_;
+    }
     lastWasDropped_ = false;
 }
 
@@ -72,11 +88,13 @@ void OdometerEstimate::begin() {
     reference_ = input_.position;
     filtered_ = input_.position;
     lastStepMs_.reset();
+    lastWasDropped_ = false;
 }
 
 void OdometerEstimate::step(double metres) {
     reference_ = filtered_;
     lastStepMs_ = nextCycleMs_;
+    lastStepM_ = metres;
     lastWasDropped_ = metres <= gateMetres();
     if (lastWasDropped_) {
         ++droppedSteps_;
@@ -107,7 +125,8 @@ OdometerEstimate::Phase OdometerEstimate::phase(std::int64_t uptimeMs) const {
 }
 
 double OdometerEstimate::secondsLeft(std::int64_t uptimeMs) const {
-    const std::int64_t lastCycleMs = nextCycleMs_ + warmupCycles_ * intervalOf(input_) * kMsPerSecond;
+    const std::int64_t lastCycleMs =
+        std::max(nextCycleMs_, uptimeMs) + warmupCycles_ * intervalOf(input_) * kMsPerSecond;
     return static_cast<double>(std::max<std::int64_t>(lastCycleMs - uptimeMs, 0)) /
            static_cast<double>(kMsPerSecond);
 }

@@ -29,6 +29,7 @@ public:
         std::uint32_t fixAgeS = 0;    ///< any above kFreshS where there is none
         double speedMPerS = 0;
         std::uint32_t horizontalErrorM = 0;
+        bool wouldShow = false; ///< the readings change with each cycle
     };
 
     static constexpr std::uint32_t kFreshS = 10;
@@ -39,6 +40,9 @@ public:
 
     /// Goes on to this moment.
     void advance(std::int64_t uptimeMs, const Input& input);
+
+    /// The service's worker was seen to run.
+    void noticeCycle(std::int64_t uptimeMs);
 
     /// The odometer was seen to count.
     void noticeCount();
@@ -66,6 +70,7 @@ private:
     bool running_ = false;
     bool hasJumped_ = false;
     std::int64_t nextCycleMs_ = 0;
+    std::int64_t seenMs_ = 0;       ///< when the worker was last seen to run
     std::int64_t warmupCycles_ = 0; ///< still to come before the one that begins
     Input input_;
     std::optional<telemetry::Position> reference_; ///< none while warming up
@@ -74,6 +79,7 @@ private:
     bool lastWasDropped_ = false;
     std::uint32_t droppedSteps_ = 0;
     double droppedMetres_ = 0;
+    double lastStepM_ = 0;
 };
 
 } // namespace monitor

@@ -8,15 +8,13 @@ namespace report {
 
 namespace {
 
-using telemetry::Readings;
+using telemetry::kShortestRestartS;
 using Kind = Stretch::Kind;
 
 /// A reading is written at least once an interval, a quarter of a second late at most.
 constexpr double kIntervalsWithoutReadings = 2;
 constexpr double kLateReadingS = 0.5;
 constexpr double kIntervalsWithoutFix = 2;
-/// A restart by the watchdog keeps the worker for longer: five seconds for the receiver, three for gpsd.
-constexpr double kShortestRestartS = 8;
 /// Without a word from gpsd the satellites are gone after ten seconds, and the watchdog comes 45 s later.
 constexpr double kShortestSilenceS = 50;
 
@@ -47,18 +45,6 @@ double intervalS(const telemetry::Settings& settings) {
 bool isRunning(const Run& run, const Sample& sample) {
     const bool hasBegun = !run.runningTickS || sample.tickS >= *run.runningTickS;
     return hasBegun && (!run.stoppingTickS || sample.tickS <= *run.stoppingTickS);
-}
-
-bool hasNewFix(const Readings& before, const Readings& now) {
-    return now.fix && now.fixTickS != before.fixTickS;
-}
-
-/// Something in them that only the worker changes.
-bool differ(const Readings& a, const Readings& b) {
-    return hasNewFix(a, b) || a.available != b.available || a.antennaState != b.antennaState ||
-           a.satellites != b.satellites || a.snrDbHz != b.snrDbHz || a.odometerM != b.odometerM ||
-           a.geofenceStates != b.geofenceStates || a.timeDeviationS != b.timeDeviationS ||
-           a.horizontalErrorM != b.horizontalErrorM || a.timeErrorMs != b.timeErrorMs;
 }
 
 // --- Finding --------------------------------------------------------------------------------------------
@@ -117,7 +103,7 @@ private:
         const double eventS = lastEventBefore(i);
         if (eventS > signS_)
             noteSign(eventS, interval);
-        if (differ(previous_->readings, sample.readings) || !sample.readings.available)
+        if (telemetry::showTheWorker(previous_->readings, sample.readings) || !sample.readings.available)
             noteSign(sample.timeS, interval);
     }
 
@@ -141,7 +127,7 @@ private:
     void noteFix(const Sample& sample, double interval) {
         withoutFixS_ = kIntervalsWithoutFix * interval;
         const bool isNew = previous_ == nullptr ? sample.readings.fix.has_value()
-                                                : hasNewFix(previous_->readings, sample.readings);
+                                                : telemetry::hasNewFix(previous_->readings, sample.readings);
         if (isNew)
             closeFix(sample.timeS, sample.readings.fixTickS);
     }

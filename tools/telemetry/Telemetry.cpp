@@ -11,6 +11,18 @@ constexpr std::int64_t kMsPerSecond = 1000;
 
 } // namespace
 
+bool hasNewFix(const Readings& before, const Readings& now) {
+    return now.fix && now.fixTickS != before.fixTickS;
+}
+
+bool showTheWorker(const Readings& before, const Readings& now) {
+    return hasNewFix(before, now) || before.available != now.available ||
+           before.antennaState != now.antennaState || before.satellites != now.satellites ||
+           before.snrDbHz != now.snrDbHz || before.odometerM != now.odometerM ||
+           before.geofenceStates != now.geofenceStates || before.timeDeviationS != now.timeDeviationS ||
+           before.horizontalErrorM != now.horizontalErrorM || before.timeErrorMs != now.timeErrorMs;
+}
+
 std::string antennaInWords(std::uint32_t state) {
     switch (state) {
     case 1:

@@ -170,6 +170,17 @@ struct Line {
     Content content;
 };
 
+// --- What they say of the service's worker --------------------------------------------------------------
+
+/// A restart of gpsd by the watchdog keeps the worker for longer: five seconds for the receiver, three for
+/// gpsd.
+constexpr std::uint32_t kShortestRestartS = 8;
+
+bool hasNewFix(const Readings& before, const Readings& now);
+
+/// Whether something in them has changed that only the worker changes: it runs.
+bool showTheWorker(const Readings& before, const Readings& now);
+
 // --- In words -------------------------------------------------------------------------------------------
 
 /// "in order", "disconnected", "short circuit", "unknown (7)"

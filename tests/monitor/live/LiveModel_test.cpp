@@ -21,6 +21,14 @@ class LiveOdometer : public testing::Test, protected LiveScene {
 protected:
     Phase phase() const { return model.odometer().phase(at.uptimeMs); }
     double left() const { return model.odometer().secondsLeft(at.uptimeMs); }
+
+    /// Readings each second, as the last ones.
+    void nothingChanges(int seconds) {
+        for (int i = 0; i < seconds; ++i) {
+            pass(1);
+            readings();
+        }
+    }
 };
 
 TEST_F(LiveOdometer, IsOffUntilTheServiceRuns) {
@@ -113,6 +121,97 @@ TEST_F(LiveOdometer, TakesAValueThatWasSetForNoCount) {
     now.odometerM = 5000;
     drive(1);
     EXPECT_EQ(phase(), Phase::WarmUp);
+}
+
+TEST_F(LiveOdometer, TakesNoLaterCountForTheValueThatWasSet) {
+    comeUp();
+    take(telemetry::Command{telemetry::Command::Kind::SetOdometer, 0, false});
+    drive(1, 0, 10); // which it had already
+    now.odometerM = 16;
+    drive(1, 0, 10);
+    EXPECT_EQ(phase(), Phase::Counting);
+}
+
+TEST_F(LiveOdometer, TakesAStepBackThatTheServiceIsSeenToCount) {
+    comeUp();
+    now.horizontalErrorM = 20;
+    drive(250, 0, 10);
+    const std::uint32_t steps = model.odometer().droppedSteps();
+    const double metres = model.odometer().droppedMetres();
+    now.odometerM = 20;
+    readings();
+    EXPECT_EQ(model.odometer().droppedSteps(), steps - 1);
+    EXPECT_NEAR(model.odometer().droppedMetres(), metres - 20, 5);
+    now.odometerM = 40;
+    readings();
+    EXPECT_EQ(model.odometer().droppedSteps(), steps - 1) << "one step once";
+}
+
+TEST_F(LiveOdometer, TakesNoStepBackForACountOfTheCycleAfterIt) {
+    comeUp();
+    now.horizontalErrorM = 20;
+    drive(250, 0, 20); // a step a cycle
+    const std::uint32_t steps = model.odometer().droppedSteps();
+    now.horizontalErrorM = 1;
+    now.odometerM = 20;
+    drive(1, 0, 20);
+    EXPECT_EQ(model.odometer().droppedSteps(), steps);
+}
+
+// --- A worker that stands -------------------------------------------------------------------------------
+
+TEST_F(LiveOdometer, HoldsItsWarmUpWhileTheWatchdogKeepsTheWorker) {
+    comeUp();
+    drive(50, 0, 10);
+    EXPECT_DOUBLE_EQ(left(), 129);
+    nothingChanges(12);
+    EXPECT_DOUBLE_EQ(left(), 127) << "one cycle, with which the restart began";
+    drive(1, 0, 10);
+    EXPECT_DOUBLE_EQ(left(), 127);
+    drive(126, 0, 10);
+    EXPECT_EQ(phase(), Phase::WarmUp);
+    drive(1, 0, 10);
+    EXPECT_EQ(phase(), Phase::Counting);
+}
+
+TEST_F(LiveOdometer, HoldsItsWarmUpAfterAJumpAsWell) {
+    comeUp();
+    drive(200, 0, 10);
+    drive(1, 20000, 0);
+    EXPECT_DOUBLE_EQ(left(), 181);
+    drive(1, 0, 10);
+    nothingChanges(11);
+    drive(1, 0, 10);
+    EXPECT_DOUBLE_EQ(left(), 178);
+}
+
+TEST_F(LiveOdometer, CatchesUpAfterAPauseThatIsTooShortForARestart) {
+    comeUp();
+    drive(50, 0, 10);
+    nothingChanges(5);
+    drive(1, 0, 10);
+    EXPECT_DOUBLE_EQ(left(), 123);
+}
+
+TEST_F(LiveOdometer, GoesOnWhereNothingCouldChange) {
+    comeUp();
+    now.satellites = 0; // gpsd is silent
+    nothingChanges(20);
+    EXPECT_DOUBLE_EQ(left(), 159);
+    now.satellites = 9;
+    now.available = false; // the antenna is gone
+    nothingChanges(20);
+    EXPECT_DOUBLE_EQ(left(), 139);
+}
+
+TEST_F(LiveOdometer, GoesOnWhileTheLossOfTheFixIsToldInEachCycle) {
+    comeUp();
+    for (int i = 0; i < 20; ++i) {
+        pass(1);
+        take(telemetry::AvailabilityChanged{false, {}});
+        readings();
+    }
+    EXPECT_DOUBLE_EQ(left(), 159);
 }
 
 /// The service's own arithmetic, a cycle a second.
