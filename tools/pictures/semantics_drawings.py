@@ -204,8 +204,8 @@ def odometer_jump(data):
     grid_up(picture, y, range(0, 10001, 2000), x(0), x(60), " m")
     grid_across(picture, x, range(0, 51, 10), 276, 280, " s")
     series = (("jump-9990", "purple", "jump of 9,990 m", 0), ("jump-5000", "blue", "jump of 5,000 m", 0),
-              ("jump-1001", "green", "jump of 1,001 m", -10), ("spike-500", "orange", "500 m for one fix", -2),
-              ("jump-10020", "red", "jump of 10,020 m", 15))
+              ("jump-1001", "green", "jump of 1,001 m", -12), ("spike-500", "orange", "500 m for one fix", -8),
+              ("jump-10020", "red", "jump of 10,020 m", 18))
     for column, colour, words, shift in series:
         picture.lines([(x(int(row["second"])), y(int(row[column]))) for row in rows], colour)
         last = int(rows[-1][column])
