@@ -57,6 +57,21 @@ TEST(Recording, GoesOnBehindADamagedLine) {
                 ElementsAre("0", "0", "10", "2: this is no JSON object"));
 }
 
+TEST(Recording, KeepsTheFirstOfItsDamageAndCountsTheRest) {
+    std::string text = kStart;
+    for (int i = 0; i < 2500; ++i)
+        text += "rubbish\n";
+    std::istringstream input(text + json(Lost{1}) + "\n");
+    RecordingReader reader(input, "drive.jsonl");
+    int lines = 0;
+    while (reader.next())
+        ++lines;
+    EXPECT_EQ(lines, 2);
+    ASSERT_EQ(reader.damage().size(), 1000u);
+    EXPECT_EQ(reader.damage().back().line, 1001u);
+    EXPECT_EQ(reader.furtherDamage(), 1500u);
+}
+
 TEST(Recording, PassesOverTypesOfALaterProgram) {
     EXPECT_THAT(readingOf(kStart + "{\"type\":\"weather\"}\n"), ElementsAre("0"));
 }

@@ -177,6 +177,7 @@ Drive readDrive(std::istream& input, const std::string& name) {
     while (const auto line = reader.next())
         gatherer.take(*line);
     drive.damage = reader.damage();
+    drive.furtherDamage = reader.furtherDamage();
     if (drive.settings.empty())
         drive.settings.push_back({});
     findStretches(drive);

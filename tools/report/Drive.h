@@ -91,8 +91,11 @@ struct Drive {
     std::vector<Run> runs;              ///< at least one, in order
     std::vector<Stretch> stretches;     ///< in the order of their begin
     Counts counts;
-    std::vector<telemetry::Damage> damage;
-    bool ended = false; ///< its last line is an end: nothing was cut off
+    std::vector<telemetry::Damage> damage; ///< the first of it
+    std::uint64_t furtherDamage = 0;       ///< damaged lines beyond those
+    bool ended = false;                    ///< its last line is an end: nothing was cut off
+
+    std::uint64_t damagedLines() const { return damage.size() + furtherDamage; }
 };
 
 /// Each line but settings, readings, and the service's steps on the way up and down: of these only that it

@@ -116,7 +116,7 @@ std::string distance(double metres) {
     return number(metres / kKilometre, metres < kFromHereWithoutDecimals ? 1 : 0) + " km";
 }
 
-std::string counted(std::size_t count, const char* one, const char* many) {
+std::string counted(std::uint64_t count, const char* one, const char* many) {
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 

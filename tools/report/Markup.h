@@ -1,6 +1,7 @@
 #ifndef REPORT_MARKUP_H
 #define REPORT_MARKUP_H
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,7 @@ std::string elapsed(double seconds);
 std::string distance(double metres);
 
 /// "1 fix", "2 fixes"
-std::string counted(std::size_t count, const char* one, const char* many);
+std::string counted(std::uint64_t count, const char* one, const char* many);
 
 } // namespace report
 

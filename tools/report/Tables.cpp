@@ -83,8 +83,8 @@ std::string damageList(const Drive& drive) {
     for (std::size_t i = 0; i < std::min(drive.damage.size(), kMost); ++i)
         list += "<li>Line " + std::to_string(drive.damage[i].line) + ": " + escaped(drive.damage[i].what) +
                 "</li>\n";
-    if (drive.damage.size() > kMost)
-        list += "<li>and " + std::to_string(drive.damage.size() - kMost) + " more</li>\n";
+    if (drive.damagedLines() > kMost)
+        list += "<li>and " + std::to_string(drive.damagedLines() - kMost) + " more</li>\n";
     return "<ul>\n" + list + "</ul>\n";
 }
 
@@ -93,7 +93,7 @@ std::string damageList(const Drive& drive) {
 std::string warnings(const Drive& drive) {
     std::string words;
     if (!drive.damage.empty())
-        words += "<p>" + counted(drive.damage.size(), "line", "lines") +
+        words += "<p>" + counted(drive.damagedLines(), "line", "lines") +
                  " of the recording could not be read. All others are shown.</p>\n" + damageList(drive);
     if (!drive.ended)
         words += "<p>The recording has no end: it still ran, or was cut off.</p>\n";
@@ -123,7 +123,7 @@ std::string countsTable(const Drive& drive) {
                              "tracking reports without a fix") +
                        count("lost", counts.lost, "events lost") +
                        count("stretches", drive.stretches.size(), "interruptions") +
-                       count("damage", drive.damage.size(), "damaged lines") +
+                       count("damage", drive.damagedLines(), "damaged lines") +
                        count("lines", counts.lines, "lines read") + "</dl>\n");
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -45,14 +46,14 @@ std::ifstream opened(const std::string& name) {
     return input;
 }
 
-void tell(const std::string& name, const std::vector<telemetry::Damage>& damages) {
+void tell(const std::string& name, const std::vector<telemetry::Damage>& damages, std::uint64_t further) {
     constexpr std::size_t kMost = 20;
     const std::size_t told = std::min(damages.size(), kMost);
     for (std::size_t i = 0; i < told; ++i)
         std::cerr << "ruxogps-report: " << name << ':' << damages[i].line << ": " << damages[i].what << '\n';
-    if (told < damages.size())
-        std::cerr << "ruxogps-report: " << name << ": " << damages.size() - told
-                  << " further lines can't be read\n";
+    further += damages.size() - told;
+    if (further != 0)
+        std::cerr << "ruxogps-report: " << name << ": " << further << " further lines can't be read\n";
 }
 
 Drive driveOf(const std::string& name) {
@@ -66,7 +67,7 @@ telemetry::Journey journeyOf(const std::string& name) {
     telemetry::Journey journey;
     while (const auto line = reader.next())
         journey.take(*line);
-    tell(name, reader.damage());
+    tell(name, reader.damage(), reader.furtherDamage());
     return journey;
 }
 
@@ -95,7 +96,7 @@ void writePicture(const Options& options) {
         checkGeofences(*options.whatIf, drive);
         contents.other = Comparison{*options.whatIf, replay(drive, &*options.whatIf)};
     }
-    tell(options.recording, drive.damage);
+    tell(options.recording, drive.damage, drive.furtherDamage);
     const std::string picture = options.format == Format::Svg ? svgPicture(contents) : htmlPage(contents);
     write(options, [&](std::ostream& output) { output << picture; });
 }

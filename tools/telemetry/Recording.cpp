@@ -9,6 +9,7 @@ namespace telemetry {
 namespace {
 
 constexpr std::uint32_t kVersion = 1;
+constexpr std::size_t kMostDamage = 1000;
 
 std::string at(const std::string& name, std::size_t line, const std::string& what) {
     return name + ":" + std::to_string(line) + ": " + what;
@@ -62,9 +63,16 @@ std::optional<Line> RecordingReader::read(const std::string& text) {
         return text.empty() ? std::nullopt : fromJson(text);
     } catch (const NotTelemetry& error) {
         const bool isCut = input_.eof(); // getline met the end before a line feed
-        damage_.push_back({line_, isCut ? "the last line is cut" : error.what()});
+        noteDamage(isCut ? "the last line is cut" : error.what());
         return std::nullopt;
     }
+}
+
+void RecordingReader::noteDamage(const char* what) {
+    if (damage_.size() < kMostDamage)
+        damage_.push_back({line_, what});
+    else
+        ++furtherDamage_;
 }
 
 } // namespace telemetry

@@ -2,6 +2,7 @@
 #define RECORDING_H
 
 #include <cstddef>
+#include <cstdint>
 #include <istream>
 #include <optional>
 #include <stdexcept>
@@ -38,17 +39,23 @@ public:
     /// The next line that tells something; nothing at the end. The first one is the recording's Start.
     std::optional<Line> next();
 
+    /// The first 1,000 of its damaged lines: a file may be damaged from its second line on, and huge.
     const std::vector<Damage>& damage() const { return damage_; }
+
+    /// Damaged lines beyond those.
+    std::uint64_t furtherDamage() const { return furtherDamage_; }
 
 private:
     std::optional<Line> read(const std::string& text);
     void checkStart(const std::string& text);
+    void noteDamage(const char* what);
 
     std::istream& input_;
     std::string name_;
     std::size_t line_ = 0;
     std::optional<Line> first_; ///< until it is handed on
     std::vector<Damage> damage_;
+    std::uint64_t furtherDamage_ = 0;
 };
 
 } // namespace telemetry

@@ -136,6 +136,18 @@ TEST(Page, TellsOfDamageWithItsLines) {
     EXPECT_THAT(page, HasSubstr("<li>Line 2: "));
 }
 
+TEST(Page, CountsAllDamagedLinesHoweverFewItNames) {
+    std::string damage;
+    for (int i = 0; i < 2500; ++i)
+        damage += "rubbish\n";
+    std::string recording = deliveryRound().recording();
+    recording.insert(recording.find('\n') + 1, damage);
+    const std::string page = pageOf(driveOf(recording));
+    EXPECT_EQ(stated(page, "count-damage"), "2500");
+    EXPECT_THAT(page, HasSubstr("<p>2500 lines of the recording could not be read"));
+    EXPECT_THAT(page, HasSubstr("<li>and 2450 more</li>"));
+}
+
 TEST(Page, TellsWhereTheRecordingWasCutOff) {
     const std::string recording = deliveryRound().recording();
     const std::string page = pageOf(driveOf(recording.substr(0, recording.size() / 2)));
