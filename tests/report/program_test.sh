@@ -92,6 +92,7 @@ writes_each_format() {
     expect "a page" contains "$(head -c 100 "$place/d.html")" "<!DOCTYPE html>"
     expect "a picture" contains "$(<"$place/d.svg")" "<svg"
     expect "a track" contains "$(<"$place/d.gpx")" "<trkpt"
+    expect "its geofences" contains "$(<"$place/d.gpx")" "<type>geofence</type>"
     expect "features" contains "$(<"$place/d.geojson")" '"FeatureCollection"'
 }
 
