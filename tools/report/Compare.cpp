@@ -15,10 +15,9 @@ namespace {
 
 /// A crossing of one of the two replays, or the same one of both.
 struct Pair {
-    const Crossing* recorded = nullptr;
-    const Crossing* other = nullptr;
-
-    double timeS() const { return recorded != nullptr ? recorded->timeS : other->timeS; }
+    const Crossing* recorded; // null where only the other settings' replay has it
+    const Crossing* other;    // null where only the recorded settings' has it
+    double timeS;             // of the recorded one where there are both
 };
 
 constexpr double kSameS = 1; // the same crossing, seen by another cycle
@@ -59,15 +58,15 @@ std::vector<Pair> paired(const std::vector<Crossing>& recorded, const std::vecto
     std::vector<bool> taken(other.size(), false);
     for (std::size_t i = 0; i < recorded.size(); ++i) {
         const std::size_t same = sameOf(recorded[i], neighbours(recorded, i), other, taken);
-        pairs.push_back({&recorded[i], same == other.size() ? nullptr : &other[same]});
+        pairs.push_back({&recorded[i], same == other.size() ? nullptr : &other[same], recorded[i].timeS});
         if (same != other.size())
             taken[same] = true;
     }
     for (std::size_t i = 0; i < other.size(); ++i)
         if (!taken[i])
-            pairs.push_back({nullptr, &other[i]});
+            pairs.push_back({nullptr, &other[i], other[i].timeS});
     std::stable_sort(pairs.begin(), pairs.end(),
-                     [](const Pair& a, const Pair& b) { return a.timeS() < b.timeS(); });
+                     [](const Pair& a, const Pair& b) { return a.timeS < b.timeS; });
     return pairs;
 }
 
@@ -90,8 +89,8 @@ std::string row(const Pair& pair) {
     const bool differs = pair.recorded == nullptr || pair.other == nullptr || !difference(pair).empty();
     const std::string only = pair.other == nullptr ? " <em>only here</em>" : "";
     return "<tr" + std::string(differs ? " class=\"differs\"" : "") +
-           "><th scope=\"row\"><span class=\"time\" data-t=\"" + number(pair.timeS(), 2) + "\">" +
-           elapsed(pair.timeS()) + "</span></th>" +
+           "><th scope=\"row\"><span class=\"time\" data-t=\"" + number(pair.timeS, 2) + "\">" +
+           elapsed(pair.timeS) + "</span></th>" +
            (pair.recorded == nullptr ? none : "<td>" + inWords(*pair.recorded) + only + "</td>") +
            (pair.other == nullptr ? none : "<td>" + inWords(*pair.other) + difference(pair) + "</td>") +
            "</tr>\n";
