@@ -149,13 +149,9 @@ void check(const Options& options) {
 Options parseOptions(int argc, const char* const* argv) {
     Options options;
     options.expected = knownExpectations();
-    command_line::LongOptions given(command_line::optionsOf(kOptions), command_line::argumentsOf(argc, argv));
-    while (const auto option = given.next()) {
-        kOptions[option->row].take(options, option->value);
-        if (options.help || options.version)
-            return options;
-    }
-    check(options);
+    options = command_line::takenBy(kOptions, argc, argv, options);
+    if (!options.help && !options.version)
+        check(options);
     return options;
 }
 

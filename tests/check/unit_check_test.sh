@@ -630,22 +630,17 @@ as_ordinary_user() {
     fi
 }
 
+run_check() {
+    as_ordinary_user "$repository/tools/virtual-unit" -- "$repository/tests/check/unit_check_test.sh" \
+        --on-unit "$1" "$scratch/dash"
+}
+
 # The unit hides its dash where bash stands in for it, so it gets a copy.
 run_checks() {
-    local check failures=0
     scratch=$(mktemp -d)
     trap 'rm -rf "$scratch"' EXIT
     cp "$(type -P dash)" "$scratch/dash" && chmod 755 "$scratch"
-    for check; do
-        if as_ordinary_user "$repository/tools/virtual-unit" -- "$repository/tests/check/unit_check_test.sh" \
-            --on-unit "$check" "$scratch/dash"; then
-            echo "PASS $check"
-        else
-            echo "FAIL $check"
-            ((failures += 1))
-        fi
-    done
-    return $((failures > 0))
+    run_each run_check "$@"
 }
 
 case ${1-} in

@@ -23,19 +23,6 @@ using namespace monitor;
 using telemetry::Line;
 using Step = telemetry::ServiceStep::Step;
 
-/// A whole report of a receiver that drives north.
-void fillReport(gps_data_t& r) {
-    r.set = ~gps_mask_t{0};
-    r.fix.mode = 3;
-    r.fix.latitude = r.fix.latitude == 0 ? 48.0 : r.fix.latitude + 0.0002;
-    r.fix.longitude = 11.5;
-    setAltitude(r, 500);
-    setTime(r, 1700000000, 0);
-    r.satellites_visible = 12;
-    r.satellites_used = 8;
-    r.dop.pdop = 1.5;
-}
-
 /// What the lines of one kind tell, in order.
 template <class Content>
 std::vector<Content> only(const std::vector<Line>& lines) {
@@ -68,7 +55,7 @@ class TheService : public UnitTest {
 protected:
     TheService() {
         unit.useRealThreads();
-        unit.gpsd.reportsEvery(1s, fillReport);
+        unit.gpsd.reportsEvery(1s, fillNorthbound);
         wishes.settings.trackingPeriodS = 10;
         wishes.settings.geofences[3] = {"ahead", {48020000, 11500000}, 10000, 4000, 100};
         wishes.settings.geofencesEnabled = true;

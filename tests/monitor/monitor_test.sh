@@ -12,7 +12,7 @@ set -u
 repository=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
 readonly repository
 export MONITOR=${MONITOR:-$repository/build/release/tools/monitor/ruxogps-monitor}
-export ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}verify_asan_link_order=0
+export ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}verify_asan_link_order=0:quarantine_size_mb=0 # which is no leak
 
 . "$repository/tests/support/checks.bash"
 
@@ -228,6 +228,7 @@ ends_in_order_while_it_comes_up() {
 ends_at_once_by_a_second_signal() {
     starts --json
     until_it_says '"step":"running"'
+    receiver ubx-silence # for 7 s the way down waits for it
     kill -TERM "$monitor"
     until_it_says '"step":"stopping"'
     sleep 0.7 # signals within 50 ms of the host's clock are one
@@ -277,8 +278,8 @@ goes_on_while_nobody_reads() {
     until_so recorded_bytes 20000 # five times what the pipe takes
     memory=$(resident)
     until_so recorded_bytes 40000
-    # AddressSanitizer keeps what was freed.
-    is_instrumented || expect "memory in KiB, $memory before" test "$(resident)" -lt $((memory + 2000))
+    # ThreadSanitizer notes who touched what, and that grows with the time: here by 1 to 2 MB.
+    has_thread_sanitizer || expect "memory in KiB, $memory before" test "$(resident)" -lt $((memory + 2000))
     ends TERM
     expect "status" equal "$status" 1
     expect "in order" has /tmp/drive.jsonl '"step":"down"'
@@ -408,7 +409,7 @@ speed=$(awk -v factor="${RUXOGPS_UNIT_SPEED_FACTOR:-1}" 'BEGIN { print 10 * fact
 readonly speed
 readonly route='47.2852,8.5653,15;47.2950,8.5653,15'
 
-is_instrumented() { grep -qE 'lib[at]san\.so' "/proc/$monitor/maps"; }
+has_thread_sanitizer() { grep -q 'libtsan\.so' "/proc/$monitor/maps"; }
 
 # What the unit of a check is like. The fast clock has a file open, which takes the place of a closed output.
 options_of() {
@@ -426,25 +427,16 @@ run_on_unit() {
     return "$failed"
 }
 
-run_checks() {
-    local check failures=0
-    for check; do
-        # shellcheck disable=SC2046  # several words
-        if "$repository/tools/virtual-unit" --receiver "--ttff 5 --waypoints $route --hold" $(options_of "$check") -- \
-            "$repository/tests/monitor/monitor_test.sh" --on-unit "$check"; then
-            echo "PASS $check"
-        else
-            echo "FAIL $check"
-            ((failures += 1))
-        fi
-    done
-    return $((failures > 0))
+run_check() {
+    # shellcheck disable=SC2046  # several words
+    "$repository/tools/virtual-unit" --receiver "--ttff 5 --waypoints $route --hold" $(options_of "$1") -- \
+        "$repository/tests/monitor/monitor_test.sh" --on-unit "$1"
 }
 
 case ${1-} in
     --list) printf '%s\n' "${checks[@]}" ;;
     --on-unit) run_on_unit "$2" ;;
-    '') run_checks "${checks[@]}" ;;
-    *) run_checks "$@" ;;
+    '') run_each run_check "${checks[@]}" ;;
+    *) run_each run_check "$@" ;;
 esac
 exit

@@ -120,6 +120,19 @@ void setAltitudes(Report& r, double aboveSea, double aboveEllipsoid) {
     setAltitude(r, aboveSea);
 }
 
+/// A whole report of a receiver that drives north, by 0.0002 degrees from the one before.
+inline void fillNorthbound(gps_data_t& r) {
+    r.set = ~gps_mask_t{0};
+    r.fix.mode = 3;
+    r.fix.latitude = r.fix.latitude == 0 ? 48.0 : r.fix.latitude + 0.0002;
+    r.fix.longitude = 11.5;
+    setAltitude(r, 500);
+    setTime(r, 1700000000, 0);
+    r.satellites_visible = 12;
+    r.satellites_used = 8;
+    r.dop.pdop = 1.5;
+}
+
 /// A satellite's place in the sky, degrees; limited to what the generation's angles can hold.
 template <typename Satellite>
 void setAngles(Satellite& satellite, double elevation, double azimuth) {

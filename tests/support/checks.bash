@@ -11,13 +11,28 @@ expect() {
 equal() { [[ $1 == "$2" ]] || { echo "    got '$1', not '$2'" && return 1; }; }
 contains() { [[ $1 == *"$2"* ]] || { echo "    '$1' lacks '$2'" && return 1; }; }
 
-# soon COMMAND [ARG ...]: until the command succeeds.
+# soon COMMAND [ARG ...]: until the command succeeds, for 10 s or what `soon_s` says.
 soon() {
     local tries
-    for ((tries = 0; tries < 200; tries++)); do
+    for ((tries = 0; tries < ${soon_s:-10} * 20; tries++)); do
         "$@" && return
         sleep 0.05
     done
-    echo "    waited for 10 s in vain: $*"
+    echo "    waited for ${soon_s:-10} s in vain: $*"
     return 1
+}
+
+# run_each COMMAND CHECK ...: runs COMMAND with each check, says of each whether it passed, and fails when one did not.
+run_each() {
+    local run=$1 check failures=0
+    shift
+    for check; do
+        if "$run" "$check"; then
+            echo "PASS $check"
+        else
+            echo "FAIL $check"
+            ((failures += 1))
+        fi
+    done
+    return $((failures > 0))
 }

@@ -38,19 +38,6 @@ private:
     }
 };
 
-/// A whole report of a receiver that drives north.
-void fillReport(gps_data_t& r) {
-    r.set = ~gps_mask_t{0};
-    r.fix.mode = 3;
-    r.fix.latitude = r.fix.latitude == 0 ? 48.0 : r.fix.latitude + 0.0002;
-    r.fix.longitude = 11.5;
-    setAltitude(r, 500);
-    setTime(r, 1700000000, 0);
-    r.satellites_visible = 12;
-    r.satellites_used = 8;
-    r.dop.pdop = 1.5;
-}
-
 class RealThreads : public UnitTest {
 protected:
     RealThreads() { unit.useRealThreads(); }
@@ -70,7 +57,7 @@ protected:
 };
 
 TEST_F(RealThreads, BringFixesToTheApplication) {
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     startService();
     unit.clock.advance(600s);
     EXPECT_TRUE(readings().available);
@@ -101,7 +88,7 @@ void* useTheAdapter(void* argument) {
 }
 
 TEST_F(RealThreads, ShareSettingsAndReadingsWithTwoThreadsOfTheApplication) {
-    unit.gpsd.reportsEvery(200ms, fillReport);
+    unit.gpsd.reportsEvery(200ms, fillNorthbound);
     startService();
     pthread_t other{};
     pthread_create(&other, nullptr, useTheAdapter, &adapter);
@@ -122,7 +109,7 @@ void* changeTheNtpFlag(void* argument) {
 }
 
 TEST_F(RealThreads, MeasureTheTimeWhileTheApplicationChangesTheNtpFlag) {
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     startService();
     changeTheNtpFlag(&adapter);
     EXPECT_EQ(adapter.Stop(), 0u);
@@ -130,7 +117,7 @@ TEST_F(RealThreads, MeasureTheTimeWhileTheApplicationChangesTheNtpFlag) {
 }
 
 TEST_F(RealThreads, StartWhileAnotherThreadOfTheApplicationChangesTheSettings) {
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     ASSERT_EQ(adapter.Initialize(), 0u);
     pthread_t other{};
     pthread_create(&other, nullptr, useTheAdapter, &adapter);
@@ -143,7 +130,7 @@ TEST_F(RealThreads, StartWhileAnotherThreadOfTheApplicationChangesTheSettings) {
 }
 
 TEST_F(RealThreads, RunTheOdometerWhileTheApplicationResetsIt) {
-    unit.gpsd.reportsEvery(200ms, fillReport);
+    unit.gpsd.reportsEvery(200ms, fillNorthbound);
     startService();
     // In its warm-up and while it counts, each time at another moment between two of the worker's cycles.
     for (const auto counting : {0s, 300s, 0s, 300s}) {
@@ -155,7 +142,7 @@ TEST_F(RealThreads, RunTheOdometerWhileTheApplicationResetsIt) {
 }
 
 TEST_F(RealThreads, StopAndStartAgain) {
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     for (int round = 0; round < 5; ++round) {
         startService();
         unit.clock.advance(20s);
@@ -167,7 +154,7 @@ TEST_F(RealThreads, StopAndStartAgain) {
 
 TEST_F(RealThreads, RestartGpsdAfterItsSilence) {
     unit.gpsd.isSilent(11);
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     startService();
     unit.clock.advance(300s);
     EXPECT_EQ(unit.log.count(3, "GPSD does not provide any data - restarting GPSD"), 1);
@@ -186,7 +173,7 @@ TEST_F(RealThreads, StopAReaderThatHasGivenUp) {
 }
 
 TEST_F(RealThreads, EndTheWorkerThatWasDisabledAndStartItAgain) {
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     startService();
     GPSParams params;
     adapter.GetParams(params);
@@ -202,7 +189,7 @@ TEST_F(RealThreads, EndTheWorkerThatWasDisabledAndStartItAgain) {
 }
 
 TEST_F(RealThreads, AreAllJoinedWhenTheRunningServiceIsDestroyed) {
-    unit.gpsd.reportsEvery(1s, fillReport);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
     {
         GPSAdapter running(&callback);
         ASSERT_EQ(running.Initialize(), 0u);

@@ -95,6 +95,19 @@ private:
     Words inWords_;
 };
 
+/// `options` with what the rows of a program's table take from its command line; they have a function `take`
+/// beside their name. Behind a --help or --version nothing is looked at. Throws OptionError.
+template <class Options, class Rows>
+Options takenBy(const Rows& table, int argc, const char* const* argv, Options options = {}) {
+    LongOptions given(optionsOf(table), argumentsOf(argc, argv));
+    while (const auto option = given.next()) {
+        table[option->row].take(options, option->value);
+        if (options.help || options.version)
+            break;
+    }
+    return options;
+}
+
 } // namespace command_line
 
 #endif

@@ -191,14 +191,9 @@ void checkCombination(const Options& options) {
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
-    Options options;
-    command_line::LongOptions given(command_line::optionsOf(kOptions), command_line::argumentsOf(argc, argv));
-    while (const auto option = given.next()) {
-        kOptions[option->row].take(options, option->value);
-        if (options.help || options.version)
-            return options;
-    }
-    checkCombination(options);
+    const auto options = command_line::takenBy<Options>(kOptions, argc, argv);
+    if (!options.help && !options.version)
+        checkCombination(options);
     return options;
 }
 

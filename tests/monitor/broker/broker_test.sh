@@ -36,16 +36,7 @@ on_unit() {
 
 # --- Vocabulary -----------------------------------------------------------------------------------------
 
-# As soon, for what a busy machine needs longer for.
-eventually() {
-    local tries
-    for ((tries = 0; tries < 1200; tries++)); do
-        "$@" && return
-        sleep 0.05
-    done
-    echo "    waited for a minute in vain: $*"
-    return 1
-}
+readonly soon_s=60 # a busy machine needs long for some of it
 
 broker_answers() { mosquitto_pub --unix "$PWD/broker" -i probe -t probe -n 2>/dev/null; }
 
@@ -68,7 +59,7 @@ CONFIGURATION
     mkdir -p kept
     mosquitto -c broker.conf >>broker.log 2>&1 &
     broker=$!
-    eventually broker_answers
+    soon broker_answers
 }
 
 ends_broker() {
@@ -138,7 +129,7 @@ nothing_is_missing() {
 
 each_event_arrived() {
     local unit
-    eventually nothing_is_missing
+    soon nothing_is_missing
     for unit in "${units[@]}"; do
         expect "each event of $unit arrives" equal "$(missing_of "$unit")" ""
         expect "it had some" test "$(events_recorded "$unit")" -ge 10
@@ -153,11 +144,11 @@ each_event_arrived() {
 # survives SIGNAL: the broker ends by it in the middle, and is away for at least ten events of each unit.
 survives() {
     starts_broker && subscribes && starts_subscriber && starts_units
-    eventually from_each_arrived 5
+    soon from_each_arrived 5
     ends_broker "$1"
-    eventually each_has_recorded $(($(most_recorded) + 10))
+    soon each_has_recorded $(($(most_recorded) + 10))
     starts_broker
-    eventually from_each_arrived $(($(most_recorded) + 5))
+    soon from_each_arrived $(($(most_recorded) + 5))
     ends_units
     each_event_arrived
     ends_subscriber
@@ -172,7 +163,7 @@ each_event_waits_for_a_broker_that_comes_later() {
     starts_broker && subscribes
     ends_broker TERM
     starts_units
-    eventually each_has_recorded 10
+    soon each_has_recorded 10
     starts_broker && starts_subscriber
     ends_units
     each_event_arrived
@@ -182,7 +173,7 @@ each_event_waits_for_a_broker_that_comes_later() {
 
 each_event_waits_for_a_subscriber_that_is_away() {
     starts_broker && subscribes && starts_units
-    eventually each_has_recorded 20
+    soon each_has_recorded 20
     ends_units
     ends_broker TERM
     starts_broker
@@ -207,15 +198,15 @@ recording_brings_what_a_killed_publisher_had() {
     starts_broker && subscribes && starts_subscriber
     unit_runs amsel >/dev/null 2>>units.err &
     publishers+=($!)
-    eventually each_has_recorded 1
+    soon each_has_recorded 1
     sends_recording_of amsel 2>>publisher.err &
     sender=$!
-    eventually from_each_arrived 5
+    soon from_each_arrived 5
     ends_broker TERM
-    eventually each_has_recorded $(($(most_recorded) + 5))
+    soon each_has_recorded $(($(most_recorded) + 5))
     kills_publisher
     starts_broker
-    eventually from_each_arrived $(($(most_recorded) + 3))
+    soon from_each_arrived $(($(most_recorded) + 3))
     ends_units
     each_event_arrived
     kill -TERM "$sender"
@@ -229,7 +220,7 @@ monitor_and_report_write_the_same_exports() {
     units=(amsel)
     unit_runs amsel >/dev/null 2>>units.err &
     publishers+=($!)
-    eventually each_has_recorded 12
+    soon each_has_recorded 12
     ends_units
     "$report" amsel.jsonl -o again.gpx && "$report" amsel.jsonl -o again.geojson
     expect "GPX" cmp again.gpx amsel.gpx

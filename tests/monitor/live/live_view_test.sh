@@ -446,23 +446,10 @@ run_check() {
     return "$failed"
 }
 
-run_checks() {
-    local check failures=0
-    for check; do
-        if run_check "$check"; then
-            echo "PASS $check"
-        else
-            echo "FAIL $check"
-            ((failures += 1))
-        fi
-    done
-    return $((failures > 0))
-}
-
 case ${1-} in
     --list) printf '%s\n' "${checks[@]}" ;;
     --on-unit) printf '%s\n' "${unit_checks[@]}" ;;
-    '') run_checks "${checks[@]}" "${unit_checks[@]}" ;;
-    *) run_checks "$@" ;;
+    '') run_each run_check "${checks[@]}" "${unit_checks[@]}" ;;
+    *) run_each run_check "$@" ;;
 esac
 exit
