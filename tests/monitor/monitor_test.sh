@@ -71,16 +71,6 @@ of = lambda kind: [line for line in lines if line["type"] == kind]
 print(eval(sys.argv[2]))' "$1" "$2"
 }
 
-fits_the_schema() {
-    python3 -c 'import json, jsonschema, sys
-schema = json.load(open(sys.argv[1]))
-validator = jsonschema.Draft202012Validator(schema)
-wrong = [(number, error.message) for number, line in enumerate(open(sys.argv[2]), 1)
-         for error in validator.iter_errors(json.loads(line))]
-print(*wrong[:3], sep="\n", end="")
-sys.exit(bool(wrong))' "$repository/tools/telemetry/telemetry.schema.json" "$1"
-}
-
 # --- What it tells --------------------------------------------------------------------------------------
 
 readonly journey=(--tracking 10 --geofence 'ahead,47.2890,8.5653,1000m,300m,50m')

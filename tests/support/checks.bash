@@ -22,6 +22,17 @@ soon() {
     return 1
 }
 
+# fits_the_schema FILE: each line of a recording, or of what the monitor prints with --json.
+fits_the_schema() {
+    python3 -c 'import json, jsonschema, sys
+schema = json.load(open(sys.argv[1]))
+validator = jsonschema.Draft202012Validator(schema)
+wrong = [(number, error.message) for number, line in enumerate(open(sys.argv[2]), 1)
+         for error in validator.iter_errors(json.loads(line))]
+print(*wrong[:3], sep="\n", end="")
+sys.exit(bool(wrong))' "$repository/tools/telemetry/telemetry.schema.json" "$1"
+}
+
 # run_each COMMAND CHECK ...: runs COMMAND with each check, says of each whether it passed, and fails when one did not.
 run_each() {
     local run=$1 check failures=0

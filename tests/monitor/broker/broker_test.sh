@@ -36,7 +36,8 @@ on_unit() {
 
 # --- Vocabulary -----------------------------------------------------------------------------------------
 
-readonly soon_s=60 # a busy machine needs long for some of it
+# shellcheck disable=SC2034  # read by `soon`: a busy machine needs long for some of it
+readonly soon_s=60
 
 broker_answers() { mosquitto_pub --unix "$PWD/broker" -i probe -t probe -n 2>/dev/null; }
 
@@ -215,6 +216,32 @@ recording_brings_what_a_killed_publisher_had() {
     ends_broker TERM
 }
 
+connection_of() { readlink /proc/"$1"/fd/* | grep '^socket:'; }
+has_another_connection() { [[ -n $(connection_of "$1") && $(connection_of "$1") != "$2" ]]; }
+
+# A link that dies without a word: the broker stands still, and is gone before it has read what was sent to it.
+publisher_notices_a_broker_that_fell_silent() {
+    local lines publisher connection began
+    starts_broker && subscribes && starts_subscriber
+    exec {lines}> >(exec mosquitto_pub --unix "$PWD/broker" -k 5 -l -q 1 -i amsel -t units/amsel/gps 2>>publisher.err)
+    publisher=$!
+    echo '{"heard":true}' >&"$lines"
+    soon grep -q heard arrived
+    connection=$(connection_of "$publisher")
+    kill -STOP "$broker"
+    began=$SECONDS
+    echo '{"unheard":true}' >&"$lines"
+    expect "it connects anew" soon has_another_connection "$publisher" "$connection"
+    echo "    noticed after $((SECONDS - began)) s"
+    expect "it has not arrived" equal "$(grep -c unheard arrived)" 0
+    ends_broker KILL
+    starts_broker
+    expect "what was not acknowledged arrives" soon grep -q '^units/amsel/gps {"unheard":true}$' arrived
+    exec {lines}>&-
+    ends_subscriber
+    ends_broker TERM
+}
+
 # Without a broker: what the monitor writes at its end is what the report makes of the recording.
 monitor_and_report_write_the_same_exports() {
     units=(amsel)
@@ -238,7 +265,7 @@ monitor_and_report_write_the_same_exports() {
 readonly all_checks=(each_event_arrives_across_an_orderly_restart_of_the_broker
     each_event_arrives_across_a_crash_of_the_broker each_event_waits_for_a_broker_that_comes_later
     each_event_waits_for_a_subscriber_that_is_away recording_brings_what_a_killed_publisher_had
-    monitor_and_report_write_the_same_exports)
+    publisher_notices_a_broker_that_fell_silent monitor_and_report_write_the_same_exports)
 
 run() {
     local folder

@@ -341,6 +341,8 @@ asks_the_service() {
     expect "the terminal is given back" is_as_before
     expect "status" equal "$(status)" 0
     expect "the recording is whole" recorded '"type":"end"'
+    expect "what was asked for is in it" equal "$(grep -c '"type":"command"' "$scratch/recording")" 4
+    expect "the schema" fits_the_schema "$scratch/recording"
 }
 
 gives_the_terminal_back_when_it_is_ended() {
