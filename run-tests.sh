@@ -140,11 +140,10 @@ run_here() {
     sed 's/^/== left out: /' "build/$preset/left-out.txt" 2>/dev/null
     export RUXOGPS_REPEATS_LOG=$PWD/build/$preset/repeats.log
     : >"$RUXOGPS_REPEATS_LOG"
-    # An end-to-end test is four processes on a fast clock that wait for most of the time, but not under a sanitizer.
-    local labels=() jobs=$((2 * $(nproc)))
-    [[ ! $preset =~ ^(asan|tsan) ]] || jobs=$(nproc)
+    # An end-to-end test is four processes on a fast clock that wait for most of the time.
+    local labels=()
     [[ -z $left_out ]] || labels=(--label-exclude "^(${left_out//,/|})\$")
-    ctest --preset "$preset" "${labels[@]}" --parallel "$jobs" --no-label-summary </dev/null | with_the_repeats
+    ctest --preset "$preset" "${labels[@]}" --parallel $((2 * $(nproc))) --no-label-summary </dev/null | with_the_repeats
     exit "${PIPESTATUS[0]}"
 }
 
