@@ -235,23 +235,10 @@ unit_of() {
         "$repository/tests/examples/examples_test.sh" --on-unit "$examples" "$slow_clock" "$1"
 }
 
-run_checks() {
-    local check failures=0
-    for check; do
-        if unit_of "$check"; then
-            echo "PASS $check"
-        else
-            echo "FAIL $check"
-            ((failures += 1))
-        fi
-    done
-    return $((failures > 0))
-}
-
 [[ ${1-} != --list ]] || { printf '%s\n' "${checks[@]}"; exit; }
 [[ ${1-} != --on-unit ]] || { examples=$2 slow_clock=$3 && run_on_unit "$4"; exit; }
 examples=$(readlink -f "$1")
 slow_clock=$(readlink -f "$2")
 shift 2
 (($# > 0)) || set -- "${checks[@]}"
-run_checks "$@"
+run_each unit_of "$@"
