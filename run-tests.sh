@@ -19,8 +19,8 @@ Usage: ./run-tests.sh [OPTIONS]
   --preset NAME  release (the default), debug, clang, asan+ubsan, tsan or libgps22, as in CMakePresets.json
   --no-install   the packages are there: look for none, install none
   --leave-out LIST  leave out CTest's tests with these labels, for the tests here and those of --libgps: `monitor`
-                 (ruxogps-monitor on units and terminals), `people` (report, exports, examples, broker, the demo's picture) or
-                 `trial` (the last three); built are they all the same
+                 (ruxogps-monitor on units and terminals), `people` (report, exports, and what is in `trial`) or `trial`
+                 (examples, broker, the demo's picture); built are they all the same
 
 These run several targets one after the other, and end with a table of their tests:
 
