@@ -19,8 +19,9 @@ Usage: ./run-tests.sh [OPTIONS]
   --preset NAME  release (the default), debug, clang, asan+ubsan, tsan or libgps22, as in CMakePresets.json
   --no-install   the packages are there: look for none, install none
   --leave-out LIST  leave out CTest's tests with these labels, for the tests here and those of --libgps: `monitor`
-                 (ruxogps-monitor on units and terminals), `people` (report, exports, and what is in `trial`) or `trial`
-                 (examples, broker, the demo's picture); built are they all the same
+                 (ruxogps-monitor on units and terminals), `people` (report, exports, and what is in `trial`), `trial`
+                 (examples, broker, the demo's picture) or `faults` (rows of the fault matrix on the virtual unit);
+                 built are they all the same
 
 These run several targets one after the other, and end with a table of their tests:
 
@@ -30,7 +31,8 @@ These run several targets one after the other, and end with a table of their tes
                  armhf-libgps22, armhf with the stand-in
   --packages     the packages, built, checked, installed and used
   --pages        the documents and their drawings, and the report's page in Chromium
-  --all          the tests here (release) and all of these
+  --faults       the rows of the fault matrix, printed with their figures
+  --all          the tests here (release), which hold the rows of the fault matrix, and all of these
   --only LIST    of these targets only the named ones: trixie,armhf
 
   --fresh        do as a new user would on a bare Debian 12, made for this run: clone this checkout's last commit, run
@@ -65,7 +67,7 @@ kind=
 only=
 left_out=
 install=1
-read_options "preset:,leave-out:,no-install,fresh,arm,libgps,packages,pages,all,only:" "$@"
+read_options "preset:,leave-out:,no-install,fresh,arm,libgps,packages,pages,faults,all,only:" "$@"
 set -- "${options[@]}"
 while [[ $1 != -- ]]; do
     case $1 in
@@ -84,7 +86,7 @@ shift
 case $kind in
     arm) targets=("${arm_targets[@]}") ;;
     libgps) targets=("${libgps_targets[@]}") ;;
-    packages | pages) targets=("$kind") ;;
+    packages | pages | faults) targets=("$kind") ;;
     all) targets=(release "${libgps_targets[@]}" "${arm_targets[@]}" packages pages) ;;
     *) targets=() ;;
 esac
@@ -197,7 +199,7 @@ become_target() {
             "./run-tests.sh --no-install ${left_out:+--leave-out $left_out}" ;;
         armhf | arm64 | armhf-libgps22) exec tools/arm/run-tests "$1" ;;
         armhf-time64) become_a_machine trixie "tools/arm/run-tests $1" ;;
-        packages | pages) exec "tests/$1/run" ;;
+        packages | pages | faults) exec "tests/$1/run" ;;
     esac
 }
 
