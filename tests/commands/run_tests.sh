@@ -93,6 +93,10 @@ mkdir -p "$work/checkout/tests/pages"
 stand_in "$work/checkout/tests/pages/run" <<<$'#!/bin/sh\necho "50% tests passed, 1 tests failed out of 2"; exit 1'
 run --pages
 expect "the pages are a target" test "$(rows)" = "pages 2 1 0  failed, see build/targets/pages.log"
+mkdir -p "$work/checkout/tests/faults"
+stand_in "$work/checkout/tests/faults/run" <<<$'#!/bin/sh\necho "100% tests passed, 0 tests failed out of 3"'
+run --faults
+expect "the fault matrix is a target" test "$(rows)" = "faults 3 3 0"
 run --arm --only armhf-libgps22
 expect "the stand-in's ARM is a target" test "$(rows)" = "armhf-libgps22 20 19 1"
 run --arm --only armhf
