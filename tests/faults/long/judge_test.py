@@ -1,0 +1,122 @@
+#!/usr/bin/env python3
+"""That the long drive's judge passes a drive as it should be, and finds each thing that isn't.
+
+    judge_test.py JUDGE
+"""
+
+import importlib.machinery
+import importlib.util
+import pathlib
+import sys
+import tempfile
+import unittest
+
+# The judge is a command without an ending; what Python would keep of it has no place beside the sources.
+sys.dont_write_bytecode = True
+loader = importlib.machinery.SourceFileLoader("judge", sys.argv.pop(1))
+judge = importlib.util.module_from_spec(importlib.util.spec_from_loader("judge", loader))
+loader.exec_module(judge)
+
+GONE = 1795356000.0
+WARM = judge.WARM_UP_S
+SECONDS = 3000
+KILL = 1500
+GAP = range(KILL + 5, KILL + 17)
+HELD = "heap=1000 anonymous_kib=500 descriptors=8 threads=3 processes=7"
+
+
+def made_up_lines():
+    """A drive of 50 minutes as it should be."""
+    way = judge.Way()
+    inside = {}
+    yield f"started t={GONE - WARM:.3f}"
+    yield f"gone t={GONE:.3f}"
+    odometer = 0
+    for second in range(1, SECONDS):
+        time = GONE + second
+        if second == 60:
+            yield f"sample minute {HELD} t={time:.3f}"
+        if second == KILL:
+            yield f"killed gpsd t={time:.3f}"
+        if time % judge.PERIOD_S == 0:
+            yield f"event tracking valid=1 t={time - 0.5:.3f}"
+        if second in GAP:
+            continue
+        position = way.position(way.driven_m(second))
+        odometer = round(way.driven_m(second))
+        yield "fix time={:.0f} lat={:.0f} lon={:.0f} odometer={} error=6 t={:.3f}".format(
+            time, position[0] * 1e6, position[1] * 1e6, odometer, time + 0.5
+        )
+        for name, centre in judge.geofences().items():
+            now = judge.is_inside(position, centre)
+            if inside.get(name, now) != now:
+                yield f"event {'entered' if now else 'left'} name={name} t={time + 0.6:.3f}"
+            inside[name] = now
+        if second % 11 == 0:
+            yield f"event position t={time + 0.6:.3f}"
+    yield f"sample end {HELD} t={GONE + SECONDS:.3f}"
+    yield f"ended status=0 t={GONE + SECONDS:.3f}"
+
+
+class Judge(unittest.TestCase):
+    def judged(self, lines):
+        with tempfile.TemporaryDirectory() as folder:
+            leg = pathlib.Path(folder) / "leg-1"
+            leg.mkdir()
+            (leg / "output").write_text("\n".join(lines) + "\n")
+            (found,) = judge.legs_of(folder)
+            return judge.Judgement(found).judge()
+
+    def without(self, holds):
+        """Drops the first line behind the first 400 s that `holds`."""
+        lines = list(made_up_lines())
+        begin = lines.index(next(line for line in lines if line.startswith(f"fix time={GONE + 400:.0f}")))
+        lines.remove(next(line for line in lines[begin:] if holds(line)))
+        return self.judged(lines)
+
+    def changed(self, old, new):
+        return self.judged([line.replace(old, new) for line in made_up_lines()])
+
+    def test_passes_a_drive_as_it_should_be(self):
+        judgement = self.judged(made_up_lines())
+        self.assertEqual(judgement.amiss, [])
+        self.assertEqual(judgement.figures["events_lost"], 0)
+        self.assertEqual(judgement.figures["kills"], 1)
+        self.assertGreater(judgement.figures["geofence_events"], 10)
+        self.assertGreater(judgement.figures["tracking_reports"], 40)
+
+    def test_finds_each_lost_event(self):
+        for event in ("event entered", "event left", "event tracking", "event position"):
+            with self.subTest(event=event):
+                self.assertEqual(self.without(lambda line, e=event: line.startswith(e)).figures["events_lost"], 1)
+
+    def test_finds_an_event_too_many(self):
+        lines = list(made_up_lines())
+        left = next(line for line in lines if line.startswith("event left"))
+        self.assertIn("nothing explains", str(self.judged(lines + [left]).amiss))
+
+    def test_finds_a_loss_that_nobody_made(self):
+        lines = [line for line in made_up_lines() if not any(f"time={GONE + s:.0f}" in line for s in range(800, 806))]
+        self.assertIn("nobody had killed", str(self.judged(lines).amiss))
+
+    def test_finds_a_kill_that_is_no_loss(self):
+        self.assertIn("1 losses of 2 kills", str(self.judged([*made_up_lines(), f"killed gpsd t={GONE + 99}"]).amiss))
+
+    def test_finds_a_fix_off_the_way(self):
+        lines = [line.replace(" lat=4", " lat=3") if f"time={GONE + 700:.0f}" in line else line for line in made_up_lines()]
+        self.assertIn("off the way", str(self.judged(lines).amiss))
+
+    def test_finds_a_wrong_distance(self):
+        lines = [line.replace("odometer=", "odometer=1") if f"time={GONE + SECONDS - 1:.0f}" in line else line
+                 for line in made_up_lines()]
+        self.assertIn("odometer", str(self.judged(lines).amiss))
+
+    def test_finds_whatever_has_grown(self):
+        for old in ("heap=1000", "anonymous_kib=500", "descriptors=8", "threads=3", "processes=7"):
+            with self.subTest(old=old):
+                lines = [line.replace(old, old + "9") if line.startswith("sample end") else line for line in made_up_lines()]
+                self.assertNotEqual(self.judged(lines).amiss, [])
+
+
+if __name__ == "__main__":
+    unittest.main()
