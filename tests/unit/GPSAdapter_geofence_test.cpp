@@ -189,6 +189,16 @@ TEST_F(AdapterWithoutCallback, AnswersALastGeofencesEventWithNotAvailable) {
     EXPECT_EQ(adapter->UpdateGeofence(), 0u) << "outside is no event";
 }
 
+TEST_F(AdapterWithoutCallback, AnswersAnEnteredGeofenceWithNotAvailableAsWell) {
+    member(AdapterCurrentData()) = fixAt(50000000, 10000000);
+    GPSGeofence& last = member(AdapterParams()).geofences[11];
+    last.width = last.height = 10;
+    adapter->UpdateGeofence();
+    member(AdapterCurrentData()) = fixAt(1, 1);
+    EXPECT_EQ(adapter->UpdateGeofence(), 0x17000003u);
+    EXPECT_EQ(adapter->UpdateGeofence(), 0u) << "inside is no event";
+}
+
 TEST_F(AdapterWithoutCallback, AnswersAnEventOfAnotherGeofenceWithTheLastOnesResult) {
     member(AdapterCurrentData()) = fixAt(50000000, 10000000);
     GPSGeofence& first = member(AdapterParams()).geofences[0];
