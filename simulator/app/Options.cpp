@@ -116,6 +116,7 @@ constexpr std::array<Choice<NmeaVersion>, 4> kVersions{{
     {"4.0", NmeaVersion::V40},
     {"4.1", NmeaVersion::V41},
 }};
+constexpr std::array<Choice<bool>, 2> kUtcForms{{{"floored", false}, {"hundredths", true}}};
 constexpr std::array<Choice<bool>, 2> kNumberings{{{"strict", false}, {"extended", true}}};
 constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
     {"4800", 4800},
@@ -229,6 +230,12 @@ const Row kRows[] = {
      "the same, knowing position and time (8)"},
     {"ttff-warm", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.fixTimes.warm = seconds(g); },
      "the same, with a navigation database (2)"},
+    {"leap-after", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.settings.timeToLeapSeconds = seconds(g); },
+     "without GLONASS UTC is a second wrong for so long after a cold start (750)"},
+    {"utc", "floored|hundredths",
+     [](Draft& d, const Given& g) { d.options.engine.factory.utcToHundredths = choose(g, kUtcForms); },
+     "UTC in UBX: second floored (default), or of the nearest hundredth"},
     {"deaf", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.deafTime = seconds(g); },
      "takes nothing in for so long after power-up and reset (0.5, assumed)"},
     {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},

@@ -17,6 +17,9 @@ constexpr double kWorstPdop = 25;
 constexpr double kRangeErrorM = 2.5;          // user range error, one sigma
 constexpr double kCorrectedRangeErrorM = 1.2; // the same with SBAS corrections
 constexpr int kMostUsedOfASystem = 12;        // what a GSA sentence holds
+// An assumption: how much of the time to first fix it takes until the week is known. Recorded of an M8: it
+// was not for more than a quarter of a minute after the time of day was.
+constexpr double kWeekOfFirstFix = 0.8;
 
 // Satellites are found one after the other until the first fix, and again within seconds after a blocked sky.
 bool isFound(const Satellite& satellite, const Reception& reception, uint64_t seed) {
@@ -101,18 +104,39 @@ void setFix(Epoch& epoch, const Reception& reception) {
 
 } // namespace
 
+namespace {
+
+// GLONASS tells UTC itself; of GPS the receiver has to wait for a page that comes every twelve and a half
+// minutes.
+bool areLeapSecondsKnown(const std::vector<Satellite>& satellites, const Reception& reception) {
+    return reception.leapSecondsKnown || reception.sinceStart >= reception.timeToLeapSeconds ||
+           std::any_of(satellites.begin(), satellites.end(), [](const Satellite& satellite) {
+               return satellite.constellation == Constellation::Glonass && satellite.carrierToNoiseDbHz > 0;
+           });
+}
+
+void setTime(Epoch& epoch, const Reception& reception) {
+    epoch.sinceStart = reception.sinceStart;
+    epoch.timeKnown = anyTracked(epoch.satellites) || reception.sinceStart >= reception.timeToFirstFix;
+    epoch.weekKnown =
+        inSeconds(reception.sinceStart) >= kWeekOfFirstFix * inSeconds(reception.timeToFirstFix);
+    epoch.leapSecondsKnown = areLeapSecondsKnown(epoch.satellites, reception);
+}
+
+} // namespace
+
 Epoch navigate(const MotionState& truth, std::vector<Satellite> satellites, UtcTime utc,
                const Reception& reception, uint64_t seed) {
     const double seconds = inSeconds(utc.time_since_epoch());
     applyReception(satellites, reception, seed);
     Epoch epoch;
     epoch.utc = utc;
-    epoch.timeKnown = anyTracked(satellites) || reception.sinceStart >= reception.timeToFirstFix;
     epoch.position = withNoise(truth.position, reception.noiseM, seconds, seed);
     epoch.speedMps = truth.speedMps;
     epoch.courseDeg = truth.courseDeg;
     epoch.climbMps = truth.climbMps;
     epoch.satellites = std::move(satellites);
+    setTime(epoch, reception);
     if (!reception.fixDenied && reception.sinceStart >= reception.timeToFirstFix)
         setFix(epoch, reception);
     return epoch;

@@ -6,6 +6,7 @@
 
 #include "simulator/Constants.h"
 #include "simulator/Nmea.h"
+#include "simulator/ReceiverClock.h"
 
 namespace simulator {
 
@@ -120,11 +121,11 @@ struct Context {
 };
 
 void addTime(NmeaSentence& sentence, const Epoch& epoch) {
-    epoch.timeKnown ? sentence.timeOfDay(epoch.utc) : sentence.empty();
+    epoch.timeKnown ? sentence.timeOfDay(reportedUtc(epoch)) : sentence.empty();
 }
 
 void addDate(NmeaSentence& sentence, const Epoch& epoch) {
-    epoch.timeKnown ? sentence.date(epoch.utc) : sentence.empty();
+    isDateKnown(epoch) ? sentence.date(reportedUtc(epoch)) : sentence.empty();
 }
 
 void addPosition(NmeaSentence& sentence, const Context& context) {
@@ -311,9 +312,9 @@ SentenceGroup writeGst(const Context& context) {
 SentenceGroup writeZda(const Context& context) {
     NmeaSentence zda = context.sentence("ZDA");
     addTime(zda, context.epoch);
-    if (!context.epoch.timeKnown)
+    if (!isDateKnown(context.epoch))
         return {zda.empty(3).field("00").field("00").text()};
-    const CalendarTime calendar = calendarOf(context.epoch.utc);
+    const CalendarTime calendar = calendarOf(reportedUtc(context.epoch));
     zda.padded(calendar.day, 2).padded(calendar.month, 2).padded(calendar.year, 4).field("00").field("00");
     return {zda.text()};
 }

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "simulator/Numbers.h"
+#include "simulator/ReceiverClock.h"
 
 namespace simulator {
 
@@ -38,13 +39,19 @@ Simulator::Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine>
 void Simulator::powerUp(ResetCause cause, TimePoint now) {
     line_.clear();
     hearsFrom_ = now + settings_.deafTime;
-    navigationStart_ = now;
-    firstFix_.reset();
+    poweredUpAt_ = now;
+    restartNavigation(now);
     apply(engine_->reset(cause, now), 0, now);
     if (!settings_.recording)
         for (std::string& sentence : powerUpBanner(engine_->output()))
             sendFrame(std::move(sentence), now, false);
     scheduleNextEpoch(now);
+}
+
+void Simulator::restartNavigation(TimePoint now) {
+    navigationStart_ = now;
+    firstFix_.reset();
+    leapSecondsHeard_ = false;
 }
 
 void Simulator::setResetLine(bool asserted, TimePoint now) {
@@ -118,6 +125,8 @@ Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
         firstFix_ ? Duration(*firstFix_ - navigationStart_) : engine_->timeToFirstFix(settings_.fixTimes);
     reception.sinceSkyBack = at - skyBlockedAt_;
     reception.corrected = settings_.quality == 2 && engine_->output().enabled.count(Constellation::Sbas) != 0;
+    reception.leapSecondsKnown = leapSecondsHeard_ || (!firstFix_ && engine_->knowsLeapSeconds());
+    reception.timeToLeapSeconds = settings_.timeToLeapSeconds;
     reception.noiseM = settings_.noiseM;
     return reception;
 }
@@ -127,6 +136,8 @@ void Simulator::runEpoch(TimePoint at) {
     const Reception reception = receptionAt(at, motion_);
     auto satellites = sky_.above(motion_.position, utcAt(at), engine_->output().enabled);
     epoch_ = navigate(motion_, std::move(satellites), utcAt(at), reception, settings_.seed);
+    epoch_.clockRest = clockRest(at - poweredUpAt_);
+    leapSecondsHeard_ = isUtcResolved(epoch_);
     if (epoch_.fix != FixType::None && !firstFix_)
         firstFix_ = at;
     Reaction messages = engine_->epoch(epoch_, at);
@@ -202,10 +213,8 @@ void Simulator::sendFrame(std::string frame, TimePoint at, bool mayOvertake) {
 void Simulator::apply(const Reaction& reaction, uint32_t portBaud, TimePoint now) {
     for (const std::string& text : reaction.log)
         writeLog(text, portBaud, now);
-    if (reaction.navigationRestarted) {
-        navigationStart_ = now;
-        firstFix_.reset();
-    }
+    if (reaction.navigationRestarted)
+        restartNavigation(now);
     for (const Outgoing& outgoing : reaction.outgoing)
         if (!outgoing.bytes.empty() && !isSilent(now))
             line_.queue({outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields});

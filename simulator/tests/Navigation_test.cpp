@@ -76,7 +76,7 @@ protected:
         reception.timeToFirstFix = 26s;
     }
     Epoch navigated() const {
-        const auto satellites = Sky(1).above(truth.position, noon, {Constellation::Gps, Constellation::Sbas});
+        const auto satellites = Sky(1).above(truth.position, noon, systems);
         return navigate(truth, satellites, noon, reception, 1);
     }
     static long tracked(const Epoch& epoch) {
@@ -85,6 +85,7 @@ protected:
     }
 
     const UtcTime noon = utcOf({2024, 5, 17, 12, 0, 0, 0});
+    std::set<Constellation> systems{Constellation::Gps, Constellation::Sbas};
     MotionState truth;
     Reception reception;
 };
@@ -123,6 +124,31 @@ TEST_F(NavigationTest, TimeIsKnownWithTheFirstSatellite) {
     EXPECT_FALSE(navigated().timeKnown);
     reception.sinceStart = 25s;
     EXPECT_TRUE(navigated().timeKnown);
+}
+
+TEST_F(NavigationTest, WeekIsKnownAWhileAfterTheTime) {
+    reception.sinceStart = 15s;
+    EXPECT_TRUE(navigated().timeKnown);
+    EXPECT_FALSE(navigated().weekKnown);
+    reception.sinceStart = 26s;
+    EXPECT_TRUE(navigated().weekKnown);
+}
+
+TEST_F(NavigationTest, LeapSecondsComeMinutesAfterAColdStartWithoutGlonass) {
+    reception.leapSecondsKnown = false;
+    reception.timeToLeapSeconds = 750s;
+    EXPECT_FALSE(navigated().leapSecondsKnown);
+    reception.sinceStart = 749s;
+    EXPECT_FALSE(navigated().leapSecondsKnown);
+    reception.sinceStart = 750s;
+    EXPECT_TRUE(navigated().leapSecondsKnown);
+}
+
+TEST_F(NavigationTest, GlonassTellsTheLeapSecondsAtOnce) {
+    reception.leapSecondsKnown = false;
+    reception.timeToLeapSeconds = 750s;
+    systems.insert(Constellation::Glonass);
+    EXPECT_TRUE(navigated().leapSecondsKnown);
 }
 
 TEST_F(NavigationTest, BlockedSkyMeansNoSatelliteAndNoFix) {

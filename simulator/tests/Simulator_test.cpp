@@ -33,6 +33,7 @@ public:
         return {bad ? CommandResult::Bad : CommandResult::Done, bad ? "nak takes nothing" : "", {}};
     }
     std::vector<KeyValue> state() const override { return {{"engine_key", "7"}}; }
+    bool knowsLeapSeconds() const override { return leapSeconds; }
 
     std::string received;
     std::vector<ResetCause> resets;
@@ -40,6 +41,7 @@ public:
     Reaction messages;
     uint32_t baud = 9600;
     bool knows = false;
+    bool leapSeconds = false;
     OutputConfiguration configuration;
 };
 
@@ -115,6 +117,31 @@ TEST_F(SimulatorTest, EpochsStandOnWholeSecondsOfTheCalendar) {
     ASSERT_LE(3u, rmc.size());
     EXPECT_EQ("120001.00", rmc[0].fieldAt(1));
     EXPECT_EQ("120002.00", rmc[1].fieldAt(1));
+}
+
+TEST_F(SimulatorTest, LeapSecondsAreCorrectedMinutesAfterAColdStartAndStayKnownInATunnel) {
+    configuration.enabled = {Constellation::Gps, Constellation::Sbas};
+    settings.fixTimes.cold = 2s;
+    settings.timeToLeapSeconds = 60s;
+    powerUp();
+    after(50s);
+    EXPECT_EQ("120051.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1)) << "a second ahead";
+    after(14s);
+    EXPECT_EQ("120105.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
+    command("nosatellites");
+    after(3s);
+    EXPECT_EQ("120109.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
+}
+
+TEST_F(SimulatorTest, LeapSecondsAreKnownAtOnceToAnEngineThatWasToldThem) {
+    configuration.enabled = {Constellation::Gps, Constellation::Sbas};
+    settings.fixTimes.cold = 2s;
+    powerUp();
+    engine->leapSeconds = true;
+    after(4s);
+    EXPECT_EQ("120004.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
+    engine->leapSeconds = false;
+    EXPECT_EQ("120005.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
 }
 
 TEST_F(SimulatorTest, FirstFixComesAfterTheTimeToFirstFix) {

@@ -16,6 +16,7 @@ struct NavContext {
     const Epoch& epoch;
     uint32_t sinceStartMs;     ///< since power-up or reset
     uint32_t timeToFirstFixMs; ///< 0: no fix yet
+    bool utcToHundredths;      ///< as in OutputConfiguration
 };
 
 struct NavMessageRow {

@@ -133,6 +133,10 @@ Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
     return aided ? times.aided : times.cold;
 }
 
+bool UbxReceiver::knowsLeapSeconds() const {
+    return assistance_.timeKnown() || assistance_.database().holds(RecordKind::UtcParameters);
+}
+
 // --- From the host --------------------------------------------------------------------------------------
 
 Reaction UbxReceiver::receive(std::string_view bytes, TimePoint now) {
@@ -251,7 +255,7 @@ std::optional<Bytes> UbxReceiver::polled(const UbxFrame& frame, TimePoint now) c
         return std::nullopt;
     for (const NavMessageRow& row : navMessageRows())
         if (row.id == frame.id)
-            return row.build({*lastEpoch_, sinceStartMs(now), timeToFirstFixMs_});
+            return row.build({*lastEpoch_, sinceStartMs(now), timeToFirstFixMs_, output().utcToHundredths});
     return std::nullopt;
 }
 
@@ -324,7 +328,7 @@ Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     ++epochCount_;
     if (!output().ubxOut)
         return reaction;
-    const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_};
+    const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_, output().utcToHundredths};
     for (const NavMessageRow& row : navMessageRows()) {
         const uint32_t rate = configuration_.rateOf(ubx::kNav, row.id);
         if (rate != 0 && epochCount_ % rate == 0) {

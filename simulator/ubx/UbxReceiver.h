@@ -27,6 +27,7 @@ public:
     uint32_t baudRate() const override { return configuration_.baudRate(); }
     const OutputConfiguration& output() const override { return configuration_.output(); }
     Duration timeToFirstFix(const FixTimes& times) const override;
+    bool knowsLeapSeconds() const override;
     CommandReply command(const std::vector<std::string>& words, TimePoint now) override;
     std::vector<KeyValue> commandHelp() const override;
     std::vector<KeyValue> state() const override;

@@ -58,8 +58,12 @@ struct GeoPosition {
 };
 
 struct Epoch {
-    UtcTime utc{};
+    UtcTime utc{};          ///< the true one, at the epoch's millisecond; ReceiverClock.h has the reported
+    Duration clockRest{0};  ///< less than a millisecond: where the epoch really stands beside `utc`
+    Duration sinceStart{0}; ///< of the receiver's navigation
     bool timeKnown = false; ///< from the first satellite with a time message on, or from an aiding message
+    bool weekKnown = true;  ///< once the time is known: which week it is
+    bool leapSecondsKnown = true; ///< once the time is known: how far UTC is from GPS time
     FixType fix = FixType::None;
     int32_t quality = 0; ///< as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
     GeoPosition position;

@@ -18,6 +18,8 @@ struct Reception {
     bool skyBlocked = false;                      ///< tunnel, antenna, fault: no satellite is heard
     bool fixDenied = false;                       ///< satellites are heard, but no position comes of them
     bool corrected = true;                        ///< SBAS corrections are at hand
+    bool leapSecondsKnown = true;                 ///< from before, or told by the host
+    Duration timeToLeapSeconds{0};                ///< the same without GLONASS, from the same start
     double noiseM = 0; ///< how far a reported position may wander from the true one
 };
 

@@ -95,6 +95,9 @@ public:
     /// waits.
     virtual Duration timeToFirstFix(const FixTimes& times) const = 0;
 
+    /// Whether the leap seconds are known without a satellite: told by the host, or kept.
+    virtual bool knowsLeapSeconds() const { return false; }
+
     /// A control command that the core does not know, split at blanks; words[0] is its name.
     enum class CommandResult { Unknown, Done, Bad };
     struct CommandReply {

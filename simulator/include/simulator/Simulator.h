@@ -40,6 +40,9 @@ struct SimulatorSettings {
     /// After power-up and after each pulse of the reset line the receiver starts, and takes nothing in for so
     /// long. An assumption: no measurement of a real receiver is behind it.
     Duration deafTime{0};
+    /// After a start without GLONASS the leap seconds are those of the firmware for so long: GPS tells the
+    /// right ones every twelve and a half minutes.
+    Duration timeToLeapSeconds = std::chrono::seconds(750);
 };
 
 class Simulator {
@@ -106,6 +109,7 @@ private:
 
     // --- Output
     void powerUp(ResetCause cause, TimePoint now);
+    void restartNavigation(TimePoint now);
     void apply(const Reaction& reaction, uint32_t portBaud, TimePoint now);
     void applyMessages(const Reaction& reaction, TimePoint now);
     void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
@@ -154,7 +158,9 @@ private:
     // --- Receiver
     Line line_;
     TimePoint hearsFrom_{}; ///< deaf until then
+    TimePoint poweredUpAt_{};
     TimePoint navigationStart_{};
+    bool leapSecondsHeard_ = false;     ///< since navigationStart_
     std::optional<TimePoint> firstFix_; ///< the first since navigationStart_
     TimePoint skyBlockedAt_{};          ///< last time at which no satellite could be heard
     TimePoint nextEpoch_{};
