@@ -47,7 +47,9 @@ std::optional<int> sbasNumber(int number, bool extended) {
 
 // Whether this numbering can show the system at all.
 bool isShown(const System& system, const OutputConfiguration& output) {
-    const Satellite probe{system.constellation, 1, 0, 0, 0, false};
+    Satellite probe;
+    probe.constellation = system.constellation;
+    probe.number = 1;
     return output.enabled.count(system.constellation) != 0 &&
            sentenceNumber(probe, output.nmeaVersion, output.extendedNumbering).has_value();
 }
@@ -250,8 +252,12 @@ SentenceGroup writeGsa(const Context& context) {
 }
 
 void addSatellite(NmeaSentence& gsv, const Satellite& satellite, int number) {
-    gsv.padded(number, 2).padded(static_cast<int>(std::lround(satellite.elevationDeg)), 2);
-    gsv.padded(static_cast<int>(std::lround(satellite.azimuthDeg)) % 360, 3);
+    gsv.padded(number, 2);
+    if (satellite.orbitKnown)
+        gsv.padded(static_cast<int>(std::lround(satellite.elevationDeg)), 2)
+            .padded(static_cast<int>(std::lround(satellite.azimuthDeg)) % 360, 3);
+    else
+        gsv.empty(2);
     if (satellite.carrierToNoiseDbHz > 0)
         gsv.padded(static_cast<int>(std::lround(satellite.carrierToNoiseDbHz)), 2);
     else

@@ -30,7 +30,8 @@ std::string listed(std::string_view bytes) {
 Simulator::Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine> engine, TimePoint now,
                      UtcTime utc)
     : startedAt_(now), utcAtStart_(utc), engine_(std::move(engine)), sky_(settings.seed),
-      settings_(std::move(settings)), line_(settings_.delivery), skyBlockedAt_(now - std::chrono::hours(1)) {
+      settings_(std::move(settings)), drift_(settings_.drift, settings_.seed), line_(settings_.delivery),
+      skyBlockedAt_(now - std::chrono::hours(1)) {
     if (!settings_.hold)
         departure_ = now;
     powerUp(ResetCause::PowerUp, now);
@@ -125,9 +126,15 @@ Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
         firstFix_ ? Duration(*firstFix_ - navigationStart_) : engine_->timeToFirstFix(settings_.fixTimes);
     reception.sinceSkyBack = at - skyBlockedAt_;
     reception.corrected = settings_.quality == 2 && engine_->output().enabled.count(Constellation::Sbas) != 0;
-    reception.leapSecondsKnown = leapSecondsHeard_ || (!firstFix_ && engine_->knowsLeapSeconds());
+    if (!firstFix_)
+        knownAtStart_ = engine_->knowledge();
+    reception.orbitsKnown = knownAtStart_.orbits;
+    reception.leapSecondsKnown = leapSecondsHeard_ || knownAtStart_.leapSeconds;
+    reception.unhealthySatellites = settings_.unhealthySatellites;
     reception.timeToLeapSeconds = settings_.timeToLeapSeconds;
     reception.noiseM = settings_.noiseM;
+    if (settings_.drift.sigmaM > 0)
+        reception.drift = drift_.at(at);
     return reception;
 }
 
@@ -318,6 +325,9 @@ const std::vector<Simulator::CommandRow>& Simulator::commandTable() {
         {"quality", "1|2", 1, 1, &Simulator::setQuality, "fixes are autonomous (1) or corrected (2)"},
         {"hz", "RATE", 1, 1, &Simulator::setRate, "epochs per second, 1 to 10; 0: as configured"},
         {"noise", "METRES", 1, 1, &Simulator::setNoise, "how far positions wander from the true one"},
+        {"drift", "METRES [SECONDS]", 1, 2, &Simulator::setDrift,
+         "deviation and correlation time of the positions' drift"},
+        {"unhealthy", "COUNT", 1, 1, &Simulator::setUnhealthy, "so many satellites in the sky are unhealthy"},
         {"delivery", "paced|burst", 1, 1, &Simulator::setDelivery,
          "bytes at the line's pace, or whole frames"},
         {"ttff", "SECONDS", 1, 1, &Simulator::setColdStart, "time to first fix of a cold start"},
@@ -412,6 +422,17 @@ void Simulator::setRate(const Words& words, TimePoint now) {
 }
 
 void Simulator::setNoise(const Words& words, TimePoint) { settings_.noiseM = numberOf(words[1], 0, 1000); }
+
+void Simulator::setDrift(const Words& words, TimePoint) {
+    settings_.drift.sigmaM = numberOf(words[1], 0, 1000);
+    if (words.size() > 2)
+        settings_.drift.correlation = fromSeconds(numberOf(words[2], 1, 1e6));
+    drift_ = PositionDrift(settings_.drift, settings_.seed);
+}
+
+void Simulator::setUnhealthy(const Words& words, TimePoint) {
+    settings_.unhealthySatellites = static_cast<std::size_t>(std::lround(numberOf(words[1], 0, 100)));
+}
 
 void Simulator::setDelivery(const Words& words, TimePoint) {
     if (words[1] != "paced" && words[1] != "burst")

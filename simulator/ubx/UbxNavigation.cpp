@@ -301,33 +301,38 @@ int32_t svid(const Satellite& satellite) {
     return number;
 }
 
-uint32_t quality(const Satellite& satellite) {
-    constexpr uint32_t kSearching = 1;
-    constexpr uint32_t kCodeLocked = 4;
-    constexpr uint32_t kCarrierLocked = 7;
-    if (satellite.carrierToNoiseDbHz <= 0)
-        return kSearching;
-    return satellite.used ? kCarrierLocked : kCodeLocked;
-}
+uint32_t quality(const Satellite& satellite) { return static_cast<uint32_t>(satellite.quality); }
 
 bool isCorrectedSatellite(const Epoch& epoch, const Satellite& satellite) {
     return isCorrected(epoch) && satellite.used && satellite.constellation == Constellation::Gps;
 }
 
+// An elevation beyond the zenith says that the direction isn't known.
 void putDirection(PayloadWriter& payload, const Satellite& satellite) {
-    payload.u1(magnitude(satellite.carrierToNoiseDbHz, 1)).i1(scaled(satellite.elevationDeg, 1));
-    payload.i2(scaled(satellite.azimuthDeg, 1) % 360);
+    constexpr int32_t kNoElevation = -91;
+    payload.u1(magnitude(satellite.carrierToNoiseDbHz, 1));
+    if (satellite.orbitKnown)
+        payload.i1(scaled(satellite.elevationDeg, 1)).i2(scaled(satellite.azimuthDeg, 1) % 360);
+    else
+        payload.i1(kNoElevation).i2(0);
 }
 
 Bytes buildSvInfo(const NavContext& context) {
     constexpr uint32_t kChipM8 = 4;
+    constexpr uint32_t kUsed = 0x01;
+    constexpr uint32_t kDifferential = 0x02;
+    constexpr uint32_t kOrbit = 0x04;
+    constexpr uint32_t kEphemeris = 0x08;
+    constexpr uint32_t kUnhealthy = 0x10;
     const std::vector<Satellite>& satellites = context.epoch.satellites;
     PayloadWriter payload = startedWithTow(context);
     payload.u1(static_cast<uint32_t>(satellites.size())).u1(kChipM8).zeros(2);
     uint32_t channel = 0;
     for (const Satellite& satellite : satellites) {
-        const uint32_t flags =
-            (satellite.used ? 0x0Du : 0x04u) | (isCorrectedSatellite(context.epoch, satellite) ? 0x02u : 0u);
+        const uint32_t flags = flagIf(satellite.used, kUsed | kEphemeris) |
+                               flagIf(isCorrectedSatellite(context.epoch, satellite), kDifferential) |
+                               flagIf(satellite.orbitKnown, kOrbit) |
+                               flagIf(satellite.health == Health::Unhealthy, kUnhealthy);
         payload.u1(channel++).i1(svid(satellite)).u1(flags).u1(quality(satellite));
         putDirection(payload, satellite);
         payload.i4(0);
@@ -338,7 +343,7 @@ Bytes buildSvInfo(const NavContext& context) {
 Bytes buildSat(const NavContext& context) {
     constexpr uint32_t kVersion = 1;
     constexpr uint32_t kUsed = 0x08;
-    constexpr uint32_t kHealthy = 0x10;
+    constexpr uint32_t kHealth = 0x10; // times its number
     constexpr uint32_t kDifferential = 0x40;
     constexpr uint32_t kOrbitFromEphemeris = 0x0100 | 0x0800;
     constexpr uint32_t kOrbitFromAlmanac = 0x0200 | 0x1000;
@@ -348,9 +353,10 @@ Bytes buildSat(const NavContext& context) {
     payload.u1(kVersion).u1(static_cast<uint32_t>(satellites.size())).zeros(2);
     for (const Satellite& satellite : satellites) {
         const bool corrected = isCorrectedSatellite(context.epoch, satellite);
-        const uint32_t flags = quality(satellite) | kHealthy |
-                               (satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac) |
-                               (corrected ? kDifferential | kSbasCorrection : 0);
+        const uint32_t orbit = satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac;
+        const uint32_t flags = quality(satellite) | kHealth * static_cast<uint32_t>(satellite.health) |
+                               flagIf(satellite.orbitKnown, orbit) |
+                               flagIf(corrected, kDifferential | kSbasCorrection);
         payload.u1(static_cast<uint32_t>(satellite.constellation));
         payload.u1(static_cast<uint32_t>(satellite.number));
         putDirection(payload, satellite);

@@ -99,7 +99,8 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
     return std::make_unique<UbxReceiver>(options);
 }
 
-UbxReceiver::UbxReceiver(const EngineOptions& options) : configuration_(options), assistance_(options.seed) {}
+UbxReceiver::UbxReceiver(const EngineOptions& options)
+    : configuration_(options), assistance_(options.seed), cutsFirstEpoch_(options.cutsFirstEpoch) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -118,6 +119,7 @@ Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
 void UbxReceiver::restart(TimePoint now) {
     startedAt_ = now;
     timeToFirstFixMs_ = 0;
+    firstEpochCut_ = cutsFirstEpoch_;
 }
 
 uint32_t UbxReceiver::sinceStartMs(TimePoint now) const {
@@ -133,8 +135,10 @@ Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
     return aided ? times.aided : times.cold;
 }
 
-bool UbxReceiver::knowsLeapSeconds() const {
-    return assistance_.timeKnown() || assistance_.database().holds(RecordKind::UtcParameters);
+Knowledge UbxReceiver::knowledge() const {
+    const NavigationDatabase& database = assistance_.database();
+    return {assistance_.timeKnown() || database.holds(RecordKind::UtcParameters),
+            assistance_.positionKnown() && database.holds(RecordKind::Ephemeris)};
 }
 
 // --- From the host --------------------------------------------------------------------------------------
@@ -329,14 +333,17 @@ Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     if (!output().ubxOut)
         return reaction;
     const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_, output().utcToHundredths};
+    bool isDue = !firstEpochCut_;
     for (const NavMessageRow& row : navMessageRows()) {
+        isDue = isDue || row.id == kLeadsFirstEpoch;
         const uint32_t rate = configuration_.rateOf(ubx::kNav, row.id);
-        if (rate != 0 && epochCount_ % rate == 0) {
+        if (isDue && rate != 0 && epochCount_ % rate == 0) {
             Outgoing message;
             message.bytes = asText(encodeUbx({ubx::kNav, row.id, row.build(context)}));
             reaction.outgoing.push_back(std::move(message));
         }
     }
+    firstEpochCut_ = firstEpochCut_ && reaction.outgoing.empty();
     return reaction;
 }
 

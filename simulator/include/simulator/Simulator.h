@@ -29,8 +29,10 @@ struct SimulatorSettings {
     uint64_t seed = 1;
     Route route{GeoPosition{}};
     FixTimes fixTimes;
-    int quality = 2;   ///< of a fix: 1 autonomous, 2 corrected
-    double noiseM = 0; ///< how far reported positions wander from the true one
+    int quality = 2;                     ///< of a fix: 1 autonomous, 2 corrected
+    double noiseM = 0;                   ///< how far reported positions wander from the true one
+    DriftSettings drift;                 ///< what they drift besides
+    std::size_t unhealthySatellites = 0; ///< so many in the sky say that they are
     Delivery delivery = Delivery::Paced;
     std::optional<Recording> recording; ///< played in place of the sentences
     bool restamp = false;               ///< the recording's times become those of the simulator
@@ -128,6 +130,8 @@ private:
     void setQuality(const Words& words, TimePoint now);
     void setRate(const Words& words, TimePoint now);
     void setNoise(const Words& words, TimePoint now);
+    void setDrift(const Words& words, TimePoint now);
+    void setUnhealthy(const Words& words, TimePoint now);
     void setDelivery(const Words& words, TimePoint now);
     void setColdStart(const Words& words, TimePoint now);
     void powerCycle(const Words& words, TimePoint now);
@@ -152,7 +156,8 @@ private:
     // --- World
     SimulatorSettings settings_;
     std::optional<TimePoint> departure_; ///< none while route or recording are held
-    double travelledBeforeM_ = 0;        ///< on routes left by "goto"
+    PositionDrift drift_;
+    double travelledBeforeM_ = 0; ///< on routes left by "goto"
     Faults faults_;
 
     // --- Receiver
@@ -160,6 +165,7 @@ private:
     TimePoint hearsFrom_{}; ///< deaf until then
     TimePoint poweredUpAt_{};
     TimePoint navigationStart_{};
+    Knowledge knownAtStart_;
     bool leapSecondsHeard_ = false;     ///< since navigationStart_
     std::optional<TimePoint> firstFix_; ///< the first since navigationStart_
     TimePoint skyBlockedAt_{};          ///< last time at which no satellite could be heard

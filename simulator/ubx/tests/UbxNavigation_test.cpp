@@ -173,6 +173,32 @@ TEST_F(UbxNavigationTest, SatListsEachSatelliteWithItsSystem) {
     EXPECT_EQ(sat.i2(12 + 12 * 11), 0) << "359.6 degrees are north";
 }
 
+TEST_F(UbxNavigationTest, SatelliteWithoutOrbitStandsBeyondTheZenith) {
+    Epoch epoch = goodEpoch();
+    epoch.satellites[10].orbitKnown = false;
+    epoch.satellites[10].health = Health::Unknown;
+    const Bytes payload = message(0x35, epoch);
+    const PayloadReader sat(payload);
+    EXPECT_EQ(sat.i1(11 + 12 * 10), -91);
+    EXPECT_EQ(sat.i2(12 + 12 * 10), 0);
+    EXPECT_EQ(sat.u4(16 + 12 * 10) & 0x1F30u, 0u) << "no health, no orbit";
+    const Bytes svInfo = message(0x30, epoch);
+    EXPECT_EQ(PayloadReader(svInfo).i1(13 + 12 * 10), -91);
+    EXPECT_EQ(PayloadReader(svInfo).u1(10 + 12 * 10), 0);
+}
+
+TEST_F(UbxNavigationTest, SatTellsHealthAndEachOfTheQualities) {
+    Epoch epoch = goodEpoch();
+    epoch.satellites[8].health = Health::Unhealthy;
+    for (std::size_t number = 0; number < 8; ++number)
+        epoch.satellites[number].quality = static_cast<SignalQuality>(number);
+    const Bytes payload = message(0x35, epoch);
+    for (uint32_t number = 0; number < 8; ++number)
+        EXPECT_EQ(PayloadReader(payload).u4(16 + 12 * number) & 0x37u, 0x10u | number);
+    EXPECT_EQ(PayloadReader(payload).u4(16 + 12 * 8) & 0x30u, 0x20u);
+    EXPECT_EQ(PayloadReader(message(0x30, epoch)).u1(10 + 12 * 8) & 0x10u, 0x10u);
+}
+
 TEST_F(UbxNavigationTest, SvInfoUsesTheSingleNumberSpace) {
     const Bytes payload = message(0x30, goodEpoch());
     const PayloadReader info(payload);
@@ -242,6 +268,32 @@ TEST_F(UbxNavigationTest, TheSolutionComesFirstAndTheEndOfEpochLast) {
     ASSERT_EQ(frames.size(), 4u);
     EXPECT_EQ(frames.front().id, 0x07);
     EXPECT_EQ(frames.back().id, 0x61);
+}
+
+TEST_F(UbxNavigationTest, MessagesComeInTheRecordedOrder) {
+    const std::vector<uint8_t> recorded{0x07, 0x01, 0x11, 0x35, 0x04, 0x20, 0x26, 0x61};
+    for (const uint8_t id : recorded)
+        switchOn(id);
+    std::vector<uint8_t> order;
+    for (const UbxFrame& frame : pass(goodEpoch()))
+        order.push_back(frame.id);
+    EXPECT_EQ(order, recorded);
+}
+
+TEST_F(UbxNavigationTest, FirstEpochAfterAStartBeginsWithTheSatellitesWhereItIsCut) {
+    EngineOptions options;
+    options.cutsFirstEpoch = true;
+    receiver = UbxReceiver(options);
+    receiver.reset(ResetCause::PowerUp, now);
+    EXPECT_TRUE(pass(goodEpoch()).empty());
+    for (const uint8_t id : Bytes{0x07, 0x35, 0x61})
+        switchOn(id);
+    EXPECT_EQ(pass(goodEpoch()).front().id, 0x35);
+    EXPECT_EQ(pass(goodEpoch()).front().id, 0x07);
+    receiver.reset(ResetCause::ResetLine, now);
+    for (const uint8_t id : Bytes{0x07, 0x35})
+        switchOn(id);
+    EXPECT_EQ(pass(goodEpoch()).front().id, 0x35);
 }
 
 TEST_F(UbxNavigationTest, RatesCountEpochs) {
