@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "FaultFigures.h"
@@ -169,13 +170,15 @@ TEST_P(FixFaultsAntenna, OutOfOrderIsToldOnceAndTakesNoFix) {
     EXPECT_GT(readings().fixTick, before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, FixFaultsAntenna,
+// Open, short, and what no HAL should say; the tests' names end with it.
+INSTANTIATE_TEST_SUITE_P(Antenna, FixFaultsAntenna,
                          ::testing::Values(static_cast<GPSAntennaState>(2), static_cast<GPSAntennaState>(3),
                                            static_cast<GPSAntennaState>(0),
                                            static_cast<GPSAntennaState>(77)));
 
 TEST_F(FixFaults, AntennaCodesAreTakenForNoFixAndRecover) {
     standAt(47, 8, 5);
+    unit.hal.fillsStateOnError = true; // in order, it says, and fails
     for (const unsigned int code : {1u, 0x16000002u, 0x17000205u, 0xFFFFFFFFu}) {
         unit.hal.antennaResult = code;
         const uint32_t before = readings().fixTick;
