@@ -27,6 +27,7 @@ struct Draft {
     Draft() {
         options.engineName = "ubx";
         options.settings.deafTime = kUsualDeafTime;
+        options.engine.cutsFirstEpoch = true;
     }
 
     Options options;
@@ -116,6 +117,8 @@ constexpr std::array<Choice<NmeaVersion>, 4> kVersions{{
     {"4.0", NmeaVersion::V40},
     {"4.1", NmeaVersion::V41},
 }};
+constexpr std::array<Choice<bool>, 2> kFirstEpochs{{{"cut", true}, {"whole", false}}};
+constexpr std::array<Choice<bool>, 2> kUtcForms{{{"floored", false}, {"hundredths", true}}};
 constexpr std::array<Choice<bool>, 2> kNumberings{{{"strict", false}, {"extended", true}}};
 constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
     {"4800", 4800},
@@ -151,6 +154,15 @@ void setBaud(Draft& draft, const Given& given) {
 void setRate(Draft& draft, const Given& given) {
     const double rate = number(given, 1, 10);
     draft.options.engine.factory.epochPeriod = std::chrono::milliseconds(std::lround(1000 / rate));
+}
+
+// Deviation, and behind a comma the correlation time.
+void setDrift(Draft& draft, const Given& given) {
+    const std::size_t comma = given.text.find(',');
+    DriftSettings& drift = draft.options.settings.drift;
+    drift.sigmaM = number({given.option, given.text.substr(0, comma)}, 0, 1000);
+    if (comma != std::string::npos)
+        drift.correlation = fromSeconds(number({given.option, given.text.substr(comma + 1)}, 1, 1e6));
 }
 
 void setRouteFile(Draft& draft, const Given& given) {
@@ -222,6 +234,8 @@ const Row kRows[] = {
      "fixes are autonomous (1) or corrected by SBAS (2, the default)"},
     {"noise", "METRES", [](Draft& d, const Given& g) { d.options.settings.noiseM = number(g, 0, 1000); },
      "how far positions wander from the true one (0)"},
+    {"drift", "METRES[,SECONDS]", setDrift,
+     "positions drift by a Gauss-Markov process: deviation of north and of east (0), correlation time (300)"},
     {"ttff", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.fixTimes.cold = seconds(g); },
      "time to first fix, knowing nothing (26)"},
     {"ttff-aided", "SECONDS",
@@ -229,6 +243,18 @@ const Row kRows[] = {
      "the same, knowing position and time (8)"},
     {"ttff-warm", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.fixTimes.warm = seconds(g); },
      "the same, with a navigation database (2)"},
+    {"first-epoch", "cut|whole",
+     [](Draft& d, const Given& g) { d.options.engine.cutsFirstEpoch = choose(g, kFirstEpochs); },
+     "UBX messages begin in the middle of an epoch (cut, the default), or with its first"},
+    {"unhealthy", "COUNT",
+     [](Draft& d, const Given& g) { d.options.settings.unhealthySatellites = wholeNumber(g, 100); },
+     "so many satellites in the sky are unhealthy (0)"},
+    {"leap-after", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.settings.timeToLeapSeconds = seconds(g); },
+     "without GLONASS UTC is a second wrong for so long after a cold start (750)"},
+    {"utc", "floored|hundredths",
+     [](Draft& d, const Given& g) { d.options.engine.factory.utcToHundredths = choose(g, kUtcForms); },
+     "UTC in UBX: second floored (default), or of the nearest hundredth"},
     {"deaf", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.deafTime = seconds(g); },
      "takes nothing in for so long after power-up and reset (0.5, assumed)"},
     {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},

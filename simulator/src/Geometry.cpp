@@ -48,6 +48,15 @@ GeoPosition interpolated(const GeoPosition& from, const GeoPosition& to, double 
     return point;
 }
 
+GeoPosition shifted(GeoPosition position, double northM, double eastM, double upM) {
+    const double metresPerDegree = radians(1) * kEarthRadiusM;
+    const double shrink = std::max(0.01, std::cos(radians(position.latitudeDeg)));
+    position.latitudeDeg += northM / metresPerDegree;
+    position.longitudeDeg += eastM / metresPerDegree / shrink;
+    position.altitudeMslM += upM;
+    return position;
+}
+
 // --- Ellipsoid and sky ----------------------------------------------------------------------------------
 
 Vector3 earthFixed(const GeoPosition& position) {

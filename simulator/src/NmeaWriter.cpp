@@ -6,6 +6,7 @@
 
 #include "simulator/Constants.h"
 #include "simulator/Nmea.h"
+#include "simulator/ReceiverClock.h"
 
 namespace simulator {
 
@@ -46,7 +47,9 @@ std::optional<int> sbasNumber(int number, bool extended) {
 
 // Whether this numbering can show the system at all.
 bool isShown(const System& system, const OutputConfiguration& output) {
-    const Satellite probe{system.constellation, 1, 0, 0, 0, false};
+    Satellite probe;
+    probe.constellation = system.constellation;
+    probe.number = 1;
     return output.enabled.count(system.constellation) != 0 &&
            sentenceNumber(probe, output.nmeaVersion, output.extendedNumbering).has_value();
 }
@@ -120,11 +123,11 @@ struct Context {
 };
 
 void addTime(NmeaSentence& sentence, const Epoch& epoch) {
-    epoch.timeKnown ? sentence.timeOfDay(epoch.utc) : sentence.empty();
+    epoch.timeKnown ? sentence.timeOfDay(reportedUtc(epoch)) : sentence.empty();
 }
 
 void addDate(NmeaSentence& sentence, const Epoch& epoch) {
-    epoch.timeKnown ? sentence.date(epoch.utc) : sentence.empty();
+    isDateKnown(epoch) ? sentence.date(reportedUtc(epoch)) : sentence.empty();
 }
 
 void addPosition(NmeaSentence& sentence, const Context& context) {
@@ -249,8 +252,12 @@ SentenceGroup writeGsa(const Context& context) {
 }
 
 void addSatellite(NmeaSentence& gsv, const Satellite& satellite, int number) {
-    gsv.padded(number, 2).padded(static_cast<int>(std::lround(satellite.elevationDeg)), 2);
-    gsv.padded(static_cast<int>(std::lround(satellite.azimuthDeg)) % 360, 3);
+    gsv.padded(number, 2);
+    if (satellite.orbitKnown)
+        gsv.padded(static_cast<int>(std::lround(satellite.elevationDeg)), 2)
+            .padded(static_cast<int>(std::lround(satellite.azimuthDeg)) % 360, 3);
+    else
+        gsv.empty(2);
     if (satellite.carrierToNoiseDbHz > 0)
         gsv.padded(static_cast<int>(std::lround(satellite.carrierToNoiseDbHz)), 2);
     else
@@ -311,9 +318,9 @@ SentenceGroup writeGst(const Context& context) {
 SentenceGroup writeZda(const Context& context) {
     NmeaSentence zda = context.sentence("ZDA");
     addTime(zda, context.epoch);
-    if (!context.epoch.timeKnown)
+    if (!isDateKnown(context.epoch))
         return {zda.empty(3).field("00").field("00").text()};
-    const CalendarTime calendar = calendarOf(context.epoch.utc);
+    const CalendarTime calendar = calendarOf(reportedUtc(context.epoch));
     zda.padded(calendar.day, 2).padded(calendar.month, 2).padded(calendar.year, 4).field("00").field("00");
     return {zda.text()};
 }

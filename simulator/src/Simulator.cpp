@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "simulator/Numbers.h"
+#include "simulator/ReceiverClock.h"
 
 namespace simulator {
 
@@ -29,7 +30,8 @@ std::string listed(std::string_view bytes) {
 Simulator::Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine> engine, TimePoint now,
                      UtcTime utc)
     : startedAt_(now), utcAtStart_(utc), engine_(std::move(engine)), sky_(settings.seed),
-      settings_(std::move(settings)), line_(settings_.delivery), skyBlockedAt_(now - std::chrono::hours(1)) {
+      settings_(std::move(settings)), drift_(settings_.drift, settings_.seed), line_(settings_.delivery),
+      skyBlockedAt_(now - std::chrono::hours(1)) {
     if (!settings_.hold)
         departure_ = now;
     powerUp(ResetCause::PowerUp, now);
@@ -38,13 +40,19 @@ Simulator::Simulator(SimulatorSettings settings, std::unique_ptr<ProtocolEngine>
 void Simulator::powerUp(ResetCause cause, TimePoint now) {
     line_.clear();
     hearsFrom_ = now + settings_.deafTime;
-    navigationStart_ = now;
-    firstFix_.reset();
+    poweredUpAt_ = now;
+    restartNavigation(now);
     apply(engine_->reset(cause, now), 0, now);
     if (!settings_.recording)
         for (std::string& sentence : powerUpBanner(engine_->output()))
             sendFrame(std::move(sentence), now, false);
     scheduleNextEpoch(now);
+}
+
+void Simulator::restartNavigation(TimePoint now) {
+    navigationStart_ = now;
+    firstFix_.reset();
+    leapSecondsHeard_ = false;
 }
 
 void Simulator::setResetLine(bool asserted, TimePoint now) {
@@ -118,7 +126,15 @@ Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
         firstFix_ ? Duration(*firstFix_ - navigationStart_) : engine_->timeToFirstFix(settings_.fixTimes);
     reception.sinceSkyBack = at - skyBlockedAt_;
     reception.corrected = settings_.quality == 2 && engine_->output().enabled.count(Constellation::Sbas) != 0;
+    if (!firstFix_)
+        knownAtStart_ = engine_->knowledge();
+    reception.orbitsKnown = knownAtStart_.orbits;
+    reception.leapSecondsKnown = leapSecondsHeard_ || knownAtStart_.leapSeconds;
+    reception.unhealthySatellites = settings_.unhealthySatellites;
+    reception.timeToLeapSeconds = settings_.timeToLeapSeconds;
     reception.noiseM = settings_.noiseM;
+    if (settings_.drift.sigmaM > 0)
+        reception.drift = drift_.at(at);
     return reception;
 }
 
@@ -127,6 +143,8 @@ void Simulator::runEpoch(TimePoint at) {
     const Reception reception = receptionAt(at, motion_);
     auto satellites = sky_.above(motion_.position, utcAt(at), engine_->output().enabled);
     epoch_ = navigate(motion_, std::move(satellites), utcAt(at), reception, settings_.seed);
+    epoch_.clockRest = clockRest(at - poweredUpAt_);
+    leapSecondsHeard_ = isUtcResolved(epoch_);
     if (epoch_.fix != FixType::None && !firstFix_)
         firstFix_ = at;
     Reaction messages = engine_->epoch(epoch_, at);
@@ -202,10 +220,8 @@ void Simulator::sendFrame(std::string frame, TimePoint at, bool mayOvertake) {
 void Simulator::apply(const Reaction& reaction, uint32_t portBaud, TimePoint now) {
     for (const std::string& text : reaction.log)
         writeLog(text, portBaud, now);
-    if (reaction.navigationRestarted) {
-        navigationStart_ = now;
-        firstFix_.reset();
-    }
+    if (reaction.navigationRestarted)
+        restartNavigation(now);
     for (const Outgoing& outgoing : reaction.outgoing)
         if (!outgoing.bytes.empty() && !isSilent(now))
             line_.queue({outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields});
@@ -309,6 +325,9 @@ const std::vector<Simulator::CommandRow>& Simulator::commandTable() {
         {"quality", "1|2", 1, 1, &Simulator::setQuality, "fixes are autonomous (1) or corrected (2)"},
         {"hz", "RATE", 1, 1, &Simulator::setRate, "epochs per second, 1 to 10; 0: as configured"},
         {"noise", "METRES", 1, 1, &Simulator::setNoise, "how far positions wander from the true one"},
+        {"drift", "METRES [SECONDS]", 1, 2, &Simulator::setDrift,
+         "deviation and correlation time of the positions' drift"},
+        {"unhealthy", "COUNT", 1, 1, &Simulator::setUnhealthy, "so many satellites in the sky are unhealthy"},
         {"delivery", "paced|burst", 1, 1, &Simulator::setDelivery,
          "bytes at the line's pace, or whole frames"},
         {"ttff", "SECONDS", 1, 1, &Simulator::setColdStart, "time to first fix of a cold start"},
@@ -403,6 +422,17 @@ void Simulator::setRate(const Words& words, TimePoint now) {
 }
 
 void Simulator::setNoise(const Words& words, TimePoint) { settings_.noiseM = numberOf(words[1], 0, 1000); }
+
+void Simulator::setDrift(const Words& words, TimePoint) {
+    settings_.drift.sigmaM = numberOf(words[1], 0, 1000);
+    if (words.size() > 2)
+        settings_.drift.correlation = fromSeconds(numberOf(words[2], 1, 1e6));
+    drift_ = PositionDrift(settings_.drift, settings_.seed);
+}
+
+void Simulator::setUnhealthy(const Words& words, TimePoint) {
+    settings_.unhealthySatellites = static_cast<std::size_t>(std::lround(numberOf(words[1], 0, 100)));
+}
 
 void Simulator::setDelivery(const Words& words, TimePoint) {
     if (words[1] != "paced" && words[1] != "burst")

@@ -76,7 +76,7 @@ protected:
         reception.timeToFirstFix = 26s;
     }
     Epoch navigated() const {
-        const auto satellites = Sky(1).above(truth.position, noon, {Constellation::Gps, Constellation::Sbas});
+        const auto satellites = Sky(1).above(truth.position, noon, systems);
         return navigate(truth, satellites, noon, reception, 1);
     }
     static long tracked(const Epoch& epoch) {
@@ -84,7 +84,13 @@ protected:
                              [](const Satellite& s) { return s.carrierToNoiseDbHz > 0; });
     }
 
+    static long withOrbit(const Epoch& epoch) {
+        return std::count_if(epoch.satellites.begin(), epoch.satellites.end(),
+                             [](const Satellite& s) { return s.orbitKnown; });
+    }
+
     const UtcTime noon = utcOf({2024, 5, 17, 12, 0, 0, 0});
+    std::set<Constellation> systems{Constellation::Gps, Constellation::Sbas};
     MotionState truth;
     Reception reception;
 };
@@ -125,6 +131,31 @@ TEST_F(NavigationTest, TimeIsKnownWithTheFirstSatellite) {
     EXPECT_TRUE(navigated().timeKnown);
 }
 
+TEST_F(NavigationTest, WeekIsKnownAWhileAfterTheTime) {
+    reception.sinceStart = 15s;
+    EXPECT_TRUE(navigated().timeKnown);
+    EXPECT_FALSE(navigated().weekKnown);
+    reception.sinceStart = 26s;
+    EXPECT_TRUE(navigated().weekKnown);
+}
+
+TEST_F(NavigationTest, LeapSecondsComeMinutesAfterAColdStartWithoutGlonass) {
+    reception.leapSecondsKnown = false;
+    reception.timeToLeapSeconds = 750s;
+    EXPECT_FALSE(navigated().leapSecondsKnown);
+    reception.sinceStart = 749s;
+    EXPECT_FALSE(navigated().leapSecondsKnown);
+    reception.sinceStart = 750s;
+    EXPECT_TRUE(navigated().leapSecondsKnown);
+}
+
+TEST_F(NavigationTest, GlonassTellsTheLeapSecondsAtOnce) {
+    reception.leapSecondsKnown = false;
+    reception.timeToLeapSeconds = 750s;
+    systems.insert(Constellation::Glonass);
+    EXPECT_TRUE(navigated().leapSecondsKnown);
+}
+
 TEST_F(NavigationTest, BlockedSkyMeansNoSatelliteAndNoFix) {
     reception.skyBlocked = true;
     EXPECT_EQ(0, tracked(navigated()));
@@ -154,6 +185,72 @@ TEST_F(NavigationTest, SbasSatellitesAndLowOnesAreNotUsed) {
             EXPECT_EQ(Constellation::Gps, satellite.constellation);
             EXPECT_LE(5, satellite.elevationDeg);
         }
+}
+
+// --- Satellites -----------------------------------------------------------------------------------------
+
+TEST_F(NavigationTest, NoSatelliteHasAnOrbitBeforeTheFirstFixOfAColdStart) {
+    reception.orbitsKnown = false;
+    reception.sinceStart = 25s;
+    EXPECT_LT(4, tracked(navigated()));
+    EXPECT_EQ(0, withOrbit(navigated()));
+    for (const Satellite& satellite : navigated().satellites)
+        EXPECT_EQ(Health::Unknown, satellite.health);
+}
+
+TEST_F(NavigationTest, OrbitsFollowWithinTwelveAndAHalfMinutes) {
+    reception.orbitsKnown = false;
+    systems.insert(Constellation::Glonass);
+    const auto all = static_cast<long>(navigated().satellites.size());
+    reception.sinceStart = 26s;
+    EXPECT_LT(withOrbit(navigated()), all);
+    for (const Satellite& satellite : navigated().satellites)
+        EXPECT_TRUE(satellite.orbitKnown || !satellite.used);
+    const long atFirstFix = withOrbit(navigated());
+    reception.sinceStart = 60s;
+    EXPECT_GT(withOrbit(navigated()), atFirstFix);
+    reception.sinceStart = 750s;
+    EXPECT_EQ(all, withOrbit(navigated()));
+}
+
+TEST_F(NavigationTest, OrbitsThatWereKeptAreKnownAtOnce) {
+    reception.sinceStart = 1s;
+    EXPECT_EQ(static_cast<long>(navigated().satellites.size()), withOrbit(navigated()));
+}
+
+TEST_F(NavigationTest, UnhealthySatellitesAreTrackedButNotUsed) {
+    const auto usedBefore = usedSatellites(navigated());
+    reception.unhealthySatellites = 4;
+    const Epoch epoch = navigated();
+    EXPECT_LT(usedSatellites(epoch), usedBefore);
+    long unhealthy = 0;
+    for (const Satellite& satellite : epoch.satellites) {
+        unhealthy += satellite.health == Health::Unhealthy ? 1 : 0;
+        EXPECT_FALSE(satellite.used && satellite.health == Health::Unhealthy);
+    }
+    EXPECT_EQ(4, unhealthy);
+}
+
+TEST_F(NavigationTest, SignalsPassThroughAllTheQualities) {
+    std::set<SignalQuality> seen;
+    for (reception.sinceStart = 0s; reception.sinceStart < 60s; reception.sinceStart += 1s)
+        for (const Satellite& satellite : navigated().satellites) {
+            seen.insert(satellite.quality);
+            EXPECT_EQ(satellite.carrierToNoiseDbHz > 0, satellite.quality >= SignalQuality::Acquired);
+            EXPECT_TRUE(!satellite.used || satellite.quality >= SignalQuality::CodeLocked);
+        }
+    EXPECT_EQ(8u, seen.size());
+}
+
+// --- Noise ----------------------------------------------------------------------------------------------
+
+TEST_F(NavigationTest, DriftMovesThePositionByItsMetres) {
+    reception.drift = {3, -4, 7};
+    const GeoPosition drifted = navigated().position;
+    EXPECT_NEAR(5, distanceM(truth.position, drifted), 1e-4);
+    EXPECT_LT(truth.position.latitudeDeg, drifted.latitudeDeg);
+    EXPECT_GT(truth.position.longitudeDeg, drifted.longitudeDeg);
+    EXPECT_DOUBLE_EQ(truth.position.altitudeMslM + 7, drifted.altitudeMslM);
 }
 
 TEST_F(NavigationTest, NoiseStaysWithinItsAmplitude) {

@@ -59,6 +59,17 @@ TEST_F(NmeaWriterTest, CorrectedFixInFactoryConfiguration) {
         written("GSV"));
 }
 
+TEST_F(NmeaWriterTest, SatelliteWithoutOrbitHasNeitherElevationNorAzimuth) {
+    epoch.satellites[0].orbitKnown = false;
+    EXPECT_EQ("$GPGSV,1,1,02,07,,,42,33,31,211,38*41", written("GSV")[0]);
+}
+
+TEST_F(NmeaWriterTest, WithoutTheWeekThereIsATimeButNoDate) {
+    epoch.weekKnown = false;
+    EXPECT_EQ("092725.00", parseSentence(written("RMC")[0]).fieldAt(1));
+    EXPECT_EQ("", parseSentence(written("RMC")[0]).fieldAt(9));
+}
+
 TEST_F(NmeaWriterTest, SentencesComeInTheReceiversOrder) {
     std::string order;
     for (const SentenceGroup& group : writeSentences(epoch, output, 0))

@@ -48,6 +48,24 @@ constexpr char kSentence[] = "$GPGSV,1,1,00*79\r\n";
 
 } // namespace
 
+TEST(Options, AboutTheSkyAndTheTime) {
+    const Options usual = parseOptions({});
+    EXPECT_TRUE(usual.engine.cutsFirstEpoch);
+    EXPECT_FALSE(usual.engine.factory.utcToHundredths);
+    EXPECT_EQ(750s, usual.settings.timeToLeapSeconds);
+    EXPECT_DOUBLE_EQ(0, usual.settings.drift.sigmaM);
+    EXPECT_EQ(0u, usual.settings.unhealthySatellites);
+    const Options other = parseOptions(
+        {"--first-epoch=whole", "--utc=hundredths", "--leap-after=5", "--drift=2.5,60", "--unhealthy=2"});
+    EXPECT_FALSE(other.engine.cutsFirstEpoch);
+    EXPECT_TRUE(other.engine.factory.utcToHundredths);
+    EXPECT_EQ(5s, other.settings.timeToLeapSeconds);
+    EXPECT_DOUBLE_EQ(2.5, other.settings.drift.sigmaM);
+    EXPECT_EQ(60s, other.settings.drift.correlation);
+    EXPECT_EQ(2u, other.settings.unhealthySatellites);
+    EXPECT_EQ("--drift needs a number from 1 to 1000000, not '0'", errorOf({"--drift", "3,0"}));
+}
+
 TEST(Options, WithoutAnyTheReceiverIsAFactoryOne) {
     const Options options = parseOptions({});
     EXPECT_EQ(9600U, options.engine.baudRate);

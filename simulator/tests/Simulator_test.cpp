@@ -33,6 +33,7 @@ public:
         return {bad ? CommandResult::Bad : CommandResult::Done, bad ? "nak takes nothing" : "", {}};
     }
     std::vector<KeyValue> state() const override { return {{"engine_key", "7"}}; }
+    Knowledge knowledge() const override { return {leapSeconds, orbits}; }
 
     std::string received;
     std::vector<ResetCause> resets;
@@ -40,6 +41,8 @@ public:
     Reaction messages;
     uint32_t baud = 9600;
     bool knows = false;
+    bool leapSeconds = false;
+    bool orbits = false;
     OutputConfiguration configuration;
 };
 
@@ -115,6 +118,76 @@ TEST_F(SimulatorTest, EpochsStandOnWholeSecondsOfTheCalendar) {
     ASSERT_LE(3u, rmc.size());
     EXPECT_EQ("120001.00", rmc[0].fieldAt(1));
     EXPECT_EQ("120002.00", rmc[1].fieldAt(1));
+}
+
+TEST_F(SimulatorTest, LeapSecondsAreCorrectedMinutesAfterAColdStartAndStayKnownInATunnel) {
+    configuration.enabled = {Constellation::Gps, Constellation::Sbas};
+    settings.fixTimes.cold = 2s;
+    settings.timeToLeapSeconds = 60s;
+    powerUp();
+    after(50s);
+    EXPECT_EQ("120051.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1)) << "a second ahead";
+    after(14s);
+    EXPECT_EQ("120105.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
+    command("nosatellites");
+    after(3s);
+    EXPECT_EQ("120109.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
+}
+
+TEST_F(SimulatorTest, StandingPositionsDriftByCommand) {
+    settings.fixTimes.cold = 2s;
+    powerUp();
+    after(5s);
+    EXPECT_DOUBLE_EQ(47.2852, receiver->lastEpoch().position.latitudeDeg);
+    EXPECT_EQ("", command("drift 3 60"));
+    after(1s);
+    const double first = receiver->lastEpoch().position.latitudeDeg;
+    EXPECT_NE(47.2852, first);
+    after(1s);
+    EXPECT_NE(first, receiver->lastEpoch().position.latitudeDeg);
+    EXPECT_EQ("", command("drift 0"));
+    after(1s);
+    EXPECT_DOUBLE_EQ(47.2852, receiver->lastEpoch().position.latitudeDeg);
+    EXPECT_EQ("47.28520000", stateOf("latitude")) << "where it truly is";
+}
+
+TEST_F(SimulatorTest, SatellitesFallSickByCommand) {
+    settings.fixTimes.cold = 2s;
+    powerUp();
+    after(10s);
+    const uint32_t before = usedSatellites(receiver->lastEpoch());
+    EXPECT_EQ("", command("unhealthy 3"));
+    after(1s);
+    EXPECT_LT(usedSatellites(receiver->lastEpoch()), before);
+}
+
+TEST_F(SimulatorTest, OrbitsAreThoseThatTheEngineKnewBeforeTheFirstFix) {
+    settings.fixTimes.cold = 2s;
+    powerUp();
+    const auto areAllKnown = [this] {
+        const auto& satellites = receiver->lastEpoch().satellites;
+        return std::all_of(satellites.begin(), satellites.end(),
+                           [](const Satellite& s) { return s.orbitKnown; });
+    };
+    after(10s);
+    EXPECT_FALSE(areAllKnown());
+    engine->orbits = true;
+    after(1s);
+    EXPECT_FALSE(areAllKnown()) << "learnt since then";
+    command("reset");
+    after(5s);
+    EXPECT_TRUE(areAllKnown());
+}
+
+TEST_F(SimulatorTest, LeapSecondsAreKnownAtOnceToAnEngineThatWasToldThem) {
+    configuration.enabled = {Constellation::Gps, Constellation::Sbas};
+    settings.fixTimes.cold = 2s;
+    powerUp();
+    engine->leapSeconds = true;
+    after(4s);
+    EXPECT_EQ("120004.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
+    engine->leapSeconds = false;
+    EXPECT_EQ("120005.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
 }
 
 TEST_F(SimulatorTest, FirstFixComesAfterTheTimeToFirstFix) {

@@ -7,6 +7,7 @@
 #include "UbxIds.h"
 #include "UbxPayload.h"
 #include "simulator/Geometry.h"
+#include "simulator/ReceiverClock.h"
 
 namespace simulator {
 
@@ -37,9 +38,11 @@ struct GpsTime {
     int32_t restNs; // what the rounding left, may be negative
 };
 
+UtcTime reportedInstant(const Epoch& epoch) { return reportedUtc(epoch) + epoch.clockRest; }
+
 GpsTime gpsTime(const Epoch& epoch) {
-    const int64_t utcNs = epoch.utc.time_since_epoch().count();
-    const int64_t gpsNs = utcNs - (kGpsEpochS - kGpsMinusUtcSeconds) * kNanosecondsPerSecond;
+    const int64_t utcNs = reportedInstant(epoch).time_since_epoch().count();
+    const int64_t gpsNs = utcNs - (kGpsEpochS - reportedLeapSeconds(epoch)) * kNanosecondsPerSecond;
     const int64_t totalMs = (gpsNs + kNanosecondsPerMs / 2) / kNanosecondsPerMs;
     const int64_t weekMs = kSecondsPerWeek * 1000;
     return {static_cast<int32_t>(totalMs / weekMs), static_cast<uint32_t>(totalMs % weekMs),
@@ -47,14 +50,17 @@ GpsTime gpsTime(const Epoch& epoch) {
 }
 
 struct UtcFields {
-    CalendarTime calendar; // of the nearest second, as the receiver rounds
-    int32_t restNs;        // negative where the nearest second is the next one
+    CalendarTime calendar;
+    int32_t restNs; // what the calendar's second leaves
 };
 
-UtcFields utcFields(const Epoch& epoch) {
-    const UtcTime nearest =
-        std::chrono::floor<std::chrono::seconds>(epoch.utc + std::chrono::milliseconds(500));
-    return {calendarOf(nearest), static_cast<int32_t>((epoch.utc - nearest).count())};
+// The second is floored, so the rest goes up to 999 ms. Or the fields are of the nearest hundredth, and the
+// rest goes from -5 to 995 ms.
+UtcFields utcFields(const NavContext& context) {
+    const UtcTime instant = reportedInstant(context.epoch);
+    const auto half = std::chrono::milliseconds(context.utcToHundredths ? 5 : 0);
+    const UtcTime second = std::chrono::floor<std::chrono::seconds>(instant + half);
+    return {calendarOf(second), static_cast<int32_t>((instant - second).count())};
 }
 
 void putCalendar(PayloadWriter& payload, const CalendarTime& calendar) {
@@ -62,11 +68,28 @@ void putCalendar(PayloadWriter& payload, const CalendarTime& calendar) {
     payload.i1(calendar.hour).i1(calendar.minute).i1(calendar.second);
 }
 
-uint32_t timeAccuracyNs(const Epoch& epoch) {
+uint32_t gpsAccuracyNs(const Epoch& epoch) {
     return epoch.timeKnown ? magnitude(epoch.timeAccuracyS, 1e9) : kUnknownAccuracy;
 }
 
-uint32_t whenKnown(const Epoch& epoch, uint32_t bits) { return epoch.timeKnown ? bits : 0; }
+// A second too many or too few is more than the field holds.
+uint32_t utcAccuracyNs(const Epoch& epoch) {
+    return isUtcResolved(epoch) ? gpsAccuracyNs(epoch) : kUnknownAccuracy;
+}
+
+uint32_t flagIf(bool isSet, uint32_t flag) { return isSet ? flag : 0; }
+
+// TIMEGPS and TIMEUTC: time of week, week and leap seconds are right.
+uint32_t timeFlags(const Epoch& epoch) {
+    return flagIf(epoch.timeKnown, 0x01) | flagIf(isDateKnown(epoch), 0x02) |
+           flagIf(isUtcResolved(epoch), 0x04);
+}
+
+// PVT: date and time of day are right, and to the second.
+uint32_t pvtTimeFlags(const Epoch& epoch) {
+    return flagIf(isDateKnown(epoch), 0x01) | flagIf(epoch.timeKnown, 0x02) |
+           flagIf(isUtcResolved(epoch), 0x04);
+}
 
 // --- Position and motion --------------------------------------------------------------------------------
 
@@ -119,8 +142,13 @@ PayloadWriter startedWithTow(const NavContext& context) {
 
 // Flags of SOL and STATUS: fix in order, corrected, week and time of week known.
 uint32_t solutionFlags(const Epoch& epoch) {
-    return (hasFix(epoch) ? 1u : 0u) | (isCorrected(epoch) ? 2u : 0u) | whenKnown(epoch, 0x0C);
+    return flagIf(hasFix(epoch), 0x01) | flagIf(isCorrected(epoch), 0x02) | flagIf(isDateKnown(epoch), 0x04) |
+           flagIf(epoch.timeKnown, 0x08);
 }
+
+// Assumptions: what it says about a velocity that it hasn't.
+double speedAccuracyMps(const Epoch& epoch) { return hasFix(epoch) ? epoch.speedAccuracyMps : 20; }
+double courseAccuracyDeg(const Epoch& epoch) { return hasFix(epoch) ? epoch.courseAccuracyDeg : 180; }
 
 // --- Messages -------------------------------------------------------------------------------------------
 
@@ -165,25 +193,25 @@ Bytes buildSol(const NavContext& context) {
     putScaled(payload, earthFixedPosition(epoch), 100);
     payload.u4(positionAccuracyCm(epoch));
     putScaled(payload, earthFixedVelocity(epoch), 100);
-    payload.u4(magnitude(epoch.speedAccuracyMps, 100));
+    payload.u4(magnitude(speedAccuracyMps(epoch), 100));
     payload.u2(magnitude(std::min(epoch.dops.position, 99.99), 100)).u1(0).u1(usedSatellites(epoch)).u4(0);
     return payload.bytes();
 }
 
 Bytes buildPvt(const NavContext& context) {
     const Epoch& epoch = context.epoch;
-    const UtcFields utc = utcFields(epoch);
+    const UtcFields utc = utcFields(context);
     const Vector3 ned = localVelocity(epoch);
     PayloadWriter payload = startedWithTow(context);
     putCalendar(payload, utc.calendar);
-    payload.u1(whenKnown(epoch, 0x07)).u4(timeAccuracyNs(epoch)).i4(utc.restNs);
+    payload.u1(pvtTimeFlags(epoch)).u4(utcAccuracyNs(epoch)).i4(utc.restNs);
     payload.u1(static_cast<uint32_t>(epoch.fix));
     payload.u1((hasFix(epoch) ? 1u : 0u) | (isCorrected(epoch) ? 2u : 0u));
     payload.u1(0).u1(usedSatellites(epoch));
     putGeodetic(payload, epoch);
     putScaled(payload, ned, 1e3);
     payload.i4(scaled(std::hypot(ned.x, ned.y), 1e3)).i4(scaled(epoch.courseDeg, 1e5));
-    payload.u4(magnitude(epoch.speedAccuracyMps, 1e3)).u4(magnitude(epoch.courseAccuracyDeg, 1e5));
+    payload.u4(magnitude(speedAccuracyMps(epoch), 1e3)).u4(magnitude(courseAccuracyDeg(epoch), 1e5));
     payload.u2(magnitude(std::min(epoch.dops.position, 99.99), 100)).zeros(6);
     return payload.i4(scaled(epoch.courseDeg, 1e5)).zeros(4).bytes();
 }
@@ -191,7 +219,7 @@ Bytes buildPvt(const NavContext& context) {
 Bytes buildVelEcef(const NavContext& context) {
     PayloadWriter payload = startedWithTow(context);
     putScaled(payload, earthFixedVelocity(context.epoch), 100);
-    return payload.u4(magnitude(context.epoch.speedAccuracyMps, 100)).bytes();
+    return payload.u4(magnitude(speedAccuracyMps(context.epoch), 100)).bytes();
 }
 
 Bytes buildVelNed(const NavContext& context) {
@@ -200,8 +228,8 @@ Bytes buildVelNed(const NavContext& context) {
     PayloadWriter payload = startedWithTow(context);
     putScaled(payload, ned, 100);
     payload.u4(magnitude(std::hypot(ned.x, ned.y, ned.z), 100)).u4(magnitude(std::hypot(ned.x, ned.y), 100));
-    payload.i4(scaled(epoch.courseDeg, 1e5)).u4(magnitude(epoch.speedAccuracyMps, 100));
-    return payload.u4(magnitude(epoch.courseAccuracyDeg, 1e5)).bytes();
+    payload.i4(scaled(epoch.courseDeg, 1e5)).u4(magnitude(speedAccuracyMps(epoch), 100));
+    return payload.u4(magnitude(courseAccuracyDeg(epoch), 1e5)).bytes();
 }
 
 Bytes buildTimeGps(const NavContext& context) {
@@ -209,47 +237,46 @@ Bytes buildTimeGps(const NavContext& context) {
     return startedWithTow(context)
         .i4(time.restNs)
         .i2(time.week)
-        .i1(kGpsMinusUtcSeconds)
-        .u1(whenKnown(context.epoch, 0x07))
-        .u4(timeAccuracyNs(context.epoch))
+        .i1(reportedLeapSeconds(context.epoch))
+        .u1(timeFlags(context.epoch))
+        .u4(gpsAccuracyNs(context.epoch))
         .bytes();
 }
 
 Bytes buildTimeUtc(const NavContext& context) {
-    const UtcFields utc = utcFields(context.epoch);
+    const UtcFields utc = utcFields(context);
     PayloadWriter payload = startedWithTow(context);
-    payload.u4(timeAccuracyNs(context.epoch)).i4(utc.restNs);
+    payload.u4(utcAccuracyNs(context.epoch)).i4(utc.restNs);
     putCalendar(payload, utc.calendar);
-    return payload.u1(whenKnown(context.epoch, 0x07)).bytes();
+    return payload.u1(timeFlags(context.epoch)).bytes();
 }
 
 // A steady, well-behaved crystal.
 Bytes buildClock(const NavContext& context) {
-    constexpr int32_t kBiasNs = 125000;
-    constexpr int32_t kDriftNsPerS = 85;
     constexpr uint32_t kFrequencyAccuracyPsPerS = 350;
     return startedWithTow(context)
-        .i4(kBiasNs)
-        .i4(kDriftNsPerS)
-        .u4(timeAccuracyNs(context.epoch))
+        .i4(static_cast<int32_t>(context.epoch.clockRest.count()))
+        .i4(static_cast<int32_t>(kClockDriftNsPerS))
+        .u4(gpsAccuracyNs(context.epoch))
         .u4(kFrequencyAccuracyPsPerS)
         .bytes();
 }
 
 Bytes buildTimeLs(const NavContext& context) {
+    constexpr uint32_t kFromFirmware = 0;
     constexpr uint32_t kFromGps = 2;
     return startedWithTow(context)
         .u1(0)
         .zeros(3)
-        .u1(kFromGps)
-        .i1(kGpsMinusUtcSeconds)
+        .u1(isUtcResolved(context.epoch) ? kFromGps : kFromFirmware)
+        .i1(reportedLeapSeconds(context.epoch))
         .u1(kFromGps)
         .i1(0)
         .i4(0)
         .u2(0)
         .u2(0)
         .zeros(3)
-        .u1(whenKnown(context.epoch, 0x01))
+        .u1(flagIf(isUtcResolved(context.epoch), 0x01))
         .bytes();
 }
 
@@ -274,33 +301,38 @@ int32_t svid(const Satellite& satellite) {
     return number;
 }
 
-uint32_t quality(const Satellite& satellite) {
-    constexpr uint32_t kSearching = 1;
-    constexpr uint32_t kCodeLocked = 4;
-    constexpr uint32_t kCarrierLocked = 7;
-    if (satellite.carrierToNoiseDbHz <= 0)
-        return kSearching;
-    return satellite.used ? kCarrierLocked : kCodeLocked;
-}
+uint32_t quality(const Satellite& satellite) { return static_cast<uint32_t>(satellite.quality); }
 
 bool isCorrectedSatellite(const Epoch& epoch, const Satellite& satellite) {
     return isCorrected(epoch) && satellite.used && satellite.constellation == Constellation::Gps;
 }
 
+// An elevation beyond the zenith says that the direction isn't known.
 void putDirection(PayloadWriter& payload, const Satellite& satellite) {
-    payload.u1(magnitude(satellite.carrierToNoiseDbHz, 1)).i1(scaled(satellite.elevationDeg, 1));
-    payload.i2(scaled(satellite.azimuthDeg, 1) % 360);
+    constexpr int32_t kNoElevation = -91;
+    payload.u1(magnitude(satellite.carrierToNoiseDbHz, 1));
+    if (satellite.orbitKnown)
+        payload.i1(scaled(satellite.elevationDeg, 1)).i2(scaled(satellite.azimuthDeg, 1) % 360);
+    else
+        payload.i1(kNoElevation).i2(0);
 }
 
 Bytes buildSvInfo(const NavContext& context) {
     constexpr uint32_t kChipM8 = 4;
+    constexpr uint32_t kUsed = 0x01;
+    constexpr uint32_t kDifferential = 0x02;
+    constexpr uint32_t kOrbit = 0x04;
+    constexpr uint32_t kEphemeris = 0x08;
+    constexpr uint32_t kUnhealthy = 0x10;
     const std::vector<Satellite>& satellites = context.epoch.satellites;
     PayloadWriter payload = startedWithTow(context);
     payload.u1(static_cast<uint32_t>(satellites.size())).u1(kChipM8).zeros(2);
     uint32_t channel = 0;
     for (const Satellite& satellite : satellites) {
-        const uint32_t flags =
-            (satellite.used ? 0x0Du : 0x04u) | (isCorrectedSatellite(context.epoch, satellite) ? 0x02u : 0u);
+        const uint32_t flags = flagIf(satellite.used, kUsed | kEphemeris) |
+                               flagIf(isCorrectedSatellite(context.epoch, satellite), kDifferential) |
+                               flagIf(satellite.orbitKnown, kOrbit) |
+                               flagIf(satellite.health == Health::Unhealthy, kUnhealthy);
         payload.u1(channel++).i1(svid(satellite)).u1(flags).u1(quality(satellite));
         putDirection(payload, satellite);
         payload.i4(0);
@@ -311,7 +343,7 @@ Bytes buildSvInfo(const NavContext& context) {
 Bytes buildSat(const NavContext& context) {
     constexpr uint32_t kVersion = 1;
     constexpr uint32_t kUsed = 0x08;
-    constexpr uint32_t kHealthy = 0x10;
+    constexpr uint32_t kHealth = 0x10; // times its number
     constexpr uint32_t kDifferential = 0x40;
     constexpr uint32_t kOrbitFromEphemeris = 0x0100 | 0x0800;
     constexpr uint32_t kOrbitFromAlmanac = 0x0200 | 0x1000;
@@ -321,9 +353,10 @@ Bytes buildSat(const NavContext& context) {
     payload.u1(kVersion).u1(static_cast<uint32_t>(satellites.size())).zeros(2);
     for (const Satellite& satellite : satellites) {
         const bool corrected = isCorrectedSatellite(context.epoch, satellite);
-        const uint32_t flags = quality(satellite) | kHealthy |
-                               (satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac) |
-                               (corrected ? kDifferential | kSbasCorrection : 0);
+        const uint32_t orbit = satellite.used ? kUsed | kOrbitFromEphemeris : kOrbitFromAlmanac;
+        const uint32_t flags = quality(satellite) | kHealth * static_cast<uint32_t>(satellite.health) |
+                               flagIf(satellite.orbitKnown, orbit) |
+                               flagIf(corrected, kDifferential | kSbasCorrection);
         payload.u1(static_cast<uint32_t>(satellite.constellation));
         payload.u1(static_cast<uint32_t>(satellite.number));
         putDirection(payload, satellite);

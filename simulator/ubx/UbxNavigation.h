@@ -16,6 +16,7 @@ struct NavContext {
     const Epoch& epoch;
     uint32_t sinceStartMs;     ///< since power-up or reset
     uint32_t timeToFirstFixMs; ///< 0: no fix yet
+    bool utcToHundredths;      ///< as in OutputConfiguration
 };
 
 struct NavMessageRow {
@@ -23,10 +24,15 @@ struct NavMessageRow {
     Bytes (*build)(const NavContext& context);
 };
 
-/// In the order in which an epoch's messages are sent, as captures of real receivers show it: UBX-NAV-PVT
-/// first, UBX-NAV-EOE last. The order matters: gpsd 3.22 takes whatever comes first for the end of an epoch
-/// every other time, and would report the epoch twice if that weren't the message it reports anyway.
+/// In the order in which an epoch's messages are sent, as recorded: PVT, POSECEF, VELECEF, SAT, DOP, TIMEGPS,
+/// TIMELS, EOE. Where the others stand between them is an assumption. The order matters: gpsd 3.22 takes
+/// whatever comes first for the end of an epoch every other time, and would report the epoch twice if that
+/// weren't the message it reports anyway.
 const std::vector<NavMessageRow>& navMessageRows();
+
+/// The message that leads in the first second, as recorded: what stands in front of it comes from the second
+/// epoch on. UBX-NAV-SAT.
+constexpr uint8_t kLeadsFirstEpoch = 0x35;
 
 } // namespace simulator
 

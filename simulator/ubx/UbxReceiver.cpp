@@ -99,7 +99,8 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
     return std::make_unique<UbxReceiver>(options);
 }
 
-UbxReceiver::UbxReceiver(const EngineOptions& options) : configuration_(options), assistance_(options.seed) {}
+UbxReceiver::UbxReceiver(const EngineOptions& options)
+    : configuration_(options), assistance_(options.seed), cutsFirstEpoch_(options.cutsFirstEpoch) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -118,6 +119,7 @@ Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
 void UbxReceiver::restart(TimePoint now) {
     startedAt_ = now;
     timeToFirstFixMs_ = 0;
+    firstEpochCut_ = cutsFirstEpoch_;
 }
 
 uint32_t UbxReceiver::sinceStartMs(TimePoint now) const {
@@ -131,6 +133,12 @@ Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
         return times.warm;
     const bool aided = assistance_.positionKnown() && (assistance_.timeKnown() || timeKept_);
     return aided ? times.aided : times.cold;
+}
+
+Knowledge UbxReceiver::knowledge() const {
+    const NavigationDatabase& database = assistance_.database();
+    return {assistance_.timeKnown() || database.holds(RecordKind::UtcParameters),
+            assistance_.positionKnown() && database.holds(RecordKind::Ephemeris)};
 }
 
 // --- From the host --------------------------------------------------------------------------------------
@@ -251,7 +259,7 @@ std::optional<Bytes> UbxReceiver::polled(const UbxFrame& frame, TimePoint now) c
         return std::nullopt;
     for (const NavMessageRow& row : navMessageRows())
         if (row.id == frame.id)
-            return row.build({*lastEpoch_, sinceStartMs(now), timeToFirstFixMs_});
+            return row.build({*lastEpoch_, sinceStartMs(now), timeToFirstFixMs_, output().utcToHundredths});
     return std::nullopt;
 }
 
@@ -324,15 +332,18 @@ Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     ++epochCount_;
     if (!output().ubxOut)
         return reaction;
-    const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_};
+    const NavContext context{epoch, sinceStartMs(now), timeToFirstFixMs_, output().utcToHundredths};
+    bool isDue = !firstEpochCut_;
     for (const NavMessageRow& row : navMessageRows()) {
+        isDue = isDue || row.id == kLeadsFirstEpoch;
         const uint32_t rate = configuration_.rateOf(ubx::kNav, row.id);
-        if (rate != 0 && epochCount_ % rate == 0) {
+        if (isDue && rate != 0 && epochCount_ % rate == 0) {
             Outgoing message;
             message.bytes = asText(encodeUbx({ubx::kNav, row.id, row.build(context)}));
             reaction.outgoing.push_back(std::move(message));
         }
     }
+    firstEpochCut_ = firstEpochCut_ && reaction.outgoing.empty();
     return reaction;
 }
 

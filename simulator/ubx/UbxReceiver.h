@@ -27,6 +27,7 @@ public:
     uint32_t baudRate() const override { return configuration_.baudRate(); }
     const OutputConfiguration& output() const override { return configuration_.output(); }
     Duration timeToFirstFix(const FixTimes& times) const override;
+    Knowledge knowledge() const override;
     CommandReply command(const std::vector<std::string>& words, TimePoint now) override;
     std::vector<KeyValue> commandHelp() const override;
     std::vector<KeyValue> state() const override;
@@ -76,6 +77,8 @@ private:
     TimePoint startedAt_{};         ///< the last start of the navigation
     uint32_t timeToFirstFixMs_ = 0; ///< 0: no fix since startedAt_
     uint64_t epochCount_ = 0;
+    bool cutsFirstEpoch_ = false; ///< constant after construction
+    bool firstEpochCut_ = false;  ///< the next epoch that has messages is the first, and begins in its middle
     std::optional<Epoch> lastEpoch_; ///< also of the time before a reset
 };
 

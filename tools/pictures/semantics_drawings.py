@@ -215,6 +215,23 @@ def odometer_jump(data):
     return picture
 
 
+def odometer_standing(data):
+    picture = Picture(WIDTH, 330, "What the odometer counts of a vehicle that stands for a day")
+    rows = table(f"{data}/odometer-standing.txt")
+    x, y = Scale(0, 24, 70, 560), Scale(0, 800, 270, 20)
+    grid_up(picture, y, range(0, 801, 200), x(0), x(24), " m")
+    grid_across(picture, x, range(0, 24, 4), 266, 270, " h")
+    series = (("sigma-5", "red", "5 m", 0), ("sigma-4", "orange", "4 m", 0), ("sigma-3", "purple", "3 m", -4),
+              ("sigma-2", "blue", "2 m", 2), ("sigma-5-uncorrected", "grey", "5 m, without corrections", 18))
+    for column, colour, words, shift in series:
+        picture.lines([(x(int(row["hour"])), y(int(row[column]))) for row in rows], colour, 2.5)
+        metres = int(rows[-1][column])
+        picture.text(x(24) + 10, y(metres) + 4 + shift, f"{words}: {metres:,} m counted", colour)
+    picture.text(330, 318, "standard deviation of the drift to the north and to the east; correlation time 300 s",
+                 "muted", "middle")
+    return picture
+
+
 # --- Schedule -------------------------------------------------------------------------------------------------
 
 def tracking(data):
@@ -387,8 +404,8 @@ def draw_field(picture, row, x, y):
 DRAWINGS = {
     "geofence-states": geofence_states, "geofence-borders": geofence_borders, "geofence-margin": geofence_margin,
     "geofence-date-line": geofence_date_line, "odometer-drive": odometer_drive, "odometer-steps": odometer_steps,
-    "odometer-gate": odometer_gate, "odometer-jump": odometer_jump, "tracking": tracking, "freshness": freshness,
-    "start": start, "watchdog": watchdog, "stop": stop, "database": database,
+    "odometer-gate": odometer_gate, "odometer-jump": odometer_jump, "odometer-standing": odometer_standing,
+    "tracking": tracking, "freshness": freshness, "start": start, "watchdog": watchdog, "stop": stop, "database": database,
 }
 
 

@@ -24,6 +24,21 @@ inline Constellation leadingSystem(Constellation constellation) {
     return augmentsGps ? Constellation::Gps : constellation;
 }
 
+/// What it says about itself. The numbers are those of UBX-NAV-SAT.
+enum class Health { Unknown = 0, Healthy = 1, Unhealthy = 2 };
+
+/// How far the receiver has got with its signal. The numbers are the qualityInd of UBX-NAV-SAT.
+enum class SignalQuality {
+    NoSignal = 0,
+    Searching = 1,
+    Acquired = 2,
+    Unusable = 3,
+    CodeLocked = 4,
+    CarrierLocked = 5, ///< 6 and 7 as well, the more surely
+    CarrierLockedWell = 6,
+    CarrierLockedBest = 7,
+};
+
 /// One satellite above the horizon. `number` is its number within its own system: GPS 1 to 32, SBAS 120 to
 /// 158, Galileo 1 to 36, QZSS 1 to 10, GLONASS 1 to 32 (slot).
 struct Satellite {
@@ -33,6 +48,9 @@ struct Satellite {
     double azimuthDeg = 0;
     double carrierToNoiseDbHz = 0; ///< 0: searched for, not tracked
     bool used = false;             ///< part of the navigation solution
+    bool orbitKnown = true;        ///< else the receiver doesn't know where it stands
+    Health health = Health::Healthy;
+    SignalQuality quality = SignalQuality::Searching;
 };
 
 /// The numbers are the fixType of UBX-NAV-PVT.
@@ -58,8 +76,12 @@ struct GeoPosition {
 };
 
 struct Epoch {
-    UtcTime utc{};
+    UtcTime utc{};          ///< the true one, at the epoch's millisecond; ReceiverClock.h has the reported
+    Duration clockRest{0};  ///< less than a millisecond: where the epoch really stands beside `utc`
+    Duration sinceStart{0}; ///< of the receiver's navigation
     bool timeKnown = false; ///< from the first satellite with a time message on, or from an aiding message
+    bool weekKnown = true;  ///< once the time is known: which week it is
+    bool leapSecondsKnown = true; ///< once the time is known: how far UTC is from GPS time
     FixType fix = FixType::None;
     int32_t quality = 0; ///< as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
     GeoPosition position;

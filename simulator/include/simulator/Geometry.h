@@ -25,6 +25,10 @@ double bearingDeg(const GeoPosition& from, const GeoPosition& to);
 /// The point at `fraction` (0 to 1) of the great circle; altitude and separation follow linearly.
 GeoPosition interpolated(const GeoPosition& from, const GeoPosition& to, double fraction);
 
+/// The point so many metres to the north, to the east and above. For short ways; near a pole east is short of
+/// the mark.
+GeoPosition shifted(GeoPosition position, double northM, double eastM, double upM);
+
 struct Vector3 {
     double x = 0;
     double y = 0;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "simulator/Drift.h"
 #include "simulator/Epoch.h"
 #include "simulator/Route.h"
 
@@ -18,7 +19,12 @@ struct Reception {
     bool skyBlocked = false;                      ///< tunnel, antenna, fault: no satellite is heard
     bool fixDenied = false;                       ///< satellites are heard, but no position comes of them
     bool corrected = true;                        ///< SBAS corrections are at hand
+    bool leapSecondsKnown = true;                 ///< from before, or told by the host
+    bool orbitsKnown = true;                      ///< from before: where all satellites stand
+    std::size_t unhealthySatellites = 0;          ///< so many in the sky say that they are
+    Duration timeToLeapSeconds{0};                ///< the same without GLONASS, from the same start
     double noiseM = 0; ///< how far a reported position may wander from the true one
+    DriftOffset drift; ///< how far it is off it besides
 };
 
 /// The epoch of an antenna at `truth` under these satellites (as Sky::above brings them).

@@ -45,6 +45,9 @@ struct OutputConfiguration {
     bool gsvUsesMainTalker = false; ///< gsvTalkerId of UBX-CFG-NMEA
     std::set<Constellation> enabled{Constellation::Gps, Constellation::Sbas, Constellation::Qzss,
                                     Constellation::Glonass};
+    /// UBX messages give UTC of the nearest hundredth of a second, with a rest of -5 to 995 ms. Else the
+    /// second is floored, and the rest goes up to 999 ms.
+    bool utcToHundredths = false;
     std::chrono::milliseconds epochPeriod{1000}; ///< at least 25; the core sends no faster
     /// One sentence every n-th epoch, 0 never; indexed by Sentence.
     std::array<uint8_t, kSentenceIds> sentenceRate = factorySentenceRates();

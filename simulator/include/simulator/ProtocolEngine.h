@@ -48,10 +48,18 @@ struct FixTimes {
     Duration warm = std::chrono::seconds(2);  ///< a navigation database, with or without position and time
 };
 
+/// What a receiver may know from before its start.
+struct Knowledge {
+    bool leapSeconds = false;
+    bool orbits = false; ///< where the satellites stand
+};
+
 /// What an engine is made with.
 struct EngineOptions {
     uint32_t baudRate = 9600; ///< after power-up
     uint64_t seed = 1;
+    /// The first epoch with UBX messages after a start begins in its middle, with UBX-NAV-SAT.
+    bool cutsFirstEpoch = false;
     OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 
@@ -94,6 +102,9 @@ public:
     /// Time from the last start until a fix is possible, by what the receiver knows now. May shrink while it
     /// waits.
     virtual Duration timeToFirstFix(const FixTimes& times) const = 0;
+
+    /// What it knows before it has heard a satellite: told by the host, or kept. Asked until the first fix.
+    virtual Knowledge knowledge() const { return {}; }
 
     /// A control command that the core does not know, split at blanks; words[0] is its name.
     enum class CommandResult { Unknown, Done, Bad };

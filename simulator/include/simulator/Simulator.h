@@ -29,8 +29,10 @@ struct SimulatorSettings {
     uint64_t seed = 1;
     Route route{GeoPosition{}};
     FixTimes fixTimes;
-    int quality = 2;   ///< of a fix: 1 autonomous, 2 corrected
-    double noiseM = 0; ///< how far reported positions wander from the true one
+    int quality = 2;                     ///< of a fix: 1 autonomous, 2 corrected
+    double noiseM = 0;                   ///< how far reported positions wander from the true one
+    DriftSettings drift;                 ///< what they drift besides
+    std::size_t unhealthySatellites = 0; ///< so many in the sky say that they are
     Delivery delivery = Delivery::Paced;
     std::optional<Recording> recording; ///< played in place of the sentences
     bool restamp = false;               ///< the recording's times become those of the simulator
@@ -40,6 +42,9 @@ struct SimulatorSettings {
     /// After power-up and after each pulse of the reset line the receiver starts, and takes nothing in for so
     /// long. An assumption: no measurement of a real receiver is behind it.
     Duration deafTime{0};
+    /// After a start without GLONASS the leap seconds are those of the firmware for so long: GPS tells the
+    /// right ones every twelve and a half minutes.
+    Duration timeToLeapSeconds = std::chrono::seconds(750);
 };
 
 class Simulator {
@@ -106,6 +111,7 @@ private:
 
     // --- Output
     void powerUp(ResetCause cause, TimePoint now);
+    void restartNavigation(TimePoint now);
     void apply(const Reaction& reaction, uint32_t portBaud, TimePoint now);
     void applyMessages(const Reaction& reaction, TimePoint now);
     void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
@@ -124,6 +130,8 @@ private:
     void setQuality(const Words& words, TimePoint now);
     void setRate(const Words& words, TimePoint now);
     void setNoise(const Words& words, TimePoint now);
+    void setDrift(const Words& words, TimePoint now);
+    void setUnhealthy(const Words& words, TimePoint now);
     void setDelivery(const Words& words, TimePoint now);
     void setColdStart(const Words& words, TimePoint now);
     void powerCycle(const Words& words, TimePoint now);
@@ -148,13 +156,17 @@ private:
     // --- World
     SimulatorSettings settings_;
     std::optional<TimePoint> departure_; ///< none while route or recording are held
-    double travelledBeforeM_ = 0;        ///< on routes left by "goto"
+    PositionDrift drift_;
+    double travelledBeforeM_ = 0; ///< on routes left by "goto"
     Faults faults_;
 
     // --- Receiver
     Line line_;
     TimePoint hearsFrom_{}; ///< deaf until then
+    TimePoint poweredUpAt_{};
     TimePoint navigationStart_{};
+    Knowledge knownAtStart_;
+    bool leapSecondsHeard_ = false;     ///< since navigationStart_
     std::optional<TimePoint> firstFix_; ///< the first since navigationStart_
     TimePoint skyBlockedAt_{};          ///< last time at which no satellite could be heard
     TimePoint nextEpoch_{};

@@ -58,12 +58,95 @@ TEST_F(UbxNavigationTest, PvtWithoutFixClaimsNothing) {
     EXPECT_EQ(pvt.u4(40), 0xFFFFFFFFu);
 }
 
-TEST_F(UbxNavigationTest, PvtRoundsToTheNextSecondWithANegativeRest) {
+TEST_F(UbxNavigationTest, PvtAndTimeUtcFloorTheSecond) {
     Epoch epoch = goodEpoch();
-    epoch.utc += 700ms;
+    epoch.utc += 749ms;
+    const Bytes pvt = message(0x07, epoch);
+    EXPECT_EQ(PayloadReader(pvt).u1(10), 0);
+    EXPECT_EQ(PayloadReader(pvt).i4(16), 999000000);
+    const Bytes utc = message(0x21, epoch);
+    EXPECT_EQ(PayloadReader(utc).u1(18), 0);
+    EXPECT_EQ(PayloadReader(utc).i4(8), 999000000);
+}
+
+TEST_F(UbxNavigationTest, UtcOfTheNearestHundredthHasARestBelowZeroJustBeforeASecond) {
+    EngineOptions options;
+    options.factory.utcToHundredths = true;
+    receiver = UbxReceiver(options);
+    receiver.reset(ResetCause::PowerUp, now);
+    Epoch epoch = goodEpoch();
+    epoch.utc += 744ms;
+    EXPECT_EQ(PayloadReader(message(0x07, epoch)).i4(16), 994000000);
+    epoch.utc += 1ms;
+    const Bytes pvt = message(0x07, epoch);
+    EXPECT_EQ(PayloadReader(pvt).u1(10), 1);
+    EXPECT_EQ(PayloadReader(pvt).i4(16), -5000000);
+}
+
+TEST_F(UbxNavigationTest, TheRestBelowAMillisecondStandsBesideTheTimeOfWeek) {
+    Epoch epoch = goodEpoch();
+    epoch.clockRest = -312500ns;
+    const Bytes pvt = message(0x07, epoch);
+    EXPECT_EQ(PayloadReader(pvt).u4(0), kTowMs);
+    EXPECT_EQ(PayloadReader(pvt).i4(16), 249687500);
+    const Bytes gps = message(0x20, epoch);
+    EXPECT_EQ(PayloadReader(gps).u4(0), kTowMs);
+    EXPECT_EQ(PayloadReader(gps).i4(4), -312500);
+    EXPECT_EQ(PayloadReader(message(0x22, epoch)).i4(4), -312500);
+}
+
+TEST_F(UbxNavigationTest, AWholeSecondBelowItsRestIsReportedAsTheLastOne) {
+    Epoch epoch = goodEpoch();
+    epoch.utc -= 250ms;
+    epoch.clockRest = -1us;
+    const Bytes pvt = message(0x07, epoch);
+    EXPECT_EQ(PayloadReader(pvt).u2(4), 2025);
+    EXPECT_EQ(PayloadReader(pvt).u1(10), 59);
+    EXPECT_EQ(PayloadReader(pvt).i4(16), 999999000);
+}
+
+TEST_F(UbxNavigationTest, BeforeTheTimeIsKnownTheDateIsTheFirmwaresAndTheAccuracyTheWorst) {
+    Epoch epoch = blindEpoch();
+    epoch.sinceStart = 70s;
+    const Bytes payload = message(0x07, epoch);
+    const PayloadReader pvt(payload);
+    EXPECT_EQ(pvt.u2(4), 2015);
+    EXPECT_EQ(pvt.u1(6), 10);
+    EXPECT_EQ(pvt.u1(7), 18);
+    EXPECT_EQ(pvt.u1(9), 1) << "minute";
+    EXPECT_EQ(pvt.u1(10), 10);
+    EXPECT_EQ(pvt.u1(11), 0);
+    EXPECT_EQ(pvt.u4(12), 0xFFFFFFFFu);
+    EXPECT_EQ(pvt.u4(68), 20000u) << "speed";
+    EXPECT_EQ(pvt.u4(72), 18000000u) << "course";
+}
+
+TEST_F(UbxNavigationTest, TimeOfDayIsRightAWhileBeforeTheDateIs) {
+    Epoch epoch = goodEpoch(); // a Thursday
+    epoch.weekKnown = false;
+    const Bytes payload = message(0x07, epoch);
+    const PayloadReader pvt(payload);
+    EXPECT_EQ(pvt.u2(4), 2015);
+    EXPECT_EQ(pvt.u1(7), 22) << "the Thursday of the firmware's week";
+    EXPECT_EQ(pvt.i4(16), 250000000);
+    EXPECT_EQ(pvt.u1(11), 0x06);
+    EXPECT_EQ(PayloadReader(message(0x20, epoch)).u1(11), 0x05);
+}
+
+TEST_F(UbxNavigationTest, WithoutTheLeapSecondsUtcIsASecondAheadAndNotResolved) {
+    Epoch epoch = goodEpoch();
+    epoch.leapSecondsKnown = false;
     const Bytes payload = message(0x07, epoch);
     EXPECT_EQ(PayloadReader(payload).u1(10), 1);
-    EXPECT_EQ(PayloadReader(payload).i4(16), -50000000);
+    EXPECT_EQ(PayloadReader(payload).u1(11), 0x03);
+    EXPECT_EQ(PayloadReader(payload).u4(12), 0xFFFFFFFFu);
+    const Bytes gps = message(0x20, epoch);
+    EXPECT_EQ(PayloadReader(gps).u4(0), kTowMs) << "GPS time needs none";
+    EXPECT_EQ(PayloadReader(gps).i1(10), 17);
+    EXPECT_EQ(PayloadReader(gps).u1(11), 0x03);
+    const Bytes leap = message(0x26, epoch);
+    EXPECT_EQ(PayloadReader(leap).u1(8), 0) << "from the firmware";
+    EXPECT_EQ(PayloadReader(leap).u1(23), 0);
 }
 
 TEST_F(UbxNavigationTest, DopIsInHundredths) {
@@ -88,6 +171,32 @@ TEST_F(UbxNavigationTest, SatListsEachSatelliteWithItsSystem) {
     EXPECT_EQ(sat.u4(16) & 0x08u, 0x08u) << "the first one is used";
     EXPECT_EQ(sat.u4(16 + 12 * 11) & 0x0Fu, 0x01u) << "the last one is searched for";
     EXPECT_EQ(sat.i2(12 + 12 * 11), 0) << "359.6 degrees are north";
+}
+
+TEST_F(UbxNavigationTest, SatelliteWithoutOrbitStandsBeyondTheZenith) {
+    Epoch epoch = goodEpoch();
+    epoch.satellites[10].orbitKnown = false;
+    epoch.satellites[10].health = Health::Unknown;
+    const Bytes payload = message(0x35, epoch);
+    const PayloadReader sat(payload);
+    EXPECT_EQ(sat.i1(11 + 12 * 10), -91);
+    EXPECT_EQ(sat.i2(12 + 12 * 10), 0);
+    EXPECT_EQ(sat.u4(16 + 12 * 10) & 0x1F30u, 0u) << "no health, no orbit";
+    const Bytes svInfo = message(0x30, epoch);
+    EXPECT_EQ(PayloadReader(svInfo).i1(13 + 12 * 10), -91);
+    EXPECT_EQ(PayloadReader(svInfo).u1(10 + 12 * 10), 0);
+}
+
+TEST_F(UbxNavigationTest, SatTellsHealthAndEachOfTheQualities) {
+    Epoch epoch = goodEpoch();
+    epoch.satellites[8].health = Health::Unhealthy;
+    for (std::size_t number = 0; number < 8; ++number)
+        epoch.satellites[number].quality = static_cast<SignalQuality>(number);
+    const Bytes payload = message(0x35, epoch);
+    for (uint32_t number = 0; number < 8; ++number)
+        EXPECT_EQ(PayloadReader(payload).u4(16 + 12 * number) & 0x37u, 0x10u | number);
+    EXPECT_EQ(PayloadReader(payload).u4(16 + 12 * 8) & 0x30u, 0x20u);
+    EXPECT_EQ(PayloadReader(message(0x30, epoch)).u1(10 + 12 * 8) & 0x10u, 0x10u);
 }
 
 TEST_F(UbxNavigationTest, SvInfoUsesTheSingleNumberSpace) {
@@ -159,6 +268,32 @@ TEST_F(UbxNavigationTest, TheSolutionComesFirstAndTheEndOfEpochLast) {
     ASSERT_EQ(frames.size(), 4u);
     EXPECT_EQ(frames.front().id, 0x07);
     EXPECT_EQ(frames.back().id, 0x61);
+}
+
+TEST_F(UbxNavigationTest, MessagesComeInTheRecordedOrder) {
+    const std::vector<uint8_t> recorded{0x07, 0x01, 0x11, 0x35, 0x04, 0x20, 0x26, 0x61};
+    for (const uint8_t id : recorded)
+        switchOn(id);
+    std::vector<uint8_t> order;
+    for (const UbxFrame& frame : pass(goodEpoch()))
+        order.push_back(frame.id);
+    EXPECT_EQ(order, recorded);
+}
+
+TEST_F(UbxNavigationTest, FirstEpochAfterAStartBeginsWithTheSatellitesWhereItIsCut) {
+    EngineOptions options;
+    options.cutsFirstEpoch = true;
+    receiver = UbxReceiver(options);
+    receiver.reset(ResetCause::PowerUp, now);
+    EXPECT_TRUE(pass(goodEpoch()).empty());
+    for (const uint8_t id : Bytes{0x07, 0x35, 0x61})
+        switchOn(id);
+    EXPECT_EQ(pass(goodEpoch()).front().id, 0x35);
+    EXPECT_EQ(pass(goodEpoch()).front().id, 0x07);
+    receiver.reset(ResetCause::ResetLine, now);
+    for (const uint8_t id : Bytes{0x07, 0x35})
+        switchOn(id);
+    EXPECT_EQ(pass(goodEpoch()).front().id, 0x35);
 }
 
 TEST_F(UbxNavigationTest, RatesCountEpochs) {
