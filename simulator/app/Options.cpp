@@ -27,6 +27,7 @@ struct Draft {
     Draft() {
         options.engineName = "ubx";
         options.settings.deafTime = kUsualDeafTime;
+        options.engine.input.linePaced = true;
     }
 
     Options options;
@@ -231,6 +232,15 @@ const Row kRows[] = {
      "the same, with a navigation database (2)"},
     {"deaf", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.deafTime = seconds(g); },
      "takes nothing in for so long after power-up and reset (0.5, assumed)"},
+    {"message-time", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.engine.input.messageTime = seconds(g); },
+     "answers so long after a message, and takes the next then (0.005, assumed)"},
+    {"gnss-busy", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.engine.input.gnssBusyTime = seconds(g); },
+     "neither answers nor takes anything for so long after CFG-GNSS (0.5)"},
+    {"input-buffer", "BYTES",
+     [](Draft& d, const Given& g) { d.options.engine.input.bufferBytes = wholeNumber(g, 1e6); },
+     "what waits for it is lost beyond so many bytes (1000)"},
     {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
     {"nmea", "VERSION",
      [](Draft& d, const Given& g) { d.options.engine.factory.nmeaVersion = choose(g, kVersions); },

@@ -61,8 +61,11 @@ void Simulator::setResetLine(bool asserted, TimePoint now) {
 std::vector<Line::Piece> Simulator::advance(TimePoint now) {
     if (now - nextEpoch_ > kLongestCatchUp)
         scheduleNextEpoch(now - std::chrono::milliseconds(1));
-    for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_))
+    for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_)) {
+        listen(nextEpoch_);
         runEpoch(nextEpoch_);
+    }
+    listen(now);
     for (; playbackTime(nextRecorded_) <= now; ++nextRecorded_) {
         if (nextRecorded_ == recordedEpochs())
             beginRecordingAgain();
@@ -75,7 +78,8 @@ std::vector<Line::Piece> Simulator::advance(TimePoint now) {
 }
 
 TimePoint Simulator::nextEvent() const {
-    return std::min({nextEpoch_, playbackTime(nextRecorded_), line_.nextArrival(engine_->baudRate())});
+    const TimePoint work = inReset_ ? TimePoint::max() : engine_->nextWork();
+    return std::min({nextEpoch_, playbackTime(nextRecorded_), line_.nextArrival(engine_->baudRate()), work});
 }
 
 bool Simulator::ended(TimePoint now) const {
@@ -236,10 +240,22 @@ void Simulator::fromHost(std::string_view bytes, uint32_t portBaud, TimePoint no
         writeLog("deaf after its start, lost " + listed(received), portBaud, now);
         return;
     }
-    const Reaction reaction = engine_->receive(received, now);
-    if (reaction.log.empty())
-        writeLog("received " + listed(received), portBaud, now);
-    apply(reaction, portBaud, now);
+    hostBaud_ = portBaud;
+    applyHeard(engine_->receive(received, now), received, now);
+}
+
+void Simulator::listen(TimePoint now) {
+    if (inReset_)
+        return;
+    for (TimePoint at = engine_->nextWork(); at <= now; at = engine_->nextWork())
+        applyHeard(engine_->work(at), "", at);
+}
+
+void Simulator::applyHeard(const Reaction& reaction, std::string_view handedOver, TimePoint now) {
+    const std::string_view unexplained = reaction.unexplained ? *reaction.unexplained : handedOver;
+    if (reaction.log.empty() && !unexplained.empty())
+        writeLog("received " + listed(unexplained), hostBaud_, now);
+    apply(reaction, hostBaud_, now);
 }
 
 // Calendar time, seconds since the start, the speed of the host's port and that of the receiver, what

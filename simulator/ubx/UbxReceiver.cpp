@@ -8,14 +8,13 @@
 #include "UbxNavigation.h"
 #include "UbxPayload.h"
 #include "simulator/Constants.h"
+#include "simulator/Line.h"
 #include "simulator/Numbers.h"
 
 namespace simulator {
 
 namespace {
 
-// The receiver looks at its input between other work.
-constexpr Duration kAnswerDelay = std::chrono::milliseconds(5);
 // After a change of speed it waits, so that the host's port can follow before the acknowledgement.
 constexpr Duration kSpeedChangeDelay = std::chrono::milliseconds(100);
 constexpr std::size_t kEphemeridesForFix = 4;
@@ -99,7 +98,9 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
     return std::make_unique<UbxReceiver>(options);
 }
 
-UbxReceiver::UbxReceiver(const EngineOptions& options) : configuration_(options), assistance_(options.seed) {}
+UbxReceiver::UbxReceiver(const EngineOptions& options)
+    : configuration_(options), assistance_(options.seed), inputOptions_(options.input),
+      input_(options.input.bufferBytes) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -111,6 +112,10 @@ Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
     counters_ = {};
     timeKept_ = false;
     parser_.reset();
+    input_.clear();
+    freeFrom_ = now;
+    unexplained_.clear();
+    lossNoted_ = 0;
     restart(now);
     return {};
 }
@@ -136,19 +141,46 @@ Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
 // --- From the host --------------------------------------------------------------------------------------
 
 Reaction UbxReceiver::receive(std::string_view bytes, TimePoint now) {
+    input_.arrive(bytes, now, inputOptions_.linePaced ? transmissionTime(1, baudRate()) : Duration(0));
+    return work(now);
+}
+
+// One message after the other; each keeps it busy for a while, and what comes meanwhile waits.
+Reaction UbxReceiver::work(TimePoint now) {
+    constexpr const char* kLineEnds = "\r\n";
     Reaction reaction;
-    for (const UbxEvent& event : parser_.feed(bytes)) {
-        const std::string name = ubx::name(event.frame.messageClass, event.frame.id);
-        const bool sound = event.kind == UbxEventKind::Frame;
-        ++(sound ? counters_.framesReceived : counters_.framesBad);
-        if (sound)
-            reaction.log.push_back(describe(event.frame) + take(event.frame, now, reaction));
-        else if (event.kind == UbxEventKind::BadChecksum)
-            reaction.log.push_back(name + " with a wrong checksum, ignored");
-        else
-            reaction.log.push_back(name + " of an impossible length, ignored");
+    while (const std::optional<UbxInput::Taken> taken = input_.next(freeFrom_, now)) {
+        unexplained_ += taken->byte;
+        for (const UbxEvent& event : parser_.feed({&taken->byte, 1}))
+            hear(event, taken->at, reaction);
     }
+    noteLoss(reaction);
+    const bool worthALine = unexplained_.find_first_not_of(kLineEnds) != std::string::npos;
+    reaction.unexplained = input_.isEmpty() && worthALine ? unexplained_ : "";
+    if (input_.isEmpty())
+        unexplained_.clear();
     return reaction;
+}
+
+void UbxReceiver::hear(const UbxEvent& event, TimePoint now, Reaction& reaction) {
+    const std::string name = ubx::name(event.frame.messageClass, event.frame.id);
+    const bool sound = event.kind == UbxEventKind::Frame;
+    ++(sound ? counters_.framesReceived : counters_.framesBad);
+    unexplained_.clear();
+    freeFrom_ = std::max(freeFrom_, now) + inputOptions_.messageTime;
+    if (sound)
+        reaction.log.push_back(describe(event.frame) + take(event.frame, now, reaction));
+    else if (event.kind == UbxEventKind::BadChecksum)
+        reaction.log.push_back(name + " with a wrong checksum, ignored");
+    else
+        reaction.log.push_back(name + " of an impossible length, ignored");
+}
+
+void UbxReceiver::noteLoss(Reaction& reaction) {
+    if (input_.lost() == lossNoted_)
+        return;
+    reaction.log.push_back("input buffer full, lost " + std::to_string(input_.lost() - lossNoted_) + " bytes");
+    lossNoted_ = input_.lost();
 }
 
 std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
@@ -160,7 +192,7 @@ std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& re
     if (frame.messageClass == ubx::kCfg && frame.id == ubx::kCfgRst)
         outcome = takeRestart(frame, now, reaction);
     else if (frame.messageClass == ubx::kCfg)
-        outcome = takeConfiguration(frame, reaction);
+        outcome = takeConfiguration(frame, now, reaction);
     else if (frame.messageClass == ubx::kMga)
         outcome = takeAssistance(frame, reaction);
     else
@@ -170,7 +202,7 @@ std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& re
     return outcome + silence;
 }
 
-std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reaction) {
+std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
     if (faults_.refusals != 0) {
         useUp(faults_.refusals);
         acknowledge(frame, false, reaction, {});
@@ -187,6 +219,10 @@ std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reac
     if (baudRate() != speedBefore) {
         manner.delay = kSpeedChangeDelay;
         manner.baudRate = faults_.oldSpeed ? speedBefore : 0;
+    }
+    if (frame.id == ubx::kCfgGnss && outcome.accepted && outcome.answers.empty()) {
+        manner.delay = inputOptions_.gnssBusyTime;
+        freeFrom_ = now + inputOptions_.gnssBusyTime;
     }
     acknowledge(frame, outcome.accepted, reaction, manner);
     return outcome.accepted ? ": ACK-ACK" : ": ACK-NAK";
@@ -267,7 +303,7 @@ void UbxReceiver::acknowledge(const UbxFrame& frame, bool accepted, Reaction& re
 void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner) {
     if (silent_ || !output().ubxOut)
         return;
-    manner.delay = std::max(manner.delay, kAnswerDelay) + faults_.lateness;
+    manner.delay = std::max(manner.delay, inputOptions_.messageTime) + faults_.lateness;
     const std::string bytes = asText(damaged(faults_, encodeUbx(frame), ++counters_.answers));
     if (faults_.splitAt == 0 || faults_.splitAt >= bytes.size()) {
         manner.bytes = bytes;
@@ -309,7 +345,7 @@ void UbxReceiver::sendForeignTraffic(std::size_t number, Reaction& reaction) {
     if (silent_ || !output().nmeaOut)
         return;
     patient.bytes = "$GNTXT,01,01,02,ANTSTATUS=OK*25\r\n";
-    patient.delay = kAnswerDelay + faults_.lateness;
+    patient.delay = inputOptions_.messageTime + faults_.lateness;
     reaction.outgoing.push_back(patient);
 }
 
@@ -413,6 +449,7 @@ std::vector<KeyValue> UbxReceiver::experience() const {
         {"mga_ini_time", orNone(assistance_.time())},
         {"frames_received", std::to_string(counters_.framesReceived)},
         {"frames_bad", std::to_string(counters_.framesBad)},
+        {"input_lost", std::to_string(input_.lost())},
         {"acks_sent", std::to_string(counters_.acknowledged)},
         {"naks_sent", std::to_string(counters_.refused)},
         {"resets", std::to_string(resets_)},

@@ -10,6 +10,7 @@
 #include "UbxConfiguration.h"
 #include "UbxFaults.h"
 #include "UbxFrame.h"
+#include "UbxInput.h"
 #include "simulator/ProtocolEngine.h"
 
 /// The protocol engine of a u-blox M8 (firmware 3.01, protocol 18): what the host can say to it over UBX and
@@ -22,6 +23,8 @@ public:
     explicit UbxReceiver(const EngineOptions& options);
 
     Reaction receive(std::string_view bytes, TimePoint now) override;
+    Reaction work(TimePoint now) override;
+    TimePoint nextWork() const override { return input_.nextAt(freeFrom_); }
     Reaction reset(ResetCause cause, TimePoint now) override;
     Reaction epoch(const Epoch& epoch, TimePoint now) override;
     uint32_t baudRate() const override { return configuration_.baudRate(); }
@@ -44,9 +47,13 @@ private:
         std::size_t answers = 0;
     };
 
+    /// What the parser found at `now`: counted, logged, and carried out where it is a sound frame.
+    void hear(const UbxEvent& event, TimePoint now, Reaction& reaction);
+    void noteLoss(Reaction& reaction);
+
     /// Each carries a frame out, adds its answers to `reaction`, and returns what the log says behind it.
     std::string take(const UbxFrame& frame, TimePoint now, Reaction& reaction);
-    std::string takeConfiguration(const UbxFrame& frame, Reaction& reaction);
+    std::string takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeAssistance(const UbxFrame& frame, Reaction& reaction);
     std::string takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction);
@@ -68,6 +75,11 @@ private:
     UbxConfiguration configuration_;
     UbxAssistance assistance_;
     UbxFaults faults_;
+    const InputOptions inputOptions_;
+    UbxInput input_;
+    TimePoint freeFrom_{};         ///< busy until then
+    std::string unexplained_;      ///< bytes taken in since the last frame
+    std::size_t lossNoted_ = 0;    ///< bytes for which the input buffer was too small, as far as logged
     UbxParser parser_;
     Counters counters_;
     uint32_t resets_ = 0;           ///< pulses of the reset line since construction

@@ -1,8 +1,10 @@
 #ifndef PROTOCOLENGINE_H
 #define PROTOCOLENGINE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -39,6 +41,9 @@ struct Reaction {
     std::vector<std::string> log;
     /// The receiver restarted its navigation (UBX-CFG-RST): time to first fix counts from now.
     bool navigationRestarted = false;
+    /// Bytes that the engine took in and made nothing of: the core logs them where there is no other line.
+    /// Without a value it logs all that it handed over.
+    std::optional<std::string> unexplained;
 };
 
 /// How long the receiver needs from its start until its first fix, by what it knows.
@@ -48,10 +53,26 @@ struct FixTimes {
     Duration warm = std::chrono::seconds(2);  ///< a navigation database, with or without position and time
 };
 
+/// How a receiver takes in what the host writes.
+struct InputOptions {
+    /// Size of its input buffer in bytes; what doesn't fit is lost. u-blox's own host library counts with 1000.
+    std::size_t bufferBytes = 1000;
+    /// It looks at its input between other work: so long after one message it answers, and takes the next. An
+    /// assumption: no measurement is behind it.
+    Duration messageTime = std::chrono::milliseconds(5);
+    /// So long after CFG-GNSS it is busy: neither answers nor takes anything. The public protocol description
+    /// asks the host to wait for the acknowledgement and 0.5 s more; that the acknowledgement comes at the end
+    /// of this time is an assumption.
+    Duration gnssBusyTime = std::chrono::milliseconds(500);
+    /// Bytes come in at the line's pace; otherwise they are there when they are written.
+    bool linePaced = false;
+};
+
 /// What an engine is made with.
 struct EngineOptions {
     uint32_t baudRate = 9600; ///< after power-up
     uint64_t seed = 1;
+    InputOptions input;
     OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 
@@ -73,6 +94,11 @@ public:
     /// Bytes from the host, already as the receiver's UART saw them: garbled where the port's speed was
     /// wrong. A frame may come in any number of pieces.
     virtual Reaction receive(std::string_view bytes, TimePoint now) = 0;
+
+    /// What it had no time for in receive(); called at nextWork().
+    virtual Reaction work(TimePoint /*now*/) { return {}; }
+    /// When it will look at its input again; TimePoint::max() where nothing waits.
+    virtual TimePoint nextWork() const { return TimePoint::max(); }
 
     /// Called before anything else and at each power cycle (PowerUp), and at each pulse of the reset line.
     /// The core drops what is queued on the line, sends the power-up banner and restarts the time to first

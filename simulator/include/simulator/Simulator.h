@@ -57,6 +57,8 @@ public:
     /// The host wrote `bytes` while its port ran at `portBaud`. They are lost while the receiver is held in
     /// reset or deaf after its start.
     void fromHost(std::string_view bytes, uint32_t portBaud, TimePoint now);
+    /// What the receiver makes up to `now` of bytes that it was too busy for; advance() does it as well.
+    void listen(TimePoint now);
     /// The level of the reset line: while it is asserted nothing is sent or heard, its release starts the
     /// receiver anew.
     void setResetLine(bool asserted, TimePoint now);
@@ -108,6 +110,7 @@ private:
     void powerUp(ResetCause cause, TimePoint now);
     void apply(const Reaction& reaction, uint32_t portBaud, TimePoint now);
     void applyMessages(const Reaction& reaction, TimePoint now);
+    void applyHeard(const Reaction& reaction, std::string_view handedOver, TimePoint now);
     void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
     std::string spoiled(std::string frame, TimePoint at) const;
     bool hasRoomFor(std::size_t bytes, TimePoint at) const;
@@ -154,6 +157,7 @@ private:
     // --- Receiver
     Line line_;
     TimePoint hearsFrom_{}; ///< deaf until then
+    uint32_t hostBaud_ = 0; ///< of the host's port, when it wrote last
     TimePoint navigationStart_{};
     std::optional<TimePoint> firstFix_; ///< the first since navigationStart_
     TimePoint skyBlockedAt_{};          ///< last time at which no satellite could be heard
