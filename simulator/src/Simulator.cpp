@@ -63,7 +63,10 @@ std::vector<Line::Piece> Simulator::advance(TimePoint now) {
         scheduleNextEpoch(now - std::chrono::milliseconds(1));
     for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_)) {
         listen(nextEpoch_);
-        runEpoch(nextEpoch_);
+        if (engine_->navigates())
+            runEpoch(nextEpoch_);
+        else
+            epoch_.fix = FixType::None;
     }
     listen(now);
     for (; playbackTime(nextRecorded_) <= now; ++nextRecorded_) {

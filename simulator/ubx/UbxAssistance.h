@@ -8,6 +8,7 @@
 
 #include "NavigationDatabase.h"
 #include "UbxFrame.h"
+#include "UbxPayload.h"
 
 /// Class MGA: the navigation database, initial position and initial time, and how each is acknowledged.
 
@@ -58,8 +59,18 @@ private:
 
     Info takeRecord(const Bytes& payload);
     Info takeInitial(const Bytes& payload);
-    Info takePosition(const Bytes& payload);
-    Info takeTime(const Bytes& payload);
+    /// The forms of UBX-MGA-INI: type, length and what is made of it.
+    struct InitialRow {
+        uint8_t type;
+        std::size_t size;
+        Info (UbxAssistance::*take)(const PayloadReader& fields);
+    };
+    static const std::vector<InitialRow>& initialRows();
+    Info takePosition(const PayloadReader& fields);
+    Info takeEcefPosition(const PayloadReader& fields);
+    Info takeTime(const PayloadReader& fields);
+    Info takeGnssTime(const PayloadReader& fields);
+    Info takeWithoutEffect(const PayloadReader&) { return Info::Accepted; }
     UbxFrame acknowledge(const UbxFrame& frame, Info info);
 
     NavigationDatabase database_;

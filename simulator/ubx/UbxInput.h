@@ -8,8 +8,8 @@
 
 #include "simulator/ProtocolEngine.h"
 
-/// What the host has written and the receiver has not looked at yet: bytes on the line, and bytes that wait in
-/// the receiver's input buffer while it is busy. What doesn't fit there is lost, as on the real one.
+/// What the host has written and the receiver has not looked at yet: bytes on the line, and bytes that wait
+/// in the receiver's input buffer while it is busy. What doesn't fit there is lost, as on the real one.
 
 namespace simulator {
 

@@ -111,6 +111,7 @@ Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
     assistance_.reset();
     counters_ = {};
     timeKept_ = false;
+    navigates_ = true;
     parser_.reset();
     input_.clear();
     freeFrom_ = now;
@@ -179,7 +180,8 @@ void UbxReceiver::hear(const UbxEvent& event, TimePoint now, Reaction& reaction)
 void UbxReceiver::noteLoss(Reaction& reaction) {
     if (input_.lost() == lossNoted_)
         return;
-    reaction.log.push_back("input buffer full, lost " + std::to_string(input_.lost() - lossNoted_) + " bytes");
+    reaction.log.push_back("input buffer full, lost " + std::to_string(input_.lost() - lossNoted_) +
+                           " bytes");
     lossNoted_ = input_.lost();
 }
 
@@ -228,29 +230,62 @@ std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, TimePoint now,
     return outcome.accepted ? ": ACK-ACK" : ": ACK-NAK";
 }
 
+namespace {
+
+// resetMode of UBX-CFG-RST, with what each does.
+struct RestartRow {
+    uint8_t mode;
+    bool reloads;   ///< what was saved comes into force, factory values for the rest
+    bool navigates; ///< what the navigation does afterwards
+    const char* outcome;
+};
+
+constexpr RestartRow kRestarts[] = {
+    {0x00, true, true, ": restarted"},  // watchdog, at once
+    {0x01, true, true, ": restarted"},  // software
+    {0x02, false, true, ": restarted"}, // software, navigation alone
+    {0x04, true, true, ": restarted"},  // watchdog, after a shutdown
+    {0x08, false, false, ": navigation stopped"},
+    {0x09, false, true, ": navigation started"},
+};
+
+const RestartRow* findRestartRow(uint8_t mode) {
+    for (const RestartRow& row : kRestarts)
+        if (row.mode == mode)
+            return &row;
+    return nullptr;
+}
+
+} // namespace
+
 // UBX-CFG-RST is never acknowledged.
 std::string UbxReceiver::takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
-    constexpr uint32_t kHardware = 0x00;
-    constexpr uint32_t kSoftware = 0x01;
-    constexpr uint32_t kClockBit = 1u << 8u;
-    constexpr uint32_t kPositionBit = 1u << 4u;
     if (frame.payload.size() != 4) {
         acknowledge(frame, false, reaction, {});
         return ": ACK-NAK";
     }
     const PayloadReader fields(frame.payload);
-    const uint32_t mask = fields.u2(0);
+    const RestartRow* row = findRestartRow(fields.u1(2));
+    if (row == nullptr)
+        return ": no such mode, ignored";
+    forget(fields.u2(0));
+    if (row->reloads)
+        configuration_.reloadSaved();
+    navigates_ = row->navigates;
+    restart(now);
+    reaction.navigationRestarted = true;
+    return row->outcome;
+}
+
+void UbxReceiver::forget(uint32_t mask) {
+    constexpr uint32_t kClockBit = 1u << 8u;
+    constexpr uint32_t kPositionBit = 1u << 4u;
     assistance_.database().forget(recordsCleared(mask));
     if ((mask & kPositionBit) != 0)
         assistance_.forgetPosition();
     timeKept_ = (mask & kClockBit) == 0 && (timeKept_ || (lastEpoch_ && lastEpoch_->timeKnown));
     if ((mask & kClockBit) != 0)
         assistance_.forgetTime();
-    if (fields.u1(2) == kHardware || fields.u1(2) == kSoftware)
-        configuration_.reloadSaved();
-    restart(now);
-    reaction.navigationRestarted = true;
-    return ": restarted";
 }
 
 std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reaction) {

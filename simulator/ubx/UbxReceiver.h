@@ -29,6 +29,7 @@ public:
     Reaction epoch(const Epoch& epoch, TimePoint now) override;
     uint32_t baudRate() const override { return configuration_.baudRate(); }
     const OutputConfiguration& output() const override { return configuration_.output(); }
+    bool navigates() const override { return navigates_; }
     Duration timeToFirstFix(const FixTimes& times) const override;
     CommandReply command(const std::vector<std::string>& words, TimePoint now) override;
     std::vector<KeyValue> commandHelp() const override;
@@ -55,6 +56,8 @@ private:
     std::string take(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction);
+    /// What bits of UBX-CFG-RST's navBbrMask clear.
+    void forget(uint32_t mask);
     std::string takeAssistance(const UbxFrame& frame, Reaction& reaction);
     std::string takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::optional<Bytes> polled(const UbxFrame& frame, TimePoint now) const;
@@ -77,12 +80,13 @@ private:
     UbxFaults faults_;
     const InputOptions inputOptions_;
     UbxInput input_;
-    TimePoint freeFrom_{};         ///< busy until then
-    std::string unexplained_;      ///< bytes taken in since the last frame
-    std::size_t lossNoted_ = 0;    ///< bytes for which the input buffer was too small, as far as logged
+    TimePoint freeFrom_{};      ///< busy until then
+    std::string unexplained_;   ///< bytes taken in since the last frame
+    std::size_t lossNoted_ = 0; ///< bytes for which the input buffer was too small, as far as logged
     UbxParser parser_;
     Counters counters_;
     uint32_t resets_ = 0;           ///< pulses of the reset line since construction
+    bool navigates_ = true;         ///< not stopped by UBX-CFG-RST
     bool timeKept_ = false;         ///< the clock kept running through the last restart
     bool silent_ = false;           ///< the frame at hand gets no answer
     TimePoint startedAt_{};         ///< the last start of the navigation

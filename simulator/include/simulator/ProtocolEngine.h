@@ -55,14 +55,15 @@ struct FixTimes {
 
 /// How a receiver takes in what the host writes.
 struct InputOptions {
-    /// Size of its input buffer in bytes; what doesn't fit is lost. u-blox's own host library counts with 1000.
+    /// Size of its input buffer in bytes; what doesn't fit is lost. u-blox's own host library counts with
+    /// 1000.
     std::size_t bufferBytes = 1000;
     /// It looks at its input between other work: so long after one message it answers, and takes the next. An
     /// assumption: no measurement is behind it.
     Duration messageTime = std::chrono::milliseconds(5);
     /// So long after CFG-GNSS it is busy: neither answers nor takes anything. The public protocol description
-    /// asks the host to wait for the acknowledgement and 0.5 s more; that the acknowledgement comes at the end
-    /// of this time is an assumption.
+    /// asks the host to wait for the acknowledgement and 0.5 s more; that the acknowledgement comes at the
+    /// end of this time is an assumption.
     Duration gnssBusyTime = std::chrono::milliseconds(500);
     /// Bytes come in at the line's pace; otherwise they are there when they are written.
     bool linePaced = false;
@@ -116,6 +117,9 @@ public:
 
     /// What to send from the next epoch on; read anew each epoch.
     virtual const OutputConfiguration& output() const = 0;
+
+    /// Whether there are epochs at all; false while the host has stopped the navigation.
+    virtual bool navigates() const { return true; }
 
     /// Time from the last start until a fix is possible, by what the receiver knows now. May shrink while it
     /// waits.

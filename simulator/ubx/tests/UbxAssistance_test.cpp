@@ -119,6 +119,28 @@ TEST_F(UbxAssistanceTest, WrongVersionsLengthsAndTypesHaveTheirOwnCodes) {
 
 // --- Time to first fix ----------------------------------------------------------------------------------
 
+TEST_F(UbxAssistanceTest, EachFormOfInitialAidingThatExistsIsTaken) {
+    acknowledgeAiding();
+    const std::vector<std::pair<uint8_t, std::size_t>> forms = {{0x00, 20}, {0x01, 20}, {0x11, 24},
+                                                                {0x20, 12}, {0x21, 12}, {0x30, 72}};
+    for (const auto& [type, size] : forms) {
+        Bytes payload(size, 0);
+        payload[0] = type;
+        EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, payload), only(mgaAck(1, 0, ubx::kMgaIni, {type, 0, 0, 0})));
+        payload.push_back(0);
+        EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, payload), only(mgaAck(0, 3, ubx::kMgaIni, {type, 0, 0, 0})));
+    }
+}
+
+TEST_F(UbxAssistanceTest, PositionAndTimeCountInWhicheverFormTheyCome) {
+    tell(ubx::kMga, ubx::kMgaIni, PayloadWriter().u4(0).i4(100).i4(-200).i4(300).u4(1000).bytes());
+    tell(ubx::kMga, ubx::kMgaIni,
+         PayloadWriter().u1(0x11).zeros(5).u2(2400).u4(86400).zeros(4).u2(10).zeros(6).bytes());
+    EXPECT_EQ(state("mga_ini_position"), "ECEF 1.00 -2.00 3.00 m accuracy 10.00 m");
+    EXPECT_EQ(state("mga_ini_time"), "system 0 week 2400 second 86400 accuracy 10 s");
+    EXPECT_EQ(receiver.timeToFirstFix(FixTimes{}), FixTimes{}.aided);
+}
+
 TEST_F(UbxAssistanceTest, TheFirstFixComesSoonerTheMoreTheReceiverKnows) {
     const FixTimes times;
     EXPECT_EQ(receiver.timeToFirstFix(times), times.cold);

@@ -98,6 +98,15 @@ TEST_F(UbxInSimulatorTest, TheFaultOldSpeedIsSeenOnTheLine) {
     EXPECT_EQ(state("baud"), "115200");
 }
 
+TEST_F(UbxInSimulatorTest, AStoppedNavigationBringsNoSentencesUntilItIsStartedAgain) {
+    listen(2s);
+    tell(ubx::kCfg, ubx::kCfgRst, {0, 0, 8, 0});
+    listen(2s);
+    EXPECT_EQ(listen(5s), "");
+    tell(ubx::kCfg, ubx::kCfgRst, {0, 0, 9, 0});
+    EXPECT_NE(listen(2s).find("RMC"), std::string::npos);
+}
+
 TEST_F(UbxInSimulatorTest, ARestoredDatabaseShortensTheNextStart) {
     bringUp();
     EXPECT_GE(timeToFix(), 20s);

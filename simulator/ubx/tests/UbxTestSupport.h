@@ -81,6 +81,7 @@ protected:
         const Reaction more = receiver.work(now);
         last.log.insert(last.log.end(), more.log.begin(), more.log.end());
         last.outgoing.insert(last.outgoing.end(), more.outgoing.begin(), more.outgoing.end());
+        last.navigationRestarted |= more.navigationRestarted;
     }
     std::vector<UbxFrame> tell(uint8_t messageClass, uint8_t id, const Bytes& payload = {}) {
         return tell(text(encodeUbx({messageClass, id, payload})));
