@@ -138,16 +138,23 @@ void Simulator::runEpoch(TimePoint at) {
         firstFix_ = at;
     Reaction messages = engine_->epoch(epoch_, at);
     if (!settings_.recording) {
+        overrun_ = false;
         sendSentences(epoch_, at);
         applyMessages(messages, at);
+        if (overrun_)
+            apply(engine_->outputOverrun(), 0, at);
     }
     ++epochs_;
 }
 
-// What doesn't fit between two epochs at the line's speed is left out, whole messages at a time.
-bool Simulator::hasRoomFor(std::size_t bytes, TimePoint at) const {
+// A line that is too slow lags by what the buffer holds, and only then is something left out.
+bool Simulator::hasRoomFor(std::size_t bytes, TimePoint at) {
     const uint32_t baud = engine_->baudRate();
-    return line_.backlog(at, baud) + transmissionTime(bytes, baud) <= epochPeriod();
+    const Duration room =
+        std::max<Duration>(transmissionTime(settings_.outputBufferBytes, baud), epochPeriod());
+    const bool fits = line_.backlog(at, baud) + transmissionTime(bytes, baud) <= room;
+    overrun_ = overrun_ || !fits;
+    return fits;
 }
 
 void Simulator::sendSentences(const Epoch& epoch, TimePoint at) {
@@ -215,7 +222,15 @@ void Simulator::apply(const Reaction& reaction, uint32_t portBaud, TimePoint now
     }
     for (const Outgoing& outgoing : reaction.outgoing)
         if (!outgoing.bytes.empty() && !isSilent(now))
-            line_.queue({outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields});
+            send(outgoing, now);
+}
+
+void Simulator::send(const Outgoing& outgoing, TimePoint now) {
+    Line::Frame frame{outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields};
+    if (outgoing.urgent)
+        line_.queueBetween(std::move(frame), engine_->baudRate());
+    else
+        line_.queue(std::move(frame));
 }
 
 // Periodic messages suffer the same faults and the same lack of room as sentences.

@@ -27,9 +27,9 @@ bool soundDate(const PayloadReader& fields) {
 
 } // namespace
 
-UbxAssistance::UbxAssistance(uint64_t seed) : database_(seed) {}
+UbxAssistance::UbxAssistance(uint64_t seed, DatabaseStyle style) : database_(seed, style) {}
 
-MgaOutcome UbxAssistance::handle(const UbxFrame& frame) {
+MgaOutcome UbxAssistance::handle(const UbxFrame& frame, MgaHindrance hindrance) {
     MgaOutcome outcome;
     if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
         for (Bytes& payload : database_.dump())
@@ -39,7 +39,11 @@ MgaOutcome UbxAssistance::handle(const UbxFrame& frame) {
         return outcome;
     }
     Info info = Info::UnknownType;
-    if (frame.id == ubx::kMgaDbd)
+    if (hindrance == MgaHindrance::NotReady)
+        info = Info::NotReady;
+    else if (frame.id == ubx::kMgaDbd && hindrance == MgaHindrance::NoTime)
+        info = Info::NoTime;
+    else if (frame.id == ubx::kMgaDbd)
         info = takeRecord(frame.payload);
     else if (frame.id == ubx::kMgaIni)
         info = takeInitial(frame.payload);

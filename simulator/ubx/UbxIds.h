@@ -9,6 +9,7 @@
 namespace simulator::ubx {
 
 constexpr uint8_t kNav = 0x01;
+constexpr uint8_t kInf = 0x04;
 constexpr uint8_t kAck = 0x05;
 constexpr uint8_t kCfg = 0x06;
 constexpr uint8_t kMon = 0x0A;

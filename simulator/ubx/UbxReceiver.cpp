@@ -1,6 +1,7 @@
 #include "UbxReceiver.h"
 
 #include <algorithm>
+#include <array>
 
 #include "UbxConfigurationBlocks.h"
 #include "UbxDescription.h"
@@ -9,6 +10,8 @@
 #include "UbxPayload.h"
 #include "simulator/Constants.h"
 #include "simulator/Line.h"
+#include "simulator/Nmea.h"
+#include "simulator/NmeaWriter.h"
 #include "simulator/Numbers.h"
 
 namespace simulator {
@@ -99,7 +102,7 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
 }
 
 UbxReceiver::UbxReceiver(const EngineOptions& options)
-    : configuration_(options), assistance_(options.seed), inputOptions_(options.input),
+    : configuration_(options), assistance_(options.seed, options.database), inputOptions_(options.input),
       input_(options.input.bufferBytes) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
@@ -111,8 +114,10 @@ Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
     assistance_.reset();
     counters_ = {};
     timeKept_ = false;
+    timeHeard_ = false;
     navigates_ = true;
     parser_.reset();
+    sentences_.clear();
     input_.clear();
     freeFrom_ = now;
     unexplained_.clear();
@@ -154,6 +159,8 @@ Reaction UbxReceiver::work(TimePoint now) {
         unexplained_ += taken->byte;
         for (const UbxEvent& event : parser_.feed({&taken->byte, 1}))
             hear(event, taken->at, reaction);
+        if (const auto sentence = sentences_.feed(taken->byte))
+            hearSentence(*sentence, taken->at, reaction);
     }
     noteLoss(reaction);
     const bool worthALine = unexplained_.find_first_not_of(kLineEnds) != std::string::npos;
@@ -175,6 +182,16 @@ void UbxReceiver::hear(const UbxEvent& event, TimePoint now, Reaction& reaction)
         reaction.log.push_back(name + " with a wrong checksum, ignored");
     else
         reaction.log.push_back(name + " of an impossible length, ignored");
+}
+
+void UbxReceiver::hearSentence(const std::string& sentence, TimePoint now, Reaction& reaction) {
+    constexpr uint8_t kWarning = 1;
+    const std::optional<std::string> complaint = complaintAbout(sentence);
+    if (!complaint)
+        return;
+    freeFrom_ = std::max(freeFrom_, now) + inputOptions_.messageTime;
+    reaction.log.push_back(sentence + ": " + *complaint);
+    inform(kWarning, *complaint, reaction);
 }
 
 void UbxReceiver::noteLoss(Reaction& reaction) {
@@ -284,12 +301,13 @@ void UbxReceiver::forget(uint32_t mask) {
     if ((mask & kPositionBit) != 0)
         assistance_.forgetPosition();
     timeKept_ = (mask & kClockBit) == 0 && (timeKept_ || (lastEpoch_ && lastEpoch_->timeKnown));
+    timeHeard_ = timeHeard_ && timeKept_;
     if ((mask & kClockBit) != 0)
         assistance_.forgetTime();
 }
 
 std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reaction) {
-    const MgaOutcome outcome = assistance_.handle(frame);
+    const MgaOutcome outcome = assistance_.handle(frame, hindranceOf(frame));
     if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
         sendDatabase(outcome, reaction);
         return ": " + std::to_string(outcome.database.size()) + " records";
@@ -301,6 +319,17 @@ std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reactio
         return verdict + ", not acknowledged";
     answer(*outcome.acknowledgement, reaction);
     return verdict;
+}
+
+MgaHindrance UbxReceiver::hindranceOf(const UbxFrame& frame) {
+    if (frame.payload.empty())
+        return MgaHindrance::None;
+    if (faults_.notReady != 0) {
+        useUp(faults_.notReady);
+        return MgaHindrance::NotReady;
+    }
+    const bool timeKnown = assistance_.timeKnown() || timeKept_ || timeHeard_;
+    return faults_.needsTime && !timeKnown ? MgaHindrance::NoTime : MgaHindrance::None;
 }
 
 std::string UbxReceiver::takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
@@ -339,6 +368,7 @@ void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing man
     if (silent_ || !output().ubxOut)
         return;
     manner.delay = std::max(manner.delay, inputOptions_.messageTime) + faults_.lateness;
+    manner.urgent = faults_.between && !manner.yields;
     const std::string bytes = asText(damaged(faults_, encodeUbx(frame), ++counters_.answers));
     if (faults_.splitAt == 0 || faults_.splitAt >= bytes.size()) {
         manner.bytes = bytes;
@@ -356,8 +386,7 @@ void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing man
 void UbxReceiver::sendDatabase(const MgaOutcome& outcome, Reaction& reaction) {
     Outgoing patient;
     patient.yields = true;
-    const bool acknowledged = configuration_.acknowledgesAiding();
-    if (acknowledged && faults_.earlyAck)
+    if (faults_.earlyAck)
         answer(*outcome.acknowledgement, reaction, patient);
     std::size_t number = 0;
     for (const UbxFrame& record : outcome.database) {
@@ -365,8 +394,31 @@ void UbxReceiver::sendDatabase(const MgaOutcome& outcome, Reaction& reaction) {
         if (faults_.mixedBurst)
             sendForeignTraffic(++number, reaction);
     }
-    if (acknowledged && !faults_.earlyAck)
+    if (!faults_.earlyAck && !faults_.noClosingAck)
         answer(*outcome.acknowledgement, reaction, patient);
+}
+
+void UbxReceiver::inform(uint8_t level, const std::string& text, Reaction& reaction) const {
+    constexpr uint8_t kUbxProtocol = 0;
+    constexpr uint8_t kNmeaProtocol = 1;
+    Outgoing message;
+    message.delay = inputOptions_.messageTime;
+    if (output().nmeaOut && configuration_.informs(kNmeaProtocol, level)) {
+        NmeaSentence sentence(mainTalker(output()) + "TXT");
+        message.bytes = sentence.field("01").field("01").padded(level, 2).field(text).text();
+        reaction.outgoing.push_back(message);
+    }
+    if (output().ubxOut && configuration_.informs(kUbxProtocol, level)) {
+        message.bytes = asText(encodeUbx({ubx::kInf, level, Bytes(text.begin(), text.end())}));
+        reaction.outgoing.push_back(message);
+    }
+}
+
+Reaction UbxReceiver::outputOverrun() {
+    constexpr uint8_t kError = 0;
+    Reaction reaction;
+    inform(kError, "txbuf alloc", reaction);
+    return reaction;
 }
 
 // What else may come while a database is on its way.
@@ -389,6 +441,7 @@ void UbxReceiver::sendForeignTraffic(std::size_t number, Reaction& reaction) {
 Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     Reaction reaction;
     lastEpoch_ = epoch;
+    timeHeard_ = timeHeard_ || epoch.timeKnown;
     assistance_.database().learn(epoch);
     if (timeToFirstFixMs_ == 0 && epoch.fix != FixType::None)
         timeToFirstFixMs_ = std::max<uint32_t>(sinceStartMs(now), 1);
@@ -414,6 +467,8 @@ ProtocolEngine::CommandReply UbxReceiver::command(const std::vector<std::string>
         return {};
     if (words[0] == "database")
         return setDatabase(words);
+    if (words[0] == "inform")
+        return say(words);
     for (const UbxFaultRow& row : ubxFaultRows())
         if (words[0] == row.name)
             return setFault(row, words);
@@ -428,6 +483,23 @@ ProtocolEngine::CommandReply UbxReceiver::setFault(const UbxFaultRow& row,
     reply.result = reply.error.empty() ? CommandResult::Done : CommandResult::Bad;
     if (reply.result == CommandResult::Done)
         faults_ = changed;
+    return reply;
+}
+
+ProtocolEngine::CommandReply UbxReceiver::say(const std::vector<std::string>& words) const {
+    const std::array<std::string, 3> levels = {"error", "warning", "notice"};
+    CommandReply reply;
+    const auto level = words.size() < 3 ? levels.end() : std::find(levels.begin(), levels.end(), words[1]);
+    if (level == levels.end()) {
+        reply.result = CommandResult::Bad;
+        reply.error = "inform takes error, warning or notice, and a text.";
+        return reply;
+    }
+    std::string text = words[2];
+    for (std::size_t i = 3; i < words.size(); ++i)
+        text += " " + words[i];
+    inform(static_cast<uint8_t>(level - levels.begin()), text, reply.reaction);
+    reply.result = CommandResult::Done;
     return reply;
 }
 
@@ -447,7 +519,8 @@ ProtocolEngine::CommandReply UbxReceiver::setDatabase(const std::vector<std::str
 
 std::vector<KeyValue> UbxReceiver::commandHelp() const {
     std::vector<KeyValue> help = {
-        {"database RECORDS|lost", "give the navigation database this many made-up records, or none"}};
+        {"database RECORDS|lost", "give the navigation database this many made-up records, or none"},
+        {"inform error|warning|notice TEXT", "say this in a TXT sentence or an INF frame, as configured"}};
     for (const UbxFaultRow& row : ubxFaultRows()) {
         const std::string arguments = row.arguments;
         help.push_back({row.name + (arguments.empty() ? "" : " " + arguments), row.help});

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "HostSentences.h"
 #include "UbxAssistance.h"
 #include "UbxConfiguration.h"
 #include "UbxFaults.h"
@@ -29,6 +30,7 @@ public:
     Reaction epoch(const Epoch& epoch, TimePoint now) override;
     uint32_t baudRate() const override { return configuration_.baudRate(); }
     const OutputConfiguration& output() const override { return configuration_.output(); }
+    Reaction outputOverrun() override;
     bool navigates() const override { return navigates_; }
     Duration timeToFirstFix(const FixTimes& times) const override;
     CommandReply command(const std::vector<std::string>& words, TimePoint now) override;
@@ -50,6 +52,7 @@ private:
 
     /// What the parser found at `now`: counted, logged, and carried out where it is a sound frame.
     void hear(const UbxEvent& event, TimePoint now, Reaction& reaction);
+    void hearSentence(const std::string& sentence, TimePoint now, Reaction& reaction);
     void noteLoss(Reaction& reaction);
 
     /// Each carries a frame out, adds its answers to `reaction`, and returns what the log says behind it.
@@ -65,12 +68,16 @@ private:
     void acknowledge(const UbxFrame& frame, bool accepted, Reaction& reaction, Outgoing manner);
     /// `manner` gives delay and speed; the faults of answers come on top.
     void answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner = {});
+    /// A text of INF: a sentence and a frame, as CFG-INF wants them; level 0 error, 1 warning, 2 notice.
+    void inform(uint8_t level, const std::string& text, Reaction& reaction) const;
+    MgaHindrance hindranceOf(const UbxFrame& frame);
     void sendDatabase(const MgaOutcome& outcome, Reaction& reaction);
     void sendForeignTraffic(std::size_t number, Reaction& reaction);
 
     void restart(TimePoint now);
     uint32_t sinceStartMs(TimePoint now) const;
     CommandReply setFault(const UbxFaultRow& row, const std::vector<std::string>& words);
+    CommandReply say(const std::vector<std::string>& words) const;
     CommandReply setDatabase(const std::vector<std::string>& words);
     /// The state's lines on what it was told and has learnt since the last reset.
     std::vector<KeyValue> experience() const;
@@ -83,10 +90,12 @@ private:
     TimePoint freeFrom_{};      ///< busy until then
     std::string unexplained_;   ///< bytes taken in since the last frame
     std::size_t lossNoted_ = 0; ///< bytes for which the input buffer was too small, as far as logged
+    HostSentences sentences_;
     UbxParser parser_;
     Counters counters_;
     uint32_t resets_ = 0;           ///< pulses of the reset line since construction
     bool navigates_ = true;         ///< not stopped by UBX-CFG-RST
+    bool timeHeard_ = false;        ///< the satellites have told the time since the last reset
     bool timeKept_ = false;         ///< the clock kept running through the last restart
     bool silent_ = false;           ///< the frame at hand gets no answer
     TimePoint startedAt_{};         ///< the last start of the navigation

@@ -31,6 +31,8 @@ struct Outgoing {
     Duration delay{0};     ///< before they join the end of the line's queue
     uint32_t baudRate = 0; ///< the speed they are sent at; 0: the receiver's speed when they leave
     bool yields = false;   ///< an epoch's output that comes due later may overtake it (part of a long burst)
+    bool urgent =
+        false; ///< goes ahead of what waits on the line when it is due, between an epoch's sentences
 };
 
 /// What an engine made of received bytes, of a command or of an epoch.
@@ -69,11 +71,18 @@ struct InputOptions {
     bool linePaced = false;
 };
 
+/// What a receiver's navigation database is made of.
+enum class DatabaseStyle {
+    Mixed,    ///< some fifty records of 50 to 172 bytes, by kind and system
+    Recorded, ///< several hundred of 50 to 90 bytes, the last one larger, as real receivers were seen to send
+};
+
 /// What an engine is made with.
 struct EngineOptions {
     uint32_t baudRate = 9600; ///< after power-up
     uint64_t seed = 1;
     InputOptions input;
+    DatabaseStyle database = DatabaseStyle::Mixed;
     OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 
@@ -111,6 +120,9 @@ public:
     /// sentences (the epoch then holds the simulator's own truth; the returned messages are dropped, what is
     /// learnt is kept).
     virtual Reaction epoch(const Epoch& epoch, TimePoint now) = 0;
+
+    /// Some of an epoch's output found no room on its way to the line: what the receiver says to that.
+    virtual Reaction outputOverrun() { return {}; }
 
     /// Speed of the receiver's UART now, bits per second, 8N1.
     virtual uint32_t baudRate() const = 0;

@@ -40,6 +40,9 @@ struct SimulatorSettings {
     /// After power-up and after each pulse of the reset line the receiver starts, and takes nothing in for so
     /// long. An assumption: no measurement of a real receiver is behind it.
     Duration deafTime{0};
+    /// What waits on its way to the line, in bytes; what doesn't fit is left out, whole messages at a time.
+    /// What the line carries between two epochs always fits. An assumption: no source gives the size.
+    std::size_t outputBufferBytes = 4096;
 };
 
 class Simulator {
@@ -109,11 +112,12 @@ private:
     // --- Output
     void powerUp(ResetCause cause, TimePoint now);
     void apply(const Reaction& reaction, uint32_t portBaud, TimePoint now);
+    void send(const Outgoing& outgoing, TimePoint now);
     void applyMessages(const Reaction& reaction, TimePoint now);
     void applyHeard(const Reaction& reaction, std::string_view handedOver, TimePoint now);
     void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
     std::string spoiled(std::string frame, TimePoint at) const;
-    bool hasRoomFor(std::size_t bytes, TimePoint at) const;
+    bool hasRoomFor(std::size_t bytes, TimePoint at);
     void writeLog(const std::string& text, uint32_t portBaud, TimePoint now) const;
 
     // --- Faults and commands
@@ -172,6 +176,7 @@ private:
     uint64_t epochs_ = 0;
     uint64_t sentences_ = 0;
     uint64_t dropped_ = 0;
+    bool overrun_ = false; ///< something of the epoch at hand didn't fit
     uint64_t bytesToHost_ = 0;
     uint64_t bytesFromHost_ = 0;
     bool inReset_ = false;
