@@ -163,9 +163,10 @@ Reaction UbxReceiver::work(TimePoint now) {
             hearSentence(*sentence, taken->at, reaction);
     }
     noteLoss(reaction);
+    const bool settled = input_.isEmpty() && !parser_.isMidFrame();
     const bool worthALine = unexplained_.find_first_not_of(kLineEnds) != std::string::npos;
-    reaction.unexplained = input_.isEmpty() && worthALine ? unexplained_ : "";
-    if (input_.isEmpty())
+    reaction.unexplained = settled && worthALine ? unexplained_ : "";
+    if (settled)
         unexplained_.clear();
     return reaction;
 }
@@ -189,6 +190,7 @@ void UbxReceiver::hearSentence(const std::string& sentence, TimePoint now, React
     const std::optional<std::string> complaint = complaintAbout(sentence);
     if (!complaint)
         return;
+    unexplained_.clear();
     freeFrom_ = std::max(freeFrom_, now) + inputOptions_.messageTime;
     reaction.log.push_back(sentence + ": " + *complaint);
     inform(kWarning, *complaint, reaction);
