@@ -101,7 +101,7 @@ TEST_F(ReceiverFaults, WithoutRoomForWhatWaitsItLosesTwoCommandsForGood) {
 // --- Navigation database --------------------------------------------------------------------------------
 
 TEST_F(ReceiverFaults, WithoutTheTimeItUsesNoRecordOfItsDatabase) {
-    unit.receiver("--ttff 2 --burst");
+    unit.receiver("--ttff 12 --burst");
     restartAfter({"ubx-no-time", "nosatellites"});
     EXPECT_EQ(restored().used, 0);
     EXPECT_GT(restored().notUsed, 10);
