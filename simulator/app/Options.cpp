@@ -28,6 +28,7 @@ struct Draft {
         options.engineName = "ubx";
         options.settings.deafTime = kUsualDeafTime;
         options.engine.cutsFirstEpoch = true;
+        options.engine.input.linePaced = true;
     }
 
     Options options;
@@ -132,6 +133,8 @@ constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
     {"921600", 921600},
 }};
 constexpr std::array<Choice<int32_t>, 2> kQualities{{{"1", 1}, {"2", 2}}};
+constexpr std::array<Choice<DatabaseStyle>, 2> kDatabases{
+    {{"mixed", DatabaseStyle::Mixed}, {"recorded", DatabaseStyle::Recorded}}};
 constexpr std::array<Choice<const char*>, 2> kEngines{{{"nmea", "nmea"}, {"ubx", "ubx"}}};
 
 void setSystems(Draft& draft, const Given& given) {
@@ -257,6 +260,21 @@ const Row kRows[] = {
      "UTC in UBX: second floored (default), or of the nearest hundredth"},
     {"deaf", "SECONDS", [](Draft& d, const Given& g) { d.options.settings.deafTime = seconds(g); },
      "takes nothing in for so long after power-up and reset (0.5, assumed)"},
+    {"message-time", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.engine.input.messageTime = seconds(g); },
+     "answers so long after a message, and takes the next then (0.005, assumed)"},
+    {"gnss-busy", "SECONDS",
+     [](Draft& d, const Given& g) { d.options.engine.input.gnssBusyTime = seconds(g); },
+     "neither answers nor takes anything for so long after CFG-GNSS (0.5)"},
+    {"input-buffer", "BYTES",
+     [](Draft& d, const Given& g) { d.options.engine.input.bufferBytes = wholeNumber(g, 1e6); },
+     "what waits for it is lost beyond so many bytes (1000)"},
+    {"output-buffer", "BYTES",
+     [](Draft& d, const Given& g) { d.options.settings.outputBufferBytes = wholeNumber(g, 1e6); },
+     "a slow line lags by so many bytes before something is left out (4096, assumed)"},
+    {"database", "mixed|recorded",
+     [](Draft& d, const Given& g) { d.options.engine.database = choose(g, kDatabases); },
+     "some fifty records of all sizes, or several hundred small ones (mixed)"},
     {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
     {"nmea", "VERSION",
      [](Draft& d, const Given& g) { d.options.engine.factory.nmeaVersion = choose(g, kVersions); },

@@ -110,9 +110,7 @@ private:
     }
 
     void takeInput() {
-        const std::string bytes = port_.read();
-        if (!bytes.empty())
-            hear(bytes, speedOfInput());
+        hear(port_.read(), now());
         lastPortBaud_ = port_.baudRate();
         if (control_.descriptor() >= 0)
             for (const std::string& line : control_.readLines())
@@ -129,11 +127,14 @@ private:
         return lastPortBaud_ == simulator_.baudRate() ? lastPortBaud_ : port_.baudRate();
     }
 
-    void hear(const std::string& bytes, uint32_t portBaud) {
+    // Lets the receiver look at what has come, which may tell it another speed: the host's own port follows.
+    void hear(const std::string& bytes, TimePoint moment) {
         const uint32_t speedBefore = simulator_.baudRate();
-        simulator_.fromHost(bytes, portBaud, now());
+        if (!bytes.empty())
+            simulator_.fromHost(bytes, speedOfInput(), moment);
+        simulator_.listen(moment);
         if (simulator_.baudRate() != speedBefore)
-            followUntil_ = now() + kFollowGrace;
+            followUntil_ = moment + kFollowGrace;
     }
 
     // The host has told the receiver another speed and its own port is on the way there.
@@ -149,10 +150,12 @@ private:
     }
 
     void sendOutput() {
+        const TimePoint moment = now();
+        hear("", moment); // before advance() does it, which would send at the new speed at once
         if (waitsForHostSpeed())
             return;
         const auto epochsBefore = simulator_.epochs();
-        for (const Line::Piece& piece : simulator_.advance(now())) {
+        for (const Line::Piece& piece : simulator_.advance(moment)) {
             if (capture_.is_open())
                 capture_ << piece.bytes << std::flush;
             const std::string bytes = readAtSpeed(piece.bytes, piece.baudRate, port_.baudRate());

@@ -44,6 +44,16 @@ void Line::queue(Frame frame, bool mayOvertake) {
     frames_.insert(place, std::move(frame));
 }
 
+void Line::queueBetween(Frame frame, uint32_t receiverBaud) {
+    auto place = frames_.begin();
+    for (TimePoint start = frames_.empty() ? TimePoint{} : startOf(frames_.front());
+         place != frames_.end() && (start < frame.notBefore || (started_ && place == frames_.begin()));
+         ++place)
+        start = std::max(start, place->notBefore) +
+                transmissionTime(place->bytes.size(), speedOf(*place, receiverBaud));
+    frames_.insert(place, std::move(frame));
+}
+
 TimePoint Line::startOf(const Frame& frame) const {
     return started_ ? startedAt_ : std::max(freeAt_, frame.notBefore);
 }

@@ -69,8 +69,14 @@ void Simulator::setResetLine(bool asserted, TimePoint now) {
 std::vector<Line::Piece> Simulator::advance(TimePoint now) {
     if (now - nextEpoch_ > kLongestCatchUp)
         scheduleNextEpoch(now - std::chrono::milliseconds(1));
-    for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_))
-        runEpoch(nextEpoch_);
+    for (; nextEpoch_ <= now; scheduleNextEpoch(nextEpoch_)) {
+        listen(nextEpoch_);
+        if (engine_->navigates())
+            runEpoch(nextEpoch_);
+        else
+            epoch_.fix = FixType::None;
+    }
+    listen(now);
     for (; playbackTime(nextRecorded_) <= now; ++nextRecorded_) {
         if (nextRecorded_ == recordedEpochs())
             beginRecordingAgain();
@@ -83,7 +89,8 @@ std::vector<Line::Piece> Simulator::advance(TimePoint now) {
 }
 
 TimePoint Simulator::nextEvent() const {
-    return std::min({nextEpoch_, playbackTime(nextRecorded_), line_.nextArrival(engine_->baudRate())});
+    const TimePoint work = inReset_ ? TimePoint::max() : engine_->nextWork();
+    return std::min({nextEpoch_, playbackTime(nextRecorded_), line_.nextArrival(engine_->baudRate()), work});
 }
 
 bool Simulator::ended(TimePoint now) const {
@@ -149,16 +156,23 @@ void Simulator::runEpoch(TimePoint at) {
         firstFix_ = at;
     Reaction messages = engine_->epoch(epoch_, at);
     if (!settings_.recording) {
+        overrun_ = false;
         sendSentences(epoch_, at);
         applyMessages(messages, at);
+        if (overrun_)
+            apply(engine_->outputOverrun(), 0, at);
     }
     ++epochs_;
 }
 
-// What doesn't fit between two epochs at the line's speed is left out, whole messages at a time.
-bool Simulator::hasRoomFor(std::size_t bytes, TimePoint at) const {
+// A line that is too slow lags by what the buffer holds, and only then is something left out.
+bool Simulator::hasRoomFor(std::size_t bytes, TimePoint at) {
     const uint32_t baud = engine_->baudRate();
-    return line_.backlog(at, baud) + transmissionTime(bytes, baud) <= epochPeriod();
+    const Duration room =
+        std::max<Duration>(transmissionTime(settings_.outputBufferBytes, baud), epochPeriod());
+    const bool fits = line_.backlog(at, baud) + transmissionTime(bytes, baud) <= room;
+    overrun_ = overrun_ || !fits;
+    return fits;
 }
 
 void Simulator::sendSentences(const Epoch& epoch, TimePoint at) {
@@ -224,7 +238,15 @@ void Simulator::apply(const Reaction& reaction, uint32_t portBaud, TimePoint now
         restartNavigation(now);
     for (const Outgoing& outgoing : reaction.outgoing)
         if (!outgoing.bytes.empty() && !isSilent(now))
-            line_.queue({outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields});
+            send(outgoing, now);
+}
+
+void Simulator::send(const Outgoing& outgoing, TimePoint now) {
+    Line::Frame frame{outgoing.bytes, now + outgoing.delay, outgoing.baudRate, outgoing.yields};
+    if (outgoing.urgent)
+        line_.queueBetween(std::move(frame), engine_->baudRate());
+    else
+        line_.queue(std::move(frame));
 }
 
 // Periodic messages suffer the same faults and the same lack of room as sentences.
@@ -252,10 +274,22 @@ void Simulator::fromHost(std::string_view bytes, uint32_t portBaud, TimePoint no
         writeLog("deaf after its start, lost " + listed(received), portBaud, now);
         return;
     }
-    const Reaction reaction = engine_->receive(received, now);
-    if (reaction.log.empty())
-        writeLog("received " + listed(received), portBaud, now);
-    apply(reaction, portBaud, now);
+    hostBaud_ = portBaud;
+    applyHeard(engine_->receive(received, now), received, now);
+}
+
+void Simulator::listen(TimePoint now) {
+    if (inReset_)
+        return;
+    for (TimePoint at = engine_->nextWork(); at <= now; at = engine_->nextWork())
+        applyHeard(engine_->work(at), "", at);
+}
+
+void Simulator::applyHeard(const Reaction& reaction, std::string_view handedOver, TimePoint now) {
+    const std::string_view unexplained = reaction.unexplained ? *reaction.unexplained : handedOver;
+    if (reaction.log.empty() && !unexplained.empty())
+        writeLog("received " + listed(unexplained), hostBaud_, now);
+    apply(reaction, hostBaud_, now);
 }
 
 // Calendar time, seconds since the start, the speed of the host's port and that of the receiver, what

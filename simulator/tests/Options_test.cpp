@@ -97,6 +97,28 @@ TEST(Options, ReceiverIsDescribed) {
     EXPECT_EQ(7U, options.settings.seed);
 }
 
+TEST(Options, ReceiverTakesItsInputAsARealOneDoesUnlessToldOtherwise) {
+    const InputOptions usual = parseOptions({}).engine.input;
+    EXPECT_EQ(500ms, usual.gnssBusyTime);
+    EXPECT_EQ(5ms, usual.messageTime);
+    EXPECT_EQ(1000U, usual.bufferBytes);
+    EXPECT_TRUE(usual.linePaced);
+    EXPECT_EQ(1s, parseOptions({"--gnss-busy", "1"}).engine.input.gnssBusyTime);
+    EXPECT_EQ(20ms, parseOptions({"--message-time=0.02"}).engine.input.messageTime);
+    EXPECT_EQ(64U, parseOptions({"--input-buffer", "64"}).engine.input.bufferBytes);
+}
+
+TEST(Options, DatabaseIsMixedUnlessToldOtherwise) {
+    EXPECT_EQ(DatabaseStyle::Mixed, parseOptions({}).engine.database);
+    EXPECT_EQ(DatabaseStyle::Recorded, parseOptions({"--database", "recorded"}).engine.database);
+    EXPECT_THROW(parseOptions({"--database", "large"}), OptionError);
+}
+
+TEST(Options, OutputBufferHasRoomForSomeSecondsAt9600Baud) {
+    EXPECT_EQ(4096U, parseOptions({}).settings.outputBufferBytes);
+    EXPECT_EQ(100000U, parseOptions({"--output-buffer=100000"}).settings.outputBufferBytes);
+}
+
 TEST(Options, ReceiverIsDeafForHalfASecondUnlessToldOtherwise) {
     EXPECT_EQ(500ms, parseOptions({}).settings.deafTime);
     EXPECT_EQ(0ms, parseOptions({"--deaf", "0"}).settings.deafTime);
@@ -254,6 +276,11 @@ TEST(Options, HelpHasOneLineForEveryOption) {
                                    "--ttff-aided",
                                    "--ttff-warm",
                                    "--deaf",
+                                   "--message-time",
+                                   "--gnss-busy",
+                                   "--input-buffer",
+                                   "--output-buffer",
+                                   "--database",
                                    "--gnss",
                                    "--nmea",
                                    "--numbering",

@@ -226,6 +226,7 @@ TEST_F(SimulatorTest, EveryEpochOfAFactoryReceiverFitsIntoItsSecond) {
 }
 
 TEST_F(SimulatorTest, AtTenHertzASlowLineCarriesOnlyTheFirstSentences) {
+    settings.outputBufferBytes = 0; // full at once
     configuration.epochPeriod = 100ms;
     settings.fixTimes.cold = 0s;
     powerUp();

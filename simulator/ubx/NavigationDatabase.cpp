@@ -45,8 +45,8 @@ const SystemRow* findSystem(uint8_t system) {
     return nullptr;
 }
 
-// Size of a record's data; 0 for what the receiver doesn't know.
-std::size_t dataSize(RecordKind kind, uint8_t system) {
+// Size of a mixed database's data; 0 for what the receiver doesn't know.
+std::size_t mixedSize(RecordKind kind, uint8_t system) {
     const SystemRow* row = findSystem(system);
     switch (kind) {
     case RecordKind::Position:
@@ -65,6 +65,9 @@ std::size_t dataSize(RecordKind kind, uint8_t system) {
         return row == nullptr ? 0 : row->ephemerisSize;
     case RecordKind::Almanac:
         return row == nullptr ? 0 : row->almanacSize;
+    case RecordKind::Orbit:
+    case RecordKind::Closing:
+        return 0;
     }
     return 0;
 }
@@ -103,7 +106,24 @@ Bytes positionData(const Epoch& epoch) {
 
 } // namespace
 
-NavigationDatabase::NavigationDatabase(uint64_t seed) : seed_(seed) {}
+NavigationDatabase::NavigationDatabase(uint64_t seed, DatabaseStyle style) : seed_(seed), style_(style) {}
+
+// Whole frames of 50 to 90 bytes in the recorded style. u-blox's own host library tells of last records with
+// payloads of 184 and 248 bytes.
+std::size_t NavigationDatabase::dataSize(const Key& key) const {
+    constexpr std::size_t kSmallest = 30;
+    constexpr uint64_t kSizes = 41;
+    constexpr std::size_t kClosing = 248 - kHeaderSize;
+    const auto [kind, system, number] = key;
+    if (style_ == DatabaseStyle::Mixed || kind < RecordKind::Ephemeris)
+        return mixedSize(kind, system);
+    if (kind == RecordKind::Closing)
+        return kClosing;
+    if (kind > RecordKind::Closing || findSystem(system) == nullptr)
+        return 0;
+    const uint64_t place = static_cast<uint64_t>(kind) << 16u | static_cast<uint64_t>(system) << 8u | number;
+    return kSmallest + static_cast<std::size_t>(mixed(place * kSeedStep) % kSizes);
+}
 
 void NavigationDatabase::learn(const Epoch& epoch) {
     if (!epoch.timeKnown)
@@ -131,6 +151,20 @@ void NavigationDatabase::learnFromSolution(const Epoch& epoch) {
                   issue * kEphemerisIssueS + kEphemerisLifeS, static_cast<uint64_t>(issue));
         }
     }
+    if (style_ == DatabaseStyle::Recorded)
+        learnAllOrbits(nowS);
+}
+
+// Almanac and predicted orbit of every satellite at once: an assumption, the real one takes its time.
+void NavigationDatabase::learnAllOrbits(int64_t nowS) {
+    const int64_t day = nowS / kSecondsPerDay;
+    const int64_t goodUntilS = day * kSecondsPerDay + kAlmanacLifeS;
+    for (const SystemRow& row : kSystems)
+        for (uint8_t number = 1; number <= row.satellites; ++number)
+            for (const RecordKind kind : {RecordKind::Almanac, RecordKind::Orbit})
+                store({kind, static_cast<uint8_t>(row.system), number}, goodUntilS,
+                      static_cast<uint64_t>(day));
+    store({RecordKind::Closing, 0, 0}, goodUntilS, static_cast<uint64_t>(day));
 }
 
 // Each system broadcasts its almanacs one after the other.
@@ -161,7 +195,7 @@ StoreResult NavigationDatabase::restore(const Bytes& payload) {
         return StoreResult::WrongSize;
     const PayloadReader fields(payload);
     const Key key{static_cast<RecordKind>(fields.u1(0)), fields.u1(1), fields.u1(2)};
-    const std::size_t expected = dataSize(std::get<0>(key), fields.u1(1));
+    const std::size_t expected = dataSize(key);
     if (expected != 0 && payload.size() != kHeaderSize + expected)
         return StoreResult::WrongSize;
     if (expected == 0 || fields.u1(3) != kLayoutVersion || fields.u4(kSumOffset) != recordSum(payload))
@@ -195,7 +229,9 @@ void NavigationDatabase::fill(std::size_t count, std::optional<UtcTime> now) {
         const SystemRow& row = kSystems[(i / kNumbers) % kSystems.size()];
         const auto kind = i < kNumbers * kSystems.size() ? RecordKind::Ephemeris : RecordKind::Almanac;
         const auto number = static_cast<uint8_t>(1 + i % kNumbers);
-        store({kind, static_cast<uint8_t>(row.system), number}, goodUntilS, i);
+        const bool closes = style_ == DatabaseStyle::Recorded && i + 1 == count;
+        const Key key{kind, static_cast<uint8_t>(row.system), number};
+        store(closes ? Key{RecordKind::Closing, 0, 0} : key, goodUntilS, i);
     }
 }
 
@@ -218,8 +254,7 @@ bool NavigationDatabase::holds(RecordKind kind) const {
 }
 
 void NavigationDatabase::store(const Key& key, int64_t goodUntilS, uint64_t issue) {
-    const std::size_t size = dataSize(std::get<0>(key), std::get<1>(key));
-    records_[key] = record(key, goodUntilS, filling(key, issue, size));
+    records_[key] = record(key, goodUntilS, filling(key, issue, dataSize(key)));
 }
 
 Bytes NavigationDatabase::record(const Key& key, int64_t goodUntilS, Bytes data) const {

@@ -11,6 +11,7 @@
 
 #include "UbxFrame.h"
 #include "simulator/Epoch.h"
+#include "simulator/ProtocolEngine.h"
 
 /// What the receiver has learnt from the sky: the records that UBX-MGA-DBD hands out and takes back.
 ///
@@ -31,6 +32,8 @@ enum class RecordKind : uint8_t {
     Health = 6,
     Ephemeris = 7,
     Almanac = 8,
+    Orbit = 9,    ///< predicted from ephemerides; only in the recorded style
+    Closing = 10, ///< the last and largest; only in the recorded style
 };
 
 /// WrongSize: the length doesn't follow from kind and system. Damaged: kind, version or check sum are wrong.
@@ -39,7 +42,7 @@ enum class StoreResult { Taken, WrongSize, Damaged };
 class NavigationDatabase {
 public:
     /// The filling of the records follows from `seed`, so two runs give the same bytes.
-    explicit NavigationDatabase(uint64_t seed);
+    explicit NavigationDatabase(uint64_t seed, DatabaseStyle style = DatabaseStyle::Mixed);
 
     /// Called at each epoch. Satellites in the solution bring their ephemeris at once, almanacs come one per
     /// system and half a minute of reception.
@@ -67,11 +70,14 @@ private:
 
     void learnFromSolution(const Epoch& epoch);
     void learnAlmanacs(const Epoch& epoch);
+    void learnAllOrbits(int64_t nowS);
+    std::size_t dataSize(const Key& key) const;
     void store(const Key& key, int64_t goodUntilS, uint64_t issue);
     Bytes record(const Key& key, int64_t goodUntilS, Bytes data) const;
     Bytes filling(const Key& key, uint64_t issue, std::size_t size) const;
 
     uint64_t seed_;
+    DatabaseStyle style_;
     std::map<Key, Bytes> records_;
     std::map<Constellation, int64_t> nextAlmanacS_;
 };

@@ -4,14 +4,12 @@
 
 #include "UbxIds.h"
 #include "UbxPayload.h"
+#include "simulator/Constants.h"
 #include "simulator/Numbers.h"
 
 namespace simulator {
 
 namespace {
-
-constexpr uint8_t kPositionLlh = 0x01;
-constexpr uint8_t kTimeUtc = 0x10;
 
 UbxFrame acknowledgement(bool used, uint8_t infoCode, uint8_t id, const Bytes& payloadStart) {
     Bytes payload = PayloadWriter().u1(used ? 1 : 0).u1(0).u1(infoCode).u1(id).bytes();
@@ -29,9 +27,9 @@ bool soundDate(const PayloadReader& fields) {
 
 } // namespace
 
-UbxAssistance::UbxAssistance(uint64_t seed) : database_(seed) {}
+UbxAssistance::UbxAssistance(uint64_t seed, DatabaseStyle style) : database_(seed, style) {}
 
-MgaOutcome UbxAssistance::handle(const UbxFrame& frame) {
+MgaOutcome UbxAssistance::handle(const UbxFrame& frame, MgaHindrance hindrance) {
     MgaOutcome outcome;
     if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
         for (Bytes& payload : database_.dump())
@@ -41,7 +39,11 @@ MgaOutcome UbxAssistance::handle(const UbxFrame& frame) {
         return outcome;
     }
     Info info = Info::UnknownType;
-    if (frame.id == ubx::kMgaDbd)
+    if (hindrance == MgaHindrance::NotReady)
+        info = Info::NotReady;
+    else if (frame.id == ubx::kMgaDbd && hindrance == MgaHindrance::NoTime)
+        info = Info::NoTime;
+    else if (frame.id == ubx::kMgaDbd)
         info = takeRecord(frame.payload);
     else if (frame.id == ubx::kMgaIni)
         info = takeInitial(frame.payload);
@@ -88,21 +90,33 @@ UbxAssistance::Info UbxAssistance::takeRecord(const Bytes& payload) {
     return Info::NotStored;
 }
 
+const std::vector<UbxAssistance::InitialRow>& UbxAssistance::initialRows() {
+    static const std::vector<InitialRow> rows = {
+        {0x00, 20, &UbxAssistance::takeEcefPosition},  {0x01, 20, &UbxAssistance::takePosition},
+        {0x10, 24, &UbxAssistance::takeTime},          {0x11, 24, &UbxAssistance::takeGnssTime},
+        {0x20, 12, &UbxAssistance::takeWithoutEffect}, // clock drift
+        {0x21, 12, &UbxAssistance::takeWithoutEffect}, // frequency
+        {0x30, 72, &UbxAssistance::takeWithoutEffect}, // earth orientation
+    };
+    return rows;
+}
+
 UbxAssistance::Info UbxAssistance::takeInitial(const Bytes& payload) {
     const PayloadReader fields(payload);
-    if (payload.size() < 2 || (fields.u1(0) != kPositionLlh && fields.u1(0) != kTimeUtc))
+    const auto& rows = initialRows();
+    const auto row = std::find_if(rows.begin(), rows.end(), [&](const InitialRow& candidate) {
+        return candidate.type == fields.u1(0);
+    });
+    if (payload.size() < 2 || row == rows.end())
         return Info::UnknownType;
     if (fields.u1(1) != 0)
         return Info::BadVersion;
-    return fields.u1(0) == kPositionLlh ? takePosition(payload) : takeTime(payload);
+    return payload.size() == row->size ? (this->*row->take)(fields) : Info::BadSize;
 }
 
-UbxAssistance::Info UbxAssistance::takePosition(const Bytes& payload) {
+UbxAssistance::Info UbxAssistance::takePosition(const PayloadReader& fields) {
     constexpr int32_t kRightAngleE7 = 900000000;
     constexpr int32_t kHalfTurnE7 = 1800000000;
-    const PayloadReader fields(payload);
-    if (payload.size() != 20)
-        return Info::BadSize;
     const auto beyond = [](int32_t value, int32_t most) { return value > most || value < -most; };
     if (beyond(fields.i4(4), kRightAngleE7) || beyond(fields.i4(8), kHalfTurnE7))
         return Info::NotStored;
@@ -111,14 +125,25 @@ UbxAssistance::Info UbxAssistance::takePosition(const Bytes& payload) {
     return Info::Accepted;
 }
 
-UbxAssistance::Info UbxAssistance::takeTime(const Bytes& payload) {
-    const PayloadReader fields(payload);
-    if (payload.size() != 24)
-        return Info::BadSize;
+UbxAssistance::Info UbxAssistance::takeEcefPosition(const PayloadReader& fields) {
+    position_ = formatted("ECEF %.2f %.2f %.2f m accuracy %.2f m", fields.i4(4) * 0.01, fields.i4(8) * 0.01,
+                          fields.i4(12) * 0.01, fields.u4(16) * 0.01);
+    return Info::Accepted;
+}
+
+UbxAssistance::Info UbxAssistance::takeTime(const PayloadReader& fields) {
     if (!soundDate(fields))
         return Info::NotStored;
     time_ = formatted("%04u-%02u-%02uT%02u:%02u:%02uZ accuracy %u s leap %d", fields.u2(4), fields.u1(6),
                       fields.u1(7), fields.u1(8), fields.u1(9), fields.u1(10), fields.u2(16), fields.i1(3));
+    return Info::Accepted;
+}
+
+UbxAssistance::Info UbxAssistance::takeGnssTime(const PayloadReader& fields) {
+    if (fields.u4(8) >= kSecondsPerWeek)
+        return Info::NotStored;
+    time_ = formatted("system %u week %u second %u accuracy %u s", fields.u1(3), fields.u2(6), fields.u4(8),
+                      fields.u2(16));
     return Info::Accepted;
 }
 

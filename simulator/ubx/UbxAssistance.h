@@ -8,6 +8,7 @@
 
 #include "NavigationDatabase.h"
 #include "UbxFrame.h"
+#include "UbxPayload.h"
 
 /// Class MGA: the navigation database, initial position and initial time, and how each is acknowledged.
 
@@ -19,12 +20,19 @@ struct MgaOutcome {
     std::optional<UbxFrame> acknowledgement; ///< MGA-ACK-DATA0; sent where acknowledged aiding is on
 };
 
+/// Why the receiver can't use what it gets at the moment.
+enum class MgaHindrance {
+    None,
+    NoTime,   ///< of records of the database: it doesn't know the time
+    NotReady, ///< of all that is no poll
+};
+
 class UbxAssistance {
 public:
-    explicit UbxAssistance(uint64_t seed);
+    UbxAssistance(uint64_t seed, DatabaseStyle style);
 
     /// A frame of class MGA. An empty MGA-DBD polls the database, anything else is taken in or refused.
-    MgaOutcome handle(const UbxFrame& frame);
+    MgaOutcome handle(const UbxFrame& frame, MgaHindrance hindrance = MgaHindrance::None);
     /// The reset line and a loss of power: nothing is known any more, the counters start anew.
     void reset();
     /// What UBX-CFG-RST clears: the initial position with the position record, and the initial time.
@@ -50,16 +58,28 @@ private:
     /// infoCode of UBX-MGA-ACK-DATA0.
     enum class Info : uint8_t {
         Accepted = 0,
+        NoTime = 1,
         BadVersion = 2,
         BadSize = 3,
         NotStored = 4,
+        NotReady = 5,
         UnknownType = 6,
     };
 
     Info takeRecord(const Bytes& payload);
     Info takeInitial(const Bytes& payload);
-    Info takePosition(const Bytes& payload);
-    Info takeTime(const Bytes& payload);
+    /// The forms of UBX-MGA-INI: type, length and what is made of it.
+    struct InitialRow {
+        uint8_t type;
+        std::size_t size;
+        Info (UbxAssistance::*take)(const PayloadReader& fields);
+    };
+    static const std::vector<InitialRow>& initialRows();
+    Info takePosition(const PayloadReader& fields);
+    Info takeEcefPosition(const PayloadReader& fields);
+    Info takeTime(const PayloadReader& fields);
+    Info takeGnssTime(const PayloadReader& fields);
+    Info takeWithoutEffect(const PayloadReader&) { return Info::Accepted; }
     UbxFrame acknowledge(const UbxFrame& frame, Info info);
 
     NavigationDatabase database_;

@@ -1,6 +1,7 @@
 #include "UbxConfiguration.h"
 
 #include <algorithm>
+#include <set>
 
 #include "UbxConfigurationBlocks.h"
 #include "UbxIds.h"
@@ -11,10 +12,21 @@ namespace simulator {
 namespace {
 
 constexpr uint8_t kThisPort = 1; // UART1
+constexpr std::ptrdiff_t kInfUnit = 10;
 
-// Messages that can be switched on: those that the simulated receiver really sends.
+// Messages that an M8 sends and this one doesn't: their rates are taken and kept.
+const std::set<std::pair<uint8_t, uint8_t>> kOnlyConfigured = {
+    {ubx::kNav, 0x05}, {ubx::kNav, 0x09}, {ubx::kNav, 0x13}, {ubx::kNav, 0x14}, {ubx::kNav, 0x23},
+    {ubx::kNav, 0x24}, {ubx::kNav, 0x25}, {ubx::kNav, 0x31}, {ubx::kNav, 0x34}, {ubx::kNav, 0x39},
+    {ubx::kNav, 0x60}, {0x02, 0x13},      {0x02, 0x14},      {0x02, 0x15},      {0x02, 0x59},
+    {0x02, 0x61},      {ubx::kMon, 0x02}, {ubx::kMon, 0x06}, {ubx::kMon, 0x07}, {ubx::kMon, 0x08},
+    {ubx::kMon, 0x09}, {ubx::kMon, 0x0B}, {ubx::kMon, 0x21}, {0x0D, 0x01},      {0x0D, 0x03},
+    {0x0D, 0x06},      {0xF1, 0x00},      {0xF1, 0x03},      {0xF1, 0x04}};
+
 bool isPeriodic(uint8_t messageClass, uint8_t id) {
-    return (messageClass == ubx::kNav || messageClass == ubx::kNmea) && ubx::isKnown(messageClass, id);
+    const bool sent =
+        (messageClass == ubx::kNav || messageClass == ubx::kNmea) && ubx::isKnown(messageClass, id);
+    return sent || kOnlyConfigured.count({messageClass, id}) != 0;
 }
 
 bool hasSelectors(const CfgBlockRow& row) { return row.selectors.size() > 1; }
@@ -51,7 +63,20 @@ CfgOutcome UbxConfiguration::handle(const UbxFrame& frame) {
         return handleMessageRate(frame.payload);
     if (frame.id == ubx::kCfgCfg)
         return handleSaveAndLoad(frame.payload);
+    if (frame.id == ubx::kCfgInf && frame.payload.size() > std::size_t{kInfUnit})
+        return handleInfUnits(frame.payload);
     return handleBlock(frame);
+}
+
+// One message may set several protocols.
+CfgOutcome UbxConfiguration::handleInfUnits(const Bytes& payload) {
+    const Memory before = current_;
+    CfgOutcome outcome{payload.size() % std::size_t{kInfUnit} == 0, {}};
+    for (auto at = payload.begin(); outcome.accepted && at != payload.end(); at += kInfUnit)
+        outcome = handleBlock({ubx::kCfg, ubx::kCfgInf, Bytes(at, at + kInfUnit)});
+    if (!outcome.accepted)
+        current_ = before;
+    return outcome;
 }
 
 CfgOutcome UbxConfiguration::handleBlock(const UbxFrame& frame) {
@@ -123,6 +148,11 @@ bool UbxConfiguration::acceptsUbx() const {
 }
 
 bool UbxConfiguration::acknowledgesAiding() const { return PayloadReader(block(ubx::kCfgNavx5)).u1(17) == 1; }
+
+bool UbxConfiguration::informs(uint8_t protocol, uint32_t level) const {
+    constexpr std::size_t kMasks = 4;
+    return (block(ubx::kCfgInf, protocol).at(kMasks + kThisPort) >> level & 1u) != 0;
+}
 
 uint32_t UbxConfiguration::rateOf(uint8_t messageClass, uint8_t id) const {
     const auto found = current_.rates.find({messageClass, id});

@@ -43,6 +43,8 @@ public:
     bool acknowledgesAiding() const; ///< ackAiding of CFG-NAVX5
     /// What the port sends, as the blocks in force say.
     const OutputConfiguration& output() const { return output_; }
+    /// Whether CFG-INF lets texts of this level (0 error, 1 warning, 2 notice) through on this port.
+    bool informs(uint8_t protocol, uint32_t level) const;
     /// Every how many epochs the message goes out on this port; 0: never.
     uint32_t rateOf(uint8_t messageClass, uint8_t id) const;
 
@@ -60,6 +62,7 @@ private:
     };
 
     CfgOutcome handleBlock(const UbxFrame& frame);
+    CfgOutcome handleInfUnits(const Bytes& payload);
     CfgOutcome handleMessageRate(const Bytes& payload);
     CfgOutcome handleSaveAndLoad(const Bytes& payload);
     static void copySections(const Memory& from, Memory& to, uint32_t sections);

@@ -248,9 +248,17 @@ bool isMajor(uint32_t gnssId) {
     return majors.count(gnssId) != 0;
 }
 
+// Channels and signals of a system that is switched on.
+bool soundSystem(const PayloadReader& fields, std::size_t at) {
+    constexpr uint32_t kLeastChannelsOfMajor = 4;
+    const uint32_t reserved = fields.u1(at + 1);
+    const uint32_t most = fields.u1(at + 2);
+    const uint32_t signals = fields.u4(at + 4) >> 16u & 0xFFu;
+    return most >= (isMajor(fields.u1(at)) ? kLeastChannelsOfMajor : 1) && reserved <= most && signals != 0;
+}
+
 // The rules of the receiver's front end and channels, looked at when all wanted blocks are in place.
 bool soundGnss(const Bytes& block) {
-    constexpr uint32_t kLeastChannelsOfMajor = 4;
     constexpr uint32_t kBeiDou = 3;
     constexpr uint32_t kGlonass = 6;
     const PayloadReader fields(block);
@@ -259,8 +267,7 @@ bool soundGnss(const Bytes& block) {
     for (std::size_t at = kGnssHeader; at < block.size(); at += kGnssBlock) {
         if ((fields.u4(at + 4) & 1u) == 0)
             continue;
-        const uint32_t least = isMajor(fields.u1(at)) ? kLeastChannelsOfMajor : 0;
-        if (fields.u1(at + 1) < least || fields.u1(at + 1) > fields.u1(at + 2))
+        if (!soundSystem(fields, at))
             return false;
         reserved += fields.u1(at + 1);
         if (isMajor(fields.u1(at)))
@@ -381,6 +388,35 @@ Bytes factoryItfm(uint8_t, const EngineOptions&) {
     return PayloadWriter().u4(0x2D62ACF3).u4(0x0000061E).bytes();
 }
 
+// Set in 44 bytes, polled in 52: number and name of the datum come in front.
+Bytes factoryDatum(uint8_t, const EngineOptions&) {
+    return PayloadWriter().u2(0).text("WGS84", 6).zeros(44).bytes();
+}
+
+Merged mergeDatum(const Bytes&, const Bytes& wanted) {
+    constexpr uint32_t kOfTheUser = 0xFFFF;
+    if (wanted.size() != 44)
+        return std::nullopt;
+    Bytes result = PayloadWriter().u2(kOfTheUser).text("USER", 6).bytes();
+    result.insert(result.end(), wanted.begin(), wanted.end());
+    return result;
+}
+
+Bytes factoryGeofences(uint8_t, const EngineOptions&) { return Bytes(8, 0); }
+
+Merged mergeGeofences(const Bytes&, const Bytes& wanted) {
+    constexpr std::size_t kMostFences = 4;
+    const PayloadReader fields(wanted);
+    const std::size_t fences = fields.u1(1);
+    const bool sound = fields.u1(0) == 0 && fences <= kMostFences && wanted.size() == 8 + 12 * fences;
+    return sound ? Merged(wanted) : std::nullopt;
+}
+
+Merged mergeInventory(const Bytes&, const Bytes& wanted) {
+    constexpr std::size_t kMostData = 30;
+    return wanted.size() <= 1 + kMostData ? Merged(wanted) : std::nullopt;
+}
+
 } // namespace
 
 const std::vector<CfgBlockRow>& cfgBlockRows() {
@@ -397,6 +433,12 @@ const std::vector<CfgBlockRow>& cfgBlockRows() {
         {ubx::kCfgNavx5, kNavigation, {0}, 0, factoryNavx5, mergeNavx5},
         {ubx::kCfgNav5, kNavigation, {0}, 0, factoryNav5, mergeNav5},
         {ubx::kCfgTp5, kReceiver, {0, 1}, 0, factoryTimePulse, replaceWhole<32>},
+        {ubx::kCfgDat, kNavigation, {0}, 0, factoryDatum, mergeDatum},
+        {ubx::kCfgUsb, kPort, {0}, 0, factoryZeros<108>, replaceWhole<108>},
+        {ubx::kCfgRinv, kInventory, {0}, 0, factoryZeros<1>, mergeInventory},
+        {ubx::kCfgPm2, kReceiver, {0}, 0, factoryZeros<44>, replaceWhole<44>},
+        {ubx::kCfgGeofence, kNavigation, {0}, 0, factoryGeofences, mergeGeofences},
+        {ubx::kCfgPms, kReceiver, {0}, 0, factoryZeros<8>, replaceWhole<8>},
         {ubx::kCfgItfm, kReceiver, {0}, 0, factoryItfm, replaceWhole<8>},
         {ubx::kCfgGnss, kReceiver, {0}, 0, factoryGnss, mergeGnss},
         {ubx::kCfgLogfilter, kLogging, {0}, 0, factoryZeros<12>, replaceWhole<12>},

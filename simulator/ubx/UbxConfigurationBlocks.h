@@ -19,6 +19,7 @@ constexpr uint32_t kMessages = 0x0002;
 constexpr uint32_t kInf = 0x0004;
 constexpr uint32_t kNavigation = 0x0008;
 constexpr uint32_t kReceiver = 0x0010;
+constexpr uint32_t kInventory = 0x0200;
 constexpr uint32_t kAntenna = 0x0400;
 constexpr uint32_t kLogging = 0x0800;
 } // namespace cfg_section

@@ -81,13 +81,15 @@ std::string describeInitial(const PayloadReader& fields) {
 }
 
 std::string describeRecord(const PayloadReader& fields) {
-    static const std::array<const char*, 9> kinds = {"?",          "position", "time",      "clock",  "utc",
-                                                     "ionosphere", "health",   "ephemeris", "almanac"};
+    static const std::array<const char*, 11> kinds = {"?",       "position",   "time",   "clock",
+                                                      "utc",     "ionosphere", "health", "ephemeris",
+                                                      "almanac", "orbit",      "closing"};
     constexpr uint32_t kFirstOfSatellites = 7;
+    constexpr uint32_t kLastOfSatellites = 9;
     const uint32_t kind = fields.u1(0);
     if (kind >= kinds.size())
         return "unknown record";
-    return kinds[kind] + (kind < kFirstOfSatellites
+    return kinds[kind] + (kind < kFirstOfSatellites || kind > kLastOfSatellites
                               ? std::string()
                               : " " + systemName(fields.u1(1)) + formatted(" %u", fields.u1(2)));
 }

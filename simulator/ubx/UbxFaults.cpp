@@ -59,6 +59,18 @@ std::string applyMixed(UbxFaults& faults, const Words& words) { return applyFlag
 
 std::string applyEarlyAck(UbxFaults& faults, const Words& words) { return applyFlag(faults.earlyAck, words); }
 
+std::string applyNoTime(UbxFaults& faults, const Words& words) { return applyFlag(faults.needsTime, words); }
+
+std::string applyNotReady(UbxFaults& faults, const Words& words) {
+    return applyCount(faults.notReady, words);
+}
+
+std::string applyNoClosingAck(UbxFaults& faults, const Words& words) {
+    return applyFlag(faults.noClosingAck, words);
+}
+
+std::string applyBetween(UbxFaults& faults, const Words& words) { return applyFlag(faults.between, words); }
+
 std::string applySplit(UbxFaults& faults, const Words& words) {
     constexpr uint32_t kUsualGapMs = 100;
     const Number at = numberAt(words, 1, 1, kMostPosition, std::nullopt);
@@ -112,6 +124,11 @@ const std::vector<UbxFaultRow>& ubxFaultRows() {
          applyMixed},
         {"ubx-early-ack", "", "send the acknowledgement of a database dump ahead of its frames",
          applyEarlyAck},
+        {"ubx-no-closing-ack", "", "end a database dump without its acknowledgement", applyNoClosingAck},
+        {"ubx-no-time", "", "use no record of a database while the time is unknown (info 1)", applyNoTime},
+        {"ubx-not-ready", "[COUNT]", "use none of the next COUNT assistance messages, or of all (info 5)",
+         applyNotReady},
+        {"ubx-between", "", "send answers between the sentences of an epoch, not behind them", applyBetween},
     };
     return rows;
 }
@@ -131,6 +148,10 @@ std::string describeFaults(const UbxFaults& faults) {
     add(faults.flipAt != 0, "flip byte " + std::to_string(faults.flipAt));
     add(faults.mixedBurst, "mixed burst");
     add(faults.earlyAck, "early acknowledgement");
+    add(faults.noClosingAck, "no closing acknowledgement");
+    add(faults.needsTime, "records need time");
+    add(faults.notReady != 0, "not ready " + countText(faults.notReady));
+    add(faults.between, "answers between sentences");
     return text.empty() ? "none" : text;
 }
 

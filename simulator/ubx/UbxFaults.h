@@ -27,6 +27,10 @@ struct UbxFaults {
     std::size_t flipAt = 0;     ///< each answer has a bit of this byte turned over
     std::size_t faultEvery = 1; ///< drop and flip only in each n-th answer
     bool mixedBurst = false;    ///< sentences and acknowledgements between the frames of a database dump
+    bool needsTime = false;     ///< records of a database are not used while it doesn't know the time
+    uint32_t notReady = 0;      ///< assistance messages still to be refused as too early
+    bool noClosingAck = false;  ///< a database dump ends without its acknowledgement
+    bool between = false;       ///< answers go between the sentences of an epoch
     bool earlyAck = false;      ///< the acknowledgement of a database dump comes ahead of its frames
 };
 

@@ -63,6 +63,9 @@ public:
     /// Forgets a frame that has begun; the counter stays.
     void reset();
 
+    /// What came last may be the beginning of a frame.
+    bool isMidFrame() const { return !pending_.empty(); }
+
     /// Bytes that belonged to no whole frame, since construction.
     std::size_t skippedBytes() const { return skippedBytes_; }
 

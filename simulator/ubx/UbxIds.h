@@ -9,6 +9,7 @@
 namespace simulator::ubx {
 
 constexpr uint8_t kNav = 0x01;
+constexpr uint8_t kInf = 0x04;
 constexpr uint8_t kAck = 0x05;
 constexpr uint8_t kCfg = 0x06;
 constexpr uint8_t kMon = 0x0A;
@@ -22,19 +23,25 @@ constexpr uint8_t kCfgPrt = 0x00;
 constexpr uint8_t kCfgMsg = 0x01;
 constexpr uint8_t kCfgInf = 0x02;
 constexpr uint8_t kCfgRst = 0x04;
+constexpr uint8_t kCfgDat = 0x06;
 constexpr uint8_t kCfgRate = 0x08;
 constexpr uint8_t kCfgCfg = 0x09;
 constexpr uint8_t kCfgRxm = 0x11;
 constexpr uint8_t kCfgAnt = 0x13;
 constexpr uint8_t kCfgSbas = 0x16;
 constexpr uint8_t kCfgNmea = 0x17;
+constexpr uint8_t kCfgUsb = 0x1B;
 constexpr uint8_t kCfgOdo = 0x1E;
 constexpr uint8_t kCfgNavx5 = 0x23;
 constexpr uint8_t kCfgNav5 = 0x24;
 constexpr uint8_t kCfgTp5 = 0x31;
+constexpr uint8_t kCfgRinv = 0x34;
 constexpr uint8_t kCfgItfm = 0x39;
+constexpr uint8_t kCfgPm2 = 0x3B;
 constexpr uint8_t kCfgGnss = 0x3E;
 constexpr uint8_t kCfgLogfilter = 0x47;
+constexpr uint8_t kCfgGeofence = 0x69;
+constexpr uint8_t kCfgPms = 0x86;
 
 constexpr uint8_t kMonVer = 0x04;
 constexpr uint8_t kMonHw = 0x09;

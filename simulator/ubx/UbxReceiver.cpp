@@ -1,6 +1,7 @@
 #include "UbxReceiver.h"
 
 #include <algorithm>
+#include <array>
 
 #include "UbxConfigurationBlocks.h"
 #include "UbxDescription.h"
@@ -8,14 +9,15 @@
 #include "UbxNavigation.h"
 #include "UbxPayload.h"
 #include "simulator/Constants.h"
+#include "simulator/Line.h"
+#include "simulator/Nmea.h"
+#include "simulator/NmeaWriter.h"
 #include "simulator/Numbers.h"
 
 namespace simulator {
 
 namespace {
 
-// The receiver looks at its input between other work.
-constexpr Duration kAnswerDelay = std::chrono::milliseconds(5);
 // After a change of speed it waits, so that the host's port can follow before the acknowledgement.
 constexpr Duration kSpeedChangeDelay = std::chrono::milliseconds(100);
 constexpr std::size_t kEphemeridesForFix = 4;
@@ -100,7 +102,8 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
 }
 
 UbxReceiver::UbxReceiver(const EngineOptions& options)
-    : configuration_(options), assistance_(options.seed), cutsFirstEpoch_(options.cutsFirstEpoch) {}
+    : configuration_(options), assistance_(options.seed, options.database), inputOptions_(options.input),
+      input_(options.input.bufferBytes), cutsFirstEpoch_(options.cutsFirstEpoch) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -111,7 +114,14 @@ Reaction UbxReceiver::reset(ResetCause cause, TimePoint now) {
     assistance_.reset();
     counters_ = {};
     timeKept_ = false;
+    timeHeard_ = false;
+    navigates_ = true;
     parser_.reset();
+    sentences_.clear();
+    input_.clear();
+    freeFrom_ = now;
+    unexplained_.clear();
+    lossNoted_ = 0;
     restart(now);
     return {};
 }
@@ -144,19 +154,61 @@ Knowledge UbxReceiver::knowledge() const {
 // --- From the host --------------------------------------------------------------------------------------
 
 Reaction UbxReceiver::receive(std::string_view bytes, TimePoint now) {
+    input_.arrive(bytes, now, inputOptions_.linePaced ? transmissionTime(1, baudRate()) : Duration(0));
+    return work(now);
+}
+
+// One message after the other; each keeps it busy for a while, and what comes meanwhile waits.
+Reaction UbxReceiver::work(TimePoint now) {
+    constexpr const char* kLineEnds = "\r\n";
     Reaction reaction;
-    for (const UbxEvent& event : parser_.feed(bytes)) {
-        const std::string name = ubx::name(event.frame.messageClass, event.frame.id);
-        const bool sound = event.kind == UbxEventKind::Frame;
-        ++(sound ? counters_.framesReceived : counters_.framesBad);
-        if (sound)
-            reaction.log.push_back(describe(event.frame) + take(event.frame, now, reaction));
-        else if (event.kind == UbxEventKind::BadChecksum)
-            reaction.log.push_back(name + " with a wrong checksum, ignored");
-        else
-            reaction.log.push_back(name + " of an impossible length, ignored");
+    while (const std::optional<UbxInput::Taken> taken = input_.next(freeFrom_, now)) {
+        unexplained_ += taken->byte;
+        for (const UbxEvent& event : parser_.feed({&taken->byte, 1}))
+            hear(event, taken->at, reaction);
+        if (const auto sentence = sentences_.feed(taken->byte))
+            hearSentence(*sentence, taken->at, reaction);
     }
+    noteLoss(reaction);
+    const bool settled = input_.isEmpty() && !parser_.isMidFrame();
+    const bool worthALine = unexplained_.find_first_not_of(kLineEnds) != std::string::npos;
+    reaction.unexplained = settled && worthALine ? unexplained_ : "";
+    if (settled)
+        unexplained_.clear();
     return reaction;
+}
+
+void UbxReceiver::hear(const UbxEvent& event, TimePoint now, Reaction& reaction) {
+    const std::string name = ubx::name(event.frame.messageClass, event.frame.id);
+    const bool sound = event.kind == UbxEventKind::Frame;
+    ++(sound ? counters_.framesReceived : counters_.framesBad);
+    unexplained_.clear();
+    freeFrom_ = std::max(freeFrom_, now) + inputOptions_.messageTime;
+    if (sound)
+        reaction.log.push_back(describe(event.frame) + take(event.frame, now, reaction));
+    else if (event.kind == UbxEventKind::BadChecksum)
+        reaction.log.push_back(name + " with a wrong checksum, ignored");
+    else
+        reaction.log.push_back(name + " of an impossible length, ignored");
+}
+
+void UbxReceiver::hearSentence(const std::string& sentence, TimePoint now, Reaction& reaction) {
+    constexpr uint8_t kWarning = 1;
+    const std::optional<std::string> complaint = complaintAbout(sentence);
+    if (!complaint)
+        return;
+    unexplained_.clear();
+    freeFrom_ = std::max(freeFrom_, now) + inputOptions_.messageTime;
+    reaction.log.push_back(sentence + ": " + *complaint);
+    inform(kWarning, *complaint, reaction);
+}
+
+void UbxReceiver::noteLoss(Reaction& reaction) {
+    if (input_.lost() == lossNoted_)
+        return;
+    reaction.log.push_back("input buffer full, lost " + std::to_string(input_.lost() - lossNoted_) +
+                           " bytes");
+    lossNoted_ = input_.lost();
 }
 
 std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
@@ -168,7 +220,7 @@ std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& re
     if (frame.messageClass == ubx::kCfg && frame.id == ubx::kCfgRst)
         outcome = takeRestart(frame, now, reaction);
     else if (frame.messageClass == ubx::kCfg)
-        outcome = takeConfiguration(frame, reaction);
+        outcome = takeConfiguration(frame, now, reaction);
     else if (frame.messageClass == ubx::kMga)
         outcome = takeAssistance(frame, reaction);
     else
@@ -178,7 +230,7 @@ std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& re
     return outcome + silence;
 }
 
-std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reaction) {
+std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
     if (faults_.refusals != 0) {
         useUp(faults_.refusals);
         acknowledge(frame, false, reaction, {});
@@ -196,37 +248,75 @@ std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, Reaction& reac
         manner.delay = kSpeedChangeDelay;
         manner.baudRate = faults_.oldSpeed ? speedBefore : 0;
     }
+    if (frame.id == ubx::kCfgGnss && outcome.accepted && outcome.answers.empty()) {
+        manner.delay = inputOptions_.gnssBusyTime;
+        freeFrom_ = now + inputOptions_.gnssBusyTime;
+    }
     acknowledge(frame, outcome.accepted, reaction, manner);
     return outcome.accepted ? ": ACK-ACK" : ": ACK-NAK";
 }
 
+namespace {
+
+// resetMode of UBX-CFG-RST, with what each does.
+struct RestartRow {
+    uint8_t mode;
+    bool reloads;   ///< what was saved comes into force, factory values for the rest
+    bool navigates; ///< what the navigation does afterwards
+    const char* outcome;
+};
+
+constexpr RestartRow kRestarts[] = {
+    {0x00, true, true, ": restarted"},  // watchdog, at once
+    {0x01, true, true, ": restarted"},  // software
+    {0x02, false, true, ": restarted"}, // software, navigation alone
+    {0x04, true, true, ": restarted"},  // watchdog, after a shutdown
+    {0x08, false, false, ": navigation stopped"},
+    {0x09, false, true, ": navigation started"},
+};
+
+const RestartRow* findRestartRow(uint8_t mode) {
+    for (const RestartRow& row : kRestarts)
+        if (row.mode == mode)
+            return &row;
+    return nullptr;
+}
+
+} // namespace
+
 // UBX-CFG-RST is never acknowledged.
 std::string UbxReceiver::takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
-    constexpr uint32_t kHardware = 0x00;
-    constexpr uint32_t kSoftware = 0x01;
-    constexpr uint32_t kClockBit = 1u << 8u;
-    constexpr uint32_t kPositionBit = 1u << 4u;
     if (frame.payload.size() != 4) {
         acknowledge(frame, false, reaction, {});
         return ": ACK-NAK";
     }
     const PayloadReader fields(frame.payload);
-    const uint32_t mask = fields.u2(0);
+    const RestartRow* row = findRestartRow(fields.u1(2));
+    if (row == nullptr)
+        return ": no such mode, ignored";
+    forget(fields.u2(0));
+    if (row->reloads)
+        configuration_.reloadSaved();
+    navigates_ = row->navigates;
+    restart(now);
+    reaction.navigationRestarted = true;
+    return row->outcome;
+}
+
+void UbxReceiver::forget(uint32_t mask) {
+    constexpr uint32_t kClockBit = 1u << 8u;
+    constexpr uint32_t kPositionBit = 1u << 4u;
     assistance_.database().forget(recordsCleared(mask));
     if ((mask & kPositionBit) != 0)
         assistance_.forgetPosition();
     timeKept_ = (mask & kClockBit) == 0 && (timeKept_ || (lastEpoch_ && lastEpoch_->timeKnown));
+    timeHeard_ = timeHeard_ && timeKept_;
     if ((mask & kClockBit) != 0)
         assistance_.forgetTime();
-    if (fields.u1(2) == kHardware || fields.u1(2) == kSoftware)
-        configuration_.reloadSaved();
-    restart(now);
-    reaction.navigationRestarted = true;
-    return ": restarted";
 }
 
 std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reaction) {
-    const MgaOutcome outcome = assistance_.handle(frame);
+    const MgaOutcome outcome = assistance_.handle(frame, hindranceOf(frame));
     if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
         sendDatabase(outcome, reaction);
         return ": " + std::to_string(outcome.database.size()) + " records";
@@ -238,6 +328,17 @@ std::string UbxReceiver::takeAssistance(const UbxFrame& frame, Reaction& reactio
         return verdict + ", not acknowledged";
     answer(*outcome.acknowledgement, reaction);
     return verdict;
+}
+
+MgaHindrance UbxReceiver::hindranceOf(const UbxFrame& frame) {
+    if (frame.payload.empty())
+        return MgaHindrance::None;
+    if (faults_.notReady != 0) {
+        useUp(faults_.notReady);
+        return MgaHindrance::NotReady;
+    }
+    const bool timeKnown = assistance_.timeKnown() || timeKept_ || timeHeard_;
+    return faults_.needsTime && !timeKnown ? MgaHindrance::NoTime : MgaHindrance::None;
 }
 
 std::string UbxReceiver::takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
@@ -275,7 +376,8 @@ void UbxReceiver::acknowledge(const UbxFrame& frame, bool accepted, Reaction& re
 void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner) {
     if (silent_ || !output().ubxOut)
         return;
-    manner.delay = std::max(manner.delay, kAnswerDelay) + faults_.lateness;
+    manner.delay = std::max(manner.delay, inputOptions_.messageTime) + faults_.lateness;
+    manner.urgent = faults_.between && !manner.yields;
     const std::string bytes = asText(damaged(faults_, encodeUbx(frame), ++counters_.answers));
     if (faults_.splitAt == 0 || faults_.splitAt >= bytes.size()) {
         manner.bytes = bytes;
@@ -293,8 +395,7 @@ void UbxReceiver::answer(const UbxFrame& frame, Reaction& reaction, Outgoing man
 void UbxReceiver::sendDatabase(const MgaOutcome& outcome, Reaction& reaction) {
     Outgoing patient;
     patient.yields = true;
-    const bool acknowledged = configuration_.acknowledgesAiding();
-    if (acknowledged && faults_.earlyAck)
+    if (faults_.earlyAck)
         answer(*outcome.acknowledgement, reaction, patient);
     std::size_t number = 0;
     for (const UbxFrame& record : outcome.database) {
@@ -302,8 +403,31 @@ void UbxReceiver::sendDatabase(const MgaOutcome& outcome, Reaction& reaction) {
         if (faults_.mixedBurst)
             sendForeignTraffic(++number, reaction);
     }
-    if (acknowledged && !faults_.earlyAck)
+    if (!faults_.earlyAck && !faults_.noClosingAck)
         answer(*outcome.acknowledgement, reaction, patient);
+}
+
+void UbxReceiver::inform(uint8_t level, const std::string& text, Reaction& reaction) const {
+    constexpr uint8_t kUbxProtocol = 0;
+    constexpr uint8_t kNmeaProtocol = 1;
+    Outgoing message;
+    message.delay = inputOptions_.messageTime;
+    if (output().nmeaOut && configuration_.informs(kNmeaProtocol, level)) {
+        NmeaSentence sentence(mainTalker(output()) + "TXT");
+        message.bytes = sentence.field("01").field("01").padded(level, 2).field(text).text();
+        reaction.outgoing.push_back(message);
+    }
+    if (output().ubxOut && configuration_.informs(kUbxProtocol, level)) {
+        message.bytes = asText(encodeUbx({ubx::kInf, level, Bytes(text.begin(), text.end())}));
+        reaction.outgoing.push_back(message);
+    }
+}
+
+Reaction UbxReceiver::outputOverrun() {
+    constexpr uint8_t kError = 0;
+    Reaction reaction;
+    inform(kError, "txbuf alloc", reaction);
+    return reaction;
 }
 
 // What else may come while a database is on its way.
@@ -317,7 +441,7 @@ void UbxReceiver::sendForeignTraffic(std::size_t number, Reaction& reaction) {
     if (silent_ || !output().nmeaOut)
         return;
     patient.bytes = "$GNTXT,01,01,02,ANTSTATUS=OK*25\r\n";
-    patient.delay = kAnswerDelay + faults_.lateness;
+    patient.delay = inputOptions_.messageTime + faults_.lateness;
     reaction.outgoing.push_back(patient);
 }
 
@@ -326,6 +450,7 @@ void UbxReceiver::sendForeignTraffic(std::size_t number, Reaction& reaction) {
 Reaction UbxReceiver::epoch(const Epoch& epoch, TimePoint now) {
     Reaction reaction;
     lastEpoch_ = epoch;
+    timeHeard_ = timeHeard_ || epoch.timeKnown;
     assistance_.database().learn(epoch);
     if (timeToFirstFixMs_ == 0 && epoch.fix != FixType::None)
         timeToFirstFixMs_ = std::max<uint32_t>(sinceStartMs(now), 1);
@@ -354,6 +479,8 @@ ProtocolEngine::CommandReply UbxReceiver::command(const std::vector<std::string>
         return {};
     if (words[0] == "database")
         return setDatabase(words);
+    if (words[0] == "inform")
+        return say(words);
     for (const UbxFaultRow& row : ubxFaultRows())
         if (words[0] == row.name)
             return setFault(row, words);
@@ -368,6 +495,23 @@ ProtocolEngine::CommandReply UbxReceiver::setFault(const UbxFaultRow& row,
     reply.result = reply.error.empty() ? CommandResult::Done : CommandResult::Bad;
     if (reply.result == CommandResult::Done)
         faults_ = changed;
+    return reply;
+}
+
+ProtocolEngine::CommandReply UbxReceiver::say(const std::vector<std::string>& words) const {
+    const std::array<std::string, 3> levels = {"error", "warning", "notice"};
+    CommandReply reply;
+    const auto level = words.size() < 3 ? levels.end() : std::find(levels.begin(), levels.end(), words[1]);
+    if (level == levels.end()) {
+        reply.result = CommandResult::Bad;
+        reply.error = "inform takes error, warning or notice, and a text.";
+        return reply;
+    }
+    std::string text = words[2];
+    for (std::size_t i = 3; i < words.size(); ++i)
+        text += " " + words[i];
+    inform(static_cast<uint8_t>(level - levels.begin()), text, reply.reaction);
+    reply.result = CommandResult::Done;
     return reply;
 }
 
@@ -387,7 +531,8 @@ ProtocolEngine::CommandReply UbxReceiver::setDatabase(const std::vector<std::str
 
 std::vector<KeyValue> UbxReceiver::commandHelp() const {
     std::vector<KeyValue> help = {
-        {"database RECORDS|lost", "give the navigation database this many made-up records, or none"}};
+        {"database RECORDS|lost", "give the navigation database this many made-up records, or none"},
+        {"inform error|warning|notice TEXT", "say this in a TXT sentence or an INF frame, as configured"}};
     for (const UbxFaultRow& row : ubxFaultRows()) {
         const std::string arguments = row.arguments;
         help.push_back({row.name + (arguments.empty() ? "" : " " + arguments), row.help});
@@ -424,6 +569,7 @@ std::vector<KeyValue> UbxReceiver::experience() const {
         {"mga_ini_time", orNone(assistance_.time())},
         {"frames_received", std::to_string(counters_.framesReceived)},
         {"frames_bad", std::to_string(counters_.framesBad)},
+        {"input_lost", std::to_string(input_.lost())},
         {"acks_sent", std::to_string(counters_.acknowledged)},
         {"naks_sent", std::to_string(counters_.refused)},
         {"resets", std::to_string(resets_)},

@@ -6,10 +6,12 @@
 #include <string_view>
 #include <vector>
 
+#include "HostSentences.h"
 #include "UbxAssistance.h"
 #include "UbxConfiguration.h"
 #include "UbxFaults.h"
 #include "UbxFrame.h"
+#include "UbxInput.h"
 #include "simulator/ProtocolEngine.h"
 
 /// The protocol engine of a u-blox M8 (firmware 3.01, protocol 18): what the host can say to it over UBX and
@@ -22,10 +24,14 @@ public:
     explicit UbxReceiver(const EngineOptions& options);
 
     Reaction receive(std::string_view bytes, TimePoint now) override;
+    Reaction work(TimePoint now) override;
+    TimePoint nextWork() const override { return input_.nextAt(freeFrom_); }
     Reaction reset(ResetCause cause, TimePoint now) override;
     Reaction epoch(const Epoch& epoch, TimePoint now) override;
     uint32_t baudRate() const override { return configuration_.baudRate(); }
     const OutputConfiguration& output() const override { return configuration_.output(); }
+    Reaction outputOverrun() override;
+    bool navigates() const override { return navigates_; }
     Duration timeToFirstFix(const FixTimes& times) const override;
     Knowledge knowledge() const override;
     CommandReply command(const std::vector<std::string>& words, TimePoint now) override;
@@ -45,10 +51,17 @@ private:
         std::size_t answers = 0;
     };
 
+    /// What the parser found at `now`: counted, logged, and carried out where it is a sound frame.
+    void hear(const UbxEvent& event, TimePoint now, Reaction& reaction);
+    void hearSentence(const std::string& sentence, TimePoint now, Reaction& reaction);
+    void noteLoss(Reaction& reaction);
+
     /// Each carries a frame out, adds its answers to `reaction`, and returns what the log says behind it.
     std::string take(const UbxFrame& frame, TimePoint now, Reaction& reaction);
-    std::string takeConfiguration(const UbxFrame& frame, Reaction& reaction);
+    std::string takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction);
+    /// What bits of UBX-CFG-RST's navBbrMask clear.
+    void forget(uint32_t mask);
     std::string takeAssistance(const UbxFrame& frame, Reaction& reaction);
     std::string takePoll(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::optional<Bytes> polled(const UbxFrame& frame, TimePoint now) const;
@@ -56,12 +69,16 @@ private:
     void acknowledge(const UbxFrame& frame, bool accepted, Reaction& reaction, Outgoing manner);
     /// `manner` gives delay and speed; the faults of answers come on top.
     void answer(const UbxFrame& frame, Reaction& reaction, Outgoing manner = {});
+    /// A text of INF: a sentence and a frame, as CFG-INF wants them; level 0 error, 1 warning, 2 notice.
+    void inform(uint8_t level, const std::string& text, Reaction& reaction) const;
+    MgaHindrance hindranceOf(const UbxFrame& frame);
     void sendDatabase(const MgaOutcome& outcome, Reaction& reaction);
     void sendForeignTraffic(std::size_t number, Reaction& reaction);
 
     void restart(TimePoint now);
     uint32_t sinceStartMs(TimePoint now) const;
     CommandReply setFault(const UbxFaultRow& row, const std::vector<std::string>& words);
+    CommandReply say(const std::vector<std::string>& words) const;
     CommandReply setDatabase(const std::vector<std::string>& words);
     /// The state's lines on what it was told and has learnt since the last reset.
     std::vector<KeyValue> experience() const;
@@ -69,9 +86,17 @@ private:
     UbxConfiguration configuration_;
     UbxAssistance assistance_;
     UbxFaults faults_;
+    const InputOptions inputOptions_;
+    UbxInput input_;
+    TimePoint freeFrom_{};      ///< busy until then
+    std::string unexplained_;   ///< bytes taken in since the last frame
+    std::size_t lossNoted_ = 0; ///< bytes for which the input buffer was too small, as far as logged
+    HostSentences sentences_;
     UbxParser parser_;
     Counters counters_;
     uint32_t resets_ = 0;           ///< pulses of the reset line since construction
+    bool navigates_ = true;         ///< not stopped by UBX-CFG-RST
+    bool timeHeard_ = false;        ///< the satellites have told the time since the last reset
     bool timeKept_ = false;         ///< the clock kept running through the last restart
     bool silent_ = false;           ///< the frame at hand gets no answer
     TimePoint startedAt_{};         ///< the last start of the navigation

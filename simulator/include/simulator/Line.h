@@ -48,6 +48,9 @@ public:
     /// ahead of the first frame that yields, though never of the one that is on the line already.
     void queue(Frame frame, bool mayOvertake = false);
 
+    /// Goes ahead of all that isn't on the line yet when it is due.
+    void queueBetween(Frame frame, uint32_t receiverBaud);
+
     /// What arrived up to `now` since the last call, in order. `receiverBaud` is the speed of frames without
     /// one of their own.
     std::vector<Piece> advance(TimePoint now, uint32_t receiverBaud);

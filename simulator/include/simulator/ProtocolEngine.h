@@ -1,8 +1,10 @@
 #ifndef PROTOCOLENGINE_H
 #define PROTOCOLENGINE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,6 +31,8 @@ struct Outgoing {
     Duration delay{0};     ///< before they join the end of the line's queue
     uint32_t baudRate = 0; ///< the speed they are sent at; 0: the receiver's speed when they leave
     bool yields = false;   ///< an epoch's output that comes due later may overtake it (part of a long burst)
+    bool urgent =
+        false; ///< goes ahead of what waits on the line when it is due, between an epoch's sentences
 };
 
 /// What an engine made of received bytes, of a command or of an epoch.
@@ -39,6 +43,9 @@ struct Reaction {
     std::vector<std::string> log;
     /// The receiver restarted its navigation (UBX-CFG-RST): time to first fix counts from now.
     bool navigationRestarted = false;
+    /// Bytes that the engine took in and made nothing of: the core logs them where there is no other line.
+    /// Without a value it logs all that it handed over.
+    std::optional<std::string> unexplained;
 };
 
 /// How long the receiver needs from its start until its first fix, by what it knows.
@@ -54,12 +61,36 @@ struct Knowledge {
     bool orbits = false; ///< where the satellites stand
 };
 
+/// How a receiver takes in what the host writes.
+struct InputOptions {
+    /// Size of its input buffer in bytes; what doesn't fit is lost. u-blox's own host library counts with
+    /// 1000.
+    std::size_t bufferBytes = 1000;
+    /// It looks at its input between other work: so long after one message it answers, and takes the next. An
+    /// assumption: no measurement is behind it.
+    Duration messageTime = std::chrono::milliseconds(5);
+    /// So long after CFG-GNSS it is busy: neither answers nor takes anything. The public protocol description
+    /// asks the host to wait for the acknowledgement and 0.5 s more; that the acknowledgement comes at the
+    /// end of this time is an assumption.
+    Duration gnssBusyTime = std::chrono::milliseconds(500);
+    /// Bytes come in at the line's pace; otherwise they are there when they are written.
+    bool linePaced = false;
+};
+
+/// What a receiver's navigation database is made of.
+enum class DatabaseStyle {
+    Mixed,    ///< some fifty records of 50 to 172 bytes, by kind and system
+    Recorded, ///< several hundred of 50 to 90 bytes, the last one larger, as real receivers were seen to send
+};
+
 /// What an engine is made with.
 struct EngineOptions {
     uint32_t baudRate = 9600; ///< after power-up
     uint64_t seed = 1;
     /// The first epoch with UBX messages after a start begins in its middle, with UBX-NAV-SAT.
     bool cutsFirstEpoch = false;
+    InputOptions input;
+    DatabaseStyle database = DatabaseStyle::Mixed;
     OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 
@@ -82,6 +113,11 @@ public:
     /// wrong. A frame may come in any number of pieces.
     virtual Reaction receive(std::string_view bytes, TimePoint now) = 0;
 
+    /// What it had no time for in receive(); called at nextWork().
+    virtual Reaction work(TimePoint /*now*/) { return {}; }
+    /// When it will look at its input again; TimePoint::max() where nothing waits.
+    virtual TimePoint nextWork() const { return TimePoint::max(); }
+
     /// Called before anything else and at each power cycle (PowerUp), and at each pulse of the reset line.
     /// The core drops what is queued on the line, sends the power-up banner and restarts the time to first
     /// fix by itself.
@@ -93,11 +129,17 @@ public:
     /// learnt is kept).
     virtual Reaction epoch(const Epoch& epoch, TimePoint now) = 0;
 
+    /// Some of an epoch's output found no room on its way to the line: what the receiver says to that.
+    virtual Reaction outputOverrun() { return {}; }
+
     /// Speed of the receiver's UART now, bits per second, 8N1.
     virtual uint32_t baudRate() const = 0;
 
     /// What to send from the next epoch on; read anew each epoch.
     virtual const OutputConfiguration& output() const = 0;
+
+    /// Whether there are epochs at all; false while the host has stopped the navigation.
+    virtual bool navigates() const { return true; }
 
     /// Time from the last start until a fix is possible, by what the receiver knows now. May shrink while it
     /// waits.

@@ -45,6 +45,9 @@ struct SimulatorSettings {
     /// After a start without GLONASS the leap seconds are those of the firmware for so long: GPS tells the
     /// right ones every twelve and a half minutes.
     Duration timeToLeapSeconds = std::chrono::seconds(750);
+    /// What waits on its way to the line, in bytes; what doesn't fit is left out, whole messages at a time.
+    /// What the line carries between two epochs always fits. An assumption: no source gives the size.
+    std::size_t outputBufferBytes = 4096;
 };
 
 class Simulator {
@@ -62,6 +65,8 @@ public:
     /// The host wrote `bytes` while its port ran at `portBaud`. They are lost while the receiver is held in
     /// reset or deaf after its start.
     void fromHost(std::string_view bytes, uint32_t portBaud, TimePoint now);
+    /// What the receiver makes up to `now` of bytes that it was too busy for; advance() does it as well.
+    void listen(TimePoint now);
     /// The level of the reset line: while it is asserted nothing is sent or heard, its release starts the
     /// receiver anew.
     void setResetLine(bool asserted, TimePoint now);
@@ -113,10 +118,12 @@ private:
     void powerUp(ResetCause cause, TimePoint now);
     void restartNavigation(TimePoint now);
     void apply(const Reaction& reaction, uint32_t portBaud, TimePoint now);
+    void send(const Outgoing& outgoing, TimePoint now);
     void applyMessages(const Reaction& reaction, TimePoint now);
+    void applyHeard(const Reaction& reaction, std::string_view handedOver, TimePoint now);
     void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
     std::string spoiled(std::string frame, TimePoint at) const;
-    bool hasRoomFor(std::size_t bytes, TimePoint at) const;
+    bool hasRoomFor(std::size_t bytes, TimePoint at);
     void writeLog(const std::string& text, uint32_t portBaud, TimePoint now) const;
 
     // --- Faults and commands
@@ -164,6 +171,7 @@ private:
     Line line_;
     TimePoint hearsFrom_{}; ///< deaf until then
     TimePoint poweredUpAt_{};
+    uint32_t hostBaud_ = 0; ///< of the host's port, when it wrote last
     TimePoint navigationStart_{};
     Knowledge knownAtStart_;
     bool leapSecondsHeard_ = false;     ///< since navigationStart_
@@ -180,6 +188,7 @@ private:
     uint64_t epochs_ = 0;
     uint64_t sentences_ = 0;
     uint64_t dropped_ = 0;
+    bool overrun_ = false; ///< something of the epoch at hand didn't fit
     uint64_t bytesToHost_ = 0;
     uint64_t bytesFromHost_ = 0;
     bool inReset_ = false;

@@ -1,6 +1,8 @@
 // What the receiver learns from the sky, hands out and takes back.
 #include "NavigationDatabase.h"
 
+#include <gmock/gmock.h>
+
 #include "UbxTestSupport.h"
 
 namespace simulator {
@@ -118,6 +120,31 @@ TEST_F(NavigationDatabaseTest, IsMadeAnyLengthForATest) {
         EXPECT_EQ(database.size(), count);
     }
     EXPECT_EQ(NavigationDatabase(1).restore(database.dump().at(777)), StoreResult::Taken);
+}
+
+// --- As recorded ----------------------------------------------------------------------------------------
+
+TEST(RecordedDatabase, HasSeveralHundredSmallRecordsAndALargerLastOne) {
+    NavigationDatabase database(1, DatabaseStyle::Recorded);
+    database.learn(goodEpoch());
+    const std::vector<Bytes> records = database.dump();
+    EXPECT_THAT(records.size(), testing::AllOf(testing::Ge(200u), testing::Le(500u)));
+    for (std::size_t i = 0; i + 1 < records.size(); ++i)
+        EXPECT_THAT(records[i].size() + kUbxEnvelopeSize, testing::AllOf(testing::Ge(50u), testing::Le(90u)));
+    EXPECT_EQ(records.back().size(), 248u);
+}
+
+TEST(RecordedDatabase, TakesItsRecordsBackAndNoneOfTheOtherKind) {
+    NavigationDatabase database(1, DatabaseStyle::Recorded);
+    NavigationDatabase other(1);
+    database.fill(300, std::nullopt);
+    EXPECT_EQ(database.size(), 300u);
+    NavigationDatabase empty(2, DatabaseStyle::Recorded);
+    for (const Bytes& record : database.dump()) {
+        EXPECT_EQ(empty.restore(record), StoreResult::Taken);
+        EXPECT_NE(other.restore(record), StoreResult::Taken);
+    }
+    EXPECT_EQ(empty.size(), 300u);
 }
 
 } // namespace

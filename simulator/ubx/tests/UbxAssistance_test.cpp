@@ -47,18 +47,56 @@ TEST_F(UbxAssistanceTest, AnEmptyDatabaseIsOnlyAcknowledged) {
     EXPECT_EQ(dump(), only(mgaAck(1, 0, ubx::kMgaDbd, {0, 0, 0, 0})));
 }
 
-TEST_F(UbxAssistanceTest, WithoutAcknowledgedAidingNothingIsAcknowledged) {
+TEST_F(UbxAssistanceTest, WithoutAcknowledgedAidingOnlyTheEndOfADumpIsAcknowledged) {
     pass(goodEpoch());
     const auto frames = dump();
-    EXPECT_EQ(frames.size(), 16u);
+    ASSERT_EQ(frames.size(), 17u);
+    EXPECT_EQ(frames.back(), mgaAck(1, 0, ubx::kMgaDbd, {16, 0, 0, 0}));
     EXPECT_TRUE(tell(text(encodeUbx(frames.front()))).empty());
     EXPECT_TRUE(tell(ubx::kMga, ubx::kMgaIni, position(1, 1)).empty());
     EXPECT_EQ(state("mga_taken"), "2");
 }
 
+TEST_F(UbxAssistanceTest, ADumpMayEndWithoutItsAcknowledgement) {
+    pass(goodEpoch());
+    command({"ubx-no-closing-ack"});
+    EXPECT_EQ(dump().size(), 16u);
+}
+
+TEST_F(UbxAssistanceTest, RecordsMayNeedTheTimeFirst) {
+    acknowledgeAiding();
+    command({"database", "1"});
+    const UbxFrame record = dump().front();
+    const Bytes start(record.payload.begin(), record.payload.begin() + 4);
+    command({"ubx-no-time"});
+    EXPECT_EQ(tell(text(encodeUbx(record))), only(mgaAck(0, 1, ubx::kMgaDbd, start)));
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, time(2026, 11)).front().payload.front(), 1);
+    EXPECT_EQ(tell(text(encodeUbx(record))), only(mgaAck(1, 0, ubx::kMgaDbd, start)));
+}
+
+TEST_F(UbxAssistanceTest, RecordsThatNeedTheTimeAreTakenWhenTheSatellitesHaveToldIt) {
+    acknowledgeAiding();
+    pass(goodEpoch());
+    const UbxFrame record = dump().front();
+    command({"ubx-no-time"});
+    EXPECT_EQ(tell(text(encodeUbx(record))).front().payload.front(), 1);
+    receiver.reset(ResetCause::ResetLine, now);
+    acknowledgeAiding();
+    EXPECT_EQ(tell(text(encodeUbx(record))).front().payload.front(), 0);
+}
+
+TEST_F(UbxAssistanceTest, TheNextMessagesMayComeTooEarly) {
+    acknowledgeAiding();
+    command({"ubx-not-ready", "1"});
+    EXPECT_TRUE(!dump().empty()) << "a poll is answered";
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, position(1, 1)), only(mgaAck(0, 5, ubx::kMgaIni, {1, 0, 0, 0})));
+    EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, position(1, 1)), only(mgaAck(1, 0, ubx::kMgaIni, {1, 0, 0, 0})));
+}
+
 TEST_F(UbxAssistanceTest, ADumpGoesBackAfterAReset) {
     pass(goodEpoch());
-    const auto frames = dump();
+    auto frames = dump();
+    frames.pop_back(); // the acknowledgement
     receiver.reset(ResetCause::ResetLine, now);
     acknowledgeAiding();
     EXPECT_EQ(state("database_frames"), "0");
@@ -118,6 +156,28 @@ TEST_F(UbxAssistanceTest, WrongVersionsLengthsAndTypesHaveTheirOwnCodes) {
 }
 
 // --- Time to first fix ----------------------------------------------------------------------------------
+
+TEST_F(UbxAssistanceTest, EachFormOfInitialAidingThatExistsIsTaken) {
+    acknowledgeAiding();
+    const std::vector<std::pair<uint8_t, std::size_t>> forms = {{0x00, 20}, {0x01, 20}, {0x11, 24},
+                                                                {0x20, 12}, {0x21, 12}, {0x30, 72}};
+    for (const auto& [type, size] : forms) {
+        Bytes payload(size, 0);
+        payload[0] = type;
+        EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, payload), only(mgaAck(1, 0, ubx::kMgaIni, {type, 0, 0, 0})));
+        payload.push_back(0);
+        EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, payload), only(mgaAck(0, 3, ubx::kMgaIni, {type, 0, 0, 0})));
+    }
+}
+
+TEST_F(UbxAssistanceTest, PositionAndTimeCountInWhicheverFormTheyCome) {
+    tell(ubx::kMga, ubx::kMgaIni, PayloadWriter().u4(0).i4(100).i4(-200).i4(300).u4(1000).bytes());
+    tell(ubx::kMga, ubx::kMgaIni,
+         PayloadWriter().u1(0x11).zeros(5).u2(2400).u4(86400).zeros(4).u2(10).zeros(6).bytes());
+    EXPECT_EQ(state("mga_ini_position"), "ECEF 1.00 -2.00 3.00 m accuracy 10.00 m");
+    EXPECT_EQ(state("mga_ini_time"), "system 0 week 2400 second 86400 accuracy 10 s");
+    EXPECT_EQ(receiver.timeToFirstFix(FixTimes{}), FixTimes{}.aided);
+}
 
 TEST_F(UbxAssistanceTest, TheFirstFixComesSoonerTheMoreTheReceiverKnows) {
     const FixTimes times;

@@ -198,7 +198,7 @@ TEST_F(UbxConfigurationTest, GnssRefusesWhatFrontEndAndChannelsCannotDo) {
     const std::vector<Bytes> wrong = {
         gnss({{3, 8, 16, true}}),                                      // GPS, GLONASS and BeiDou at once
         gnss({{0, 0, 0, false}, {6, 0, 0, false}}),                    // no system left
-        gnss({{0, 2, 16, true}}),                                      // too few channels for a system
+        gnss({{0, 0, 3, true}}),                                       // too few channels for a system
         gnss({{0, 17, 16, true}}),                                     // more reserved than allowed
         gnss({{0, 16, 16, true}, {2, 8, 8, true}, {6, 14, 14, true}}), // more than 32 in all
         gnss({{7, 8, 8, true}}),                                       // no such system
@@ -207,6 +207,18 @@ TEST_F(UbxConfigurationTest, GnssRefusesWhatFrontEndAndChannelsCannotDo) {
     for (const Bytes& payload : wrong)
         EXPECT_EQ(configure(ubx::kCfgGnss, payload), only(nak(ubx::kCfgGnss)));
     EXPECT_EQ(state("gnss"), "GPS+SBAS+QZSS+GLONASS");
+}
+
+TEST_F(UbxConfigurationTest, GnssAsksForFourChannelsAtMostNotForFourReserved) {
+    EXPECT_EQ(configure(ubx::kCfgGnss, gnss({{0, 0, 4, true}})), only(ack(ubx::kCfgGnss)));
+}
+
+TEST_F(UbxConfigurationTest, GnssAsksForASignalOfEachEnabledSystem) {
+    Bytes silent = gnss({{0, 8, 16, true}});
+    silent.at(4 + 6) = 0; // the signals of its only block
+    EXPECT_EQ(configure(ubx::kCfgGnss, silent), only(nak(ubx::kCfgGnss)));
+    silent.at(4 + 4) = 0; // not enabled
+    EXPECT_EQ(configure(ubx::kCfgGnss, silent), only(ack(ubx::kCfgGnss)));
 }
 
 // --- CFG-NAVX5, CFG-NAV5, CFG-ANT, CFG-RATE, the rest ---------------------------------------------------
@@ -263,7 +275,8 @@ TEST_F(UbxConfigurationTest, RateSetsTheEpochs) {
 
 TEST_F(UbxConfigurationTest, BlocksWithoutEffectAreKeptAndPolled) {
     const std::vector<std::pair<uint8_t, std::size_t>> blocks = {
-        {ubx::kCfgOdo, 20}, {ubx::kCfgItfm, 8}, {ubx::kCfgLogfilter, 12}};
+        {ubx::kCfgOdo, 20},  {ubx::kCfgItfm, 8}, {ubx::kCfgLogfilter, 12},
+        {ubx::kCfgUsb, 108}, {ubx::kCfgPm2, 44}, {ubx::kCfgPms, 8}};
     for (const auto& [id, length] : blocks) {
         const Bytes wanted(length, 0x15);
         EXPECT_EQ(configure(id, wanted), only(ack(id)));
@@ -280,6 +293,36 @@ TEST_F(UbxConfigurationTest, SbasRxmTimePulseAndInfAreChecked) {
     EXPECT_EQ(poll(ubx::kCfgTp5, {1}).at(0), 1);
     EXPECT_EQ(configure(ubx::kCfgTp5, Bytes(32, 9)), only(nak(ubx::kCfgTp5))) << "no time pulse 9";
     EXPECT_EQ(poll(ubx::kCfgInf, {1}).size(), 10u);
+}
+
+TEST_F(UbxConfigurationTest, InfTakesSeveralProtocolsAtOnceOrNone) {
+    const Bytes ubxAll{0, 0, 0, 0, 7, 7, 7, 7, 7, 0};
+    Bytes both = ubxAll;
+    both.insert(both.end(), {1, 0, 0, 0, 1, 1, 1, 1, 1, 0});
+    EXPECT_EQ(configure(ubx::kCfgInf, both), only(ack(ubx::kCfgInf)));
+    EXPECT_EQ(poll(ubx::kCfgInf, {0}), ubxAll);
+    EXPECT_EQ(poll(ubx::kCfgInf, {1}).at(5), 1);
+    both.at(10) = 9; // no such protocol
+    both.at(5) = 0;
+    EXPECT_EQ(configure(ubx::kCfgInf, both), only(nak(ubx::kCfgInf)));
+    EXPECT_EQ(poll(ubx::kCfgInf, {0}), ubxAll);
+}
+
+TEST_F(UbxConfigurationTest, DatumInventoryAndGeofencesHaveLengthsOfTheirOwn) {
+    EXPECT_EQ(poll(ubx::kCfgDat).size(), 52u);
+    EXPECT_EQ(configure(ubx::kCfgDat, Bytes(44, 1)), only(ack(ubx::kCfgDat)));
+    EXPECT_EQ(text(poll(ubx::kCfgDat)).substr(2, 4), "USER");
+    EXPECT_EQ(configure(ubx::kCfgDat, Bytes(52, 1)), only(nak(ubx::kCfgDat)));
+    EXPECT_EQ(configure(ubx::kCfgRinv, Bytes(31, 'x')), only(ack(ubx::kCfgRinv)));
+    EXPECT_EQ(configure(ubx::kCfgRinv, Bytes(32, 'x')), only(nak(ubx::kCfgRinv)));
+    EXPECT_EQ(configure(ubx::kCfgGeofence, Bytes(8, 0)), only(ack(ubx::kCfgGeofence)));
+    EXPECT_EQ(configure(ubx::kCfgGeofence, Bytes(20, 0)), only(nak(ubx::kCfgGeofence)));
+}
+
+TEST_F(UbxConfigurationTest, MsgTakesRatesOfMessagesThatAnM8HasAndThisOneNeverSends) {
+    EXPECT_EQ(configure(ubx::kCfgMsg, {0x02, 0x15, 1}), only(ack(ubx::kCfgMsg)));
+    EXPECT_EQ(configure(ubx::kCfgMsg, {0x01, 0x09, 1}), only(ack(ubx::kCfgMsg)));
+    EXPECT_TRUE(pass(goodEpoch()).empty());
 }
 
 TEST_F(UbxConfigurationTest, AnUnknownCfgMessageIsRefused) {

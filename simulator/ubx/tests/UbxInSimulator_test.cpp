@@ -98,6 +98,49 @@ TEST_F(UbxInSimulatorTest, TheFaultOldSpeedIsSeenOnTheLine) {
     EXPECT_EQ(state("baud"), "115200");
 }
 
+TEST_F(UbxInSimulatorTest, AnAcknowledgementMayComeBetweenTheSentencesOfAnEpoch) {
+    listen(2100ms);
+    EXPECT_EQ(simulator.command("ubx-between", now), "");
+    tell(ubx::kCfg, ubx::kCfgAnt, {1, 0, 0, 0});
+    const std::string bytes = listen(850ms);
+    const std::size_t acknowledgement = bytes.find("\xb5\x62\x05\x01");
+    ASSERT_NE(acknowledgement, std::string::npos);
+    EXPECT_LT(acknowledgement, bytes.find("GLL"));
+    EXPECT_EQ(bytes.substr(acknowledgement - 2, 2), "\r\n");
+    EXPECT_EQ(bytes[acknowledgement + 10], '$');
+}
+
+TEST_F(UbxInSimulatorTest, ADumpComesInQuickSuccession) {
+    bringUp();
+    EXPECT_EQ(simulator.command("database 200", now), "");
+    listen(Duration(1s) - now.time_since_epoch() % 1s + 300ms);
+    tell(ubx::kMga, ubx::kMgaDbd, {});
+    const std::size_t sent = listen(500ms).size();
+    EXPECT_GE(sent, 5700u) << "the line carries 11520 bytes a second and pauses 5 ms at first";
+}
+
+TEST_F(UbxInSimulatorTest, ALineThatIsTooSlowLagsBeforeSomethingIsLeftOut) {
+    EXPECT_EQ(simulator.command("hz 5", now), "");
+    listen(4s);
+    EXPECT_EQ(state("sentences_dropped"), "0");
+    listen(30s);
+    EXPECT_NE(state("sentences_dropped"), "0");
+}
+
+TEST_F(UbxInSimulatorTest, WhatIsLeftOutIsToldInAText) {
+    EXPECT_EQ(simulator.command("hz 5", now), "");
+    EXPECT_NE(listen(40s).find("$GNTXT,01,01,00,txbuf alloc*61"), std::string::npos);
+}
+
+TEST_F(UbxInSimulatorTest, AStoppedNavigationBringsNoSentencesUntilItIsStartedAgain) {
+    listen(2s);
+    tell(ubx::kCfg, ubx::kCfgRst, {0, 0, 8, 0});
+    listen(2s);
+    EXPECT_EQ(listen(5s), "");
+    tell(ubx::kCfg, ubx::kCfgRst, {0, 0, 9, 0});
+    EXPECT_NE(listen(2s).find("RMC"), std::string::npos);
+}
+
 TEST_F(UbxInSimulatorTest, ARestoredDatabaseShortensTheNextStart) {
     bringUp();
     EXPECT_GE(timeToFix(), 20s);

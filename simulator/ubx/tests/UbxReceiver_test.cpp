@@ -160,6 +160,30 @@ TEST_F(UbxReceiverTest, ARestartOfTheGnssPartKeepsTheConfiguration) {
     EXPECT_EQ(receiver.baudRate(), 9600u) << "nothing was saved";
 }
 
+TEST_F(UbxReceiverTest, EachRestartThatResetsTheHardwareReloadsTheConfiguration) {
+    for (const uint8_t mode : Bytes{0x00, 0x01, 0x04}) {
+        echo(kSetAntenna);
+        configure(ubx::kCfgRst, {0, 0, mode, 0});
+        EXPECT_EQ(state("antenna_flags"), "0x001f") << int(mode);
+    }
+}
+
+TEST_F(UbxReceiverTest, ModeEightStopsTheNavigationAndModeNineStartsIt) {
+    configure(ubx::kCfgRst, {0, 0, 8, 0});
+    EXPECT_FALSE(receiver.navigates());
+    EXPECT_EQ(last.log.at(0), "CFG-RST clear 0x0000 mode 0x08: navigation stopped");
+    configure(ubx::kCfgRst, {0, 0, 9, 0});
+    EXPECT_TRUE(receiver.navigates());
+    EXPECT_TRUE(last.navigationRestarted);
+}
+
+TEST_F(UbxReceiverTest, ARestartInAModeThatDoesNotExistIsIgnored) {
+    pass(goodEpoch());
+    EXPECT_TRUE(configure(ubx::kCfgRst, {0xFF, 0xFF, 3, 0}).empty());
+    EXPECT_FALSE(last.navigationRestarted);
+    EXPECT_NE(state("database_frames"), "0");
+}
+
 TEST_F(UbxReceiverTest, TakesAllThatADaemonSendsToSwitchToBinary) {
     const Bytes port = PayloadWriter().u1(1).zeros(3).u4(0x8D0).u4(9600).u2(0x27).u2(0x23).zeros(4).bytes();
     EXPECT_EQ(configure(ubx::kCfgPrt, port), only(ack(ubx::kCfgPrt)));

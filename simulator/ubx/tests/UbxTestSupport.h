@@ -67,10 +67,21 @@ class UbxTest : public ::testing::Test {
 protected:
     UbxTest() : receiver(EngineOptions{}) { receiver.reset(ResetCause::PowerUp, now); }
 
-    /// Frames the receiver answered; what stood between them is in `last.outgoing`.
+    /// Frames the receiver answered; what stood between them is in `last.outgoing`. Time passes until it has
+    /// taken everything.
     std::vector<UbxFrame> tell(const std::string& bytes) {
         last = receiver.receive(bytes, now);
+        while (receiver.nextWork() != TimePoint::max())
+            wait(receiver.nextWork() - now);
         return answersOf(last);
+    }
+    /// Time passes; what the receiver says meanwhile joins `last`.
+    void wait(Duration duration) {
+        now += duration;
+        const Reaction more = receiver.work(now);
+        last.log.insert(last.log.end(), more.log.begin(), more.log.end());
+        last.outgoing.insert(last.outgoing.end(), more.outgoing.begin(), more.outgoing.end());
+        last.navigationRestarted |= more.navigationRestarted;
     }
     std::vector<UbxFrame> tell(uint8_t messageClass, uint8_t id, const Bytes& payload = {}) {
         return tell(text(encodeUbx({messageClass, id, payload})));
