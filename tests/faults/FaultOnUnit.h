@@ -12,7 +12,7 @@
 ///
 /// Frames reach the library whole (`--burst`): an acknowledgement that straddles two reads is another row.
 class FaultOnUnit : public EndToEndTest {
-protected:
+public:
     /// From the watchdog's line to the first fix: the worker finds the line dead within its second and joins
     /// the reader (1 s each), the kill is looked after once more (1 s), the reset settles (1 s), the pauses
     /// before and after gpsd's start (5 and 3 s), and gpsd recognises the receiver and reports its next
@@ -30,6 +30,7 @@ protected:
         return std::to_string(count) + " cycles without any data reception have been detected";
     }
 
+protected:
     /// A step that runs `command` on, without waiting for it.
     static std::string inBackground(const std::string& command) {
         return "shell (" + command + ") >/dev/null 2>&1 </dev/null & echo $! >/run/background";
