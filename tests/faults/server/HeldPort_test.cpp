@@ -3,6 +3,8 @@
 #include <gps.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 
 #include "FaultOnUnit.h"
@@ -206,3 +208,20 @@ private:
 }();
 
 } // namespace
+
+TEST_F(HeldPort, OfALocalhostThatDoesNotResolveIsLookedForAgainAndAgain) {
+    const std::filesystem::path etc = unit.dataFolder() + "/etc";
+    std::filesystem::create_directory(etc);
+    std::ofstream(etc / "hosts") << "127.0.0.1 elsewhere\n";
+    std::ofstream(etc / "nsswitch.conf") << "hosts: files\n";
+    unit.option("--etc=" + etc.string()).receiver("--ttff 2 --burst");
+    unit.probe({"construct", "resources", "initialize", "start", "run 30", "readings",
+                "shell echo 127.0.0.1 localhost >/data/etc/hosts", "until-reading lat>47 60", "stop",
+                "finalize", "forget", "resources", "destroy"});
+    EXPECT_EQ(unit.line("readings").text("fixTick"), "0");
+    EXPECT_GE(restarts(), 2u);
+    EXPECT_THAT(unit.loggedLike(kNotConnected), SizeIs(restarts()));
+    expectRecovery("server.no-localhost", secondsToSee("lat>47"), kTwoRestarts);
+    expectNothingLeft("server.no-localhost");
+    expectAllSucceeded();
+}
