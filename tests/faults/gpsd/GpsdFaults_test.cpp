@@ -175,9 +175,7 @@ TEST_F(GpsdFaults, ThereOnlyAfterFifteenSecondsIsStartedByTheWatchdog) {
 }
 
 TEST_F(GpsdFaults, SlowInTheForegroundOnlyDelaysTheStart) {
-    serveWithOwnGpsd(ownGpsd("sleep 15"
-                             R"(" ")"
-                             R"(exec /unit/bin/gpsd \"\$@\")"),
+    serveWithOwnGpsd(ownGpsd(R"(sleep 15" "exec /unit/bin/gpsd \"\$@\")"),
                      concat(concat(kBegin, {"shell :"}), concat(recovered, kEnd)));
     const auto initialized = unit.lines("end", "initialize");
     ASSERT_THAT(initialized, SizeIs(1));

@@ -102,6 +102,8 @@ public:
     void takesTheTimeAsItIs() const {
         EXPECT_EQ(restartsMeanwhile(), 0u);
         EXPECT_EQ(during().text("valid"), "1");
+        EXPECT_GE(std::fabs(during().t - during().number("time")), 30 * 86400) << "a time of the script's";
+        EXPECT_EQ(before().text("deviation"), "1") << "of the good reports";
         EXPECT_EQ(during().text("deviation"), "1");
         EXPECT_NEAR(during().number("delta"), 0, 5) << "more than 30 days are not believed";
     }

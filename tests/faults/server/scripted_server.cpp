@@ -178,12 +178,13 @@ void sendAt100Hz(const Client& client) {
     client.each(100, kForever, [&](int) { client.send(goodEpoch()); });
 }
 
-/// Each second another day: now, in 31 days, 1970, 2037 and back.
+/// Each second another day: in 31 days, 1970, 2037 and back.
 void letTheTimeJump(const Client& client) {
+    sendGood(client, kLeadSeconds);
     constexpr double day = 86400;
-    const double jumps[] = {0, 31 * day, 1 - now(), 4000 * day, -31 * day};
+    const double jumps[] = {31 * day, 1 - now(), 4000 * day, -31 * day};
     client.each(1, kForever, [&](int i) {
-        client.send(fix({{"time", timeText(jumps[i % 5])}}) + sky(8, 1));
+        client.send(fix({{"time", timeText(jumps[i % 4])}}) + sky(8, 1));
     });
 }
 
