@@ -49,8 +49,8 @@ protected:
     std::size_t restarts() const { return unit.logged(3, kWatchdog).size(); }
 };
 
-const std::vector<std::string> kBegin = {"construct", "initialize", "start"};
-const std::vector<std::string> kEnd = {"stop", "finalize", "destroy"};
+const std::vector<std::string> kBegin = {"construct", "resources", "initialize", "start"};
+const std::vector<std::string> kEnd = {"stop", "finalize", "forget", "resources", "destroy"};
 constexpr char kInstall[] = "shell ln -sf /unit/bin/gpsd /run/bin/gpsd";
 constexpr char kKill[] = "shell kill -9 $(pidof gpsd)";
 
@@ -97,7 +97,7 @@ TEST_F(GpsdFaults, KilledASecondAfterItsStartLeavesAnEmptyDatabaseAndNoMore) {
 // What lies behind a gap is a chord: the way is counted, a geofence's bound in it is passed late.
 TEST_F(GpsdFaults, KilledEveryFiveMinutesOfADriveLosesNoEventAndNoWay) {
     const double metres = 8400;
-    unit.speed(2.5).receiver("--ttff 2 --burst --hold --start 1,8,400 --waypoints '1,8,20;" +
+    unit.speed(1.5).receiver("--ttff 2 --burst --hold --start 1,8,400 --waypoints '1,8,20;" +
                              std::to_string(1 + metres / kMetresPerDegree) + ",8,20'");
     serveWith({fence("gap", 1800), fence("between", 4500)},
               {"until-fix 60", "run 190", control("go"), "run 60", kKill, "run 300", kKill,
@@ -114,11 +114,12 @@ TEST_F(GpsdFaults, KilledEveryFiveMinutesOfADriveLosesNoEventAndNoWay) {
 
 TEST_F(GpsdFaults, DyingInTheStartWaitIsStartedAgain) {
     unit.receiver("--ttff 2 --burst");
-    unit.probe(concat(concat({"construct", "initialize", kKill, "start"}, recovered), kEnd));
+    unit.probe(concat(concat({"construct", "resources", "initialize", kKill, "start"}, recovered), kEnd));
     EXPECT_EQ(unit.status(), 0);
     EXPECT_THAT(unit.loggedLike(kNotConnected), SizeIs(1));
     EXPECT_EQ(restarts(), 1u);
     expectRecovery("gpsd.dies-in-start-wait", secondsToSee("fix"), 3 + kCountsToRestart + kRestartSeconds);
+    expectNothingLeft("gpsd.dies-in-start-wait");
     expectAllSucceeded();
 }
 
@@ -153,8 +154,7 @@ TEST_F(GpsdFaults, StoppedForGoodIsReplaced) {
 // --- Missing, slow, in the foreground -------------------------------------------------------------------
 
 TEST_F(GpsdFaults, MissingIsLookedForAgainAndAgain) {
-    serveWithOwnGpsd(":", concat(concat(kBegin, {"resources", "run 60", "resources", "readings", kInstall}),
-                                 concat(recovered, kEnd)));
+    serveWithOwnGpsd(":", concat(concat(kBegin, {"run 60", "readings", kInstall}), concat(recovered, kEnd)));
     const auto initialized = unit.lines("end", "initialize");
     ASSERT_THAT(initialized, SizeIs(1));
     EXPECT_NEAR(initialized[0].number("seconds"), 9, 1) << "nine checks, a second apart";
@@ -162,15 +162,20 @@ TEST_F(GpsdFaults, MissingIsLookedForAgainAndAgain) {
     EXPECT_GE(restarts(), 2u);
     EXPECT_EQ(unit.loggedLike(kNotConnected).size(), restarts()) << "each start but the last one";
     expectRecovery("gpsd.missing", secondsToSee("fix"), 9 + 3 + kCountsToRestart + kRestartSeconds);
+    expectNothingLeft("gpsd.missing");
     expectAllSucceeded();
 }
 
 TEST_F(GpsdFaults, ThereOnlyAfterFifteenSecondsIsStartedByTheWatchdog) {
-    serveWithOwnGpsd("(sleep 15; ln -s /unit/bin/gpsd /run/bin/gpsd) & :",
-                     concat(concat(kBegin, {"shell :"}), concat(recovered, kEnd)));
+    serveWithOwnGpsd(":", concat(concat({"construct", "resources",
+                                         inBackground("sleep 15; ln -s /unit/bin/gpsd /run/bin/gpsd"),
+                                         "initialize", "start", "shell :"},
+                                        recovered),
+                                 kEnd));
     EXPECT_EQ(restarts(), 1u);
     EXPECT_THAT(unit.loggedLike(kNotConnected), SizeIs(1));
     expectRecovery("gpsd.late", secondsToSee("fix"), kCountsToRestart + kRestartSeconds);
+    expectNothingLeft("gpsd.late");
     expectAllSucceeded();
 }
 
@@ -182,6 +187,7 @@ TEST_F(GpsdFaults, SlowInTheForegroundOnlyDelaysTheStart) {
     EXPECT_NEAR(initialized[0].number("seconds"), 15, 1);
     EXPECT_EQ(restarts(), 0u);
     expectRecovery("gpsd.slow", secondsToSee("fix"), 4);
+    expectNothingLeft("gpsd.slow");
     expectAllSucceeded();
 }
 
@@ -189,14 +195,15 @@ TEST_F(GpsdFaults, HangingInTheForegroundKeepsInitializeUntilItEnds) {
     serveWithOwnGpsd(
         ownGpsd(
             R"([ -e /run/hung ] && exec /unit/bin/gpsd \"\$@\"" "touch /run/hung" "exec /unit/bin/gpsd -N \"\$@\")"),
-        concat(
-            {"construct", inBackground("sleep 30; kill -9 $(pidof gpsd)"), "initialize", "shell :", "start"},
-            concat(recovered, kEnd)));
+        concat({"construct", "resources", inBackground("sleep 30; kill -9 $(pidof gpsd)"), "initialize",
+                "shell :", "start"},
+               concat(recovered, kEnd)));
     const auto initialized = unit.lines("end", "initialize");
     ASSERT_THAT(initialized, SizeIs(1));
     EXPECT_NEAR(initialized[0].number("seconds"), 30, 1) << "as long as gpsd stays";
     EXPECT_EQ(restarts(), 1u) << "the one that was killed";
     expectRecovery("gpsd.foreground", secondsToSee("fix"), 3 + kCountsToRestart + kRestartSeconds);
+    expectNothingLeft("gpsd.foreground");
     expectAllSucceeded();
 }
 
@@ -264,5 +271,6 @@ TEST_F(GpsdFaults, RefusingConnectionsIsStartedAgainUntilOneAccepts) {
     EXPECT_GE(restarts(), 2u);
     EXPECT_EQ(unit.loggedLike(kNotConnected).size(), restarts());
     expectRecovery("gpsd.refuses", secondsToSee("fix"), 3 + kCountsToRestart + 2 * kRestartSeconds);
+    expectNothingLeft("gpsd.refuses");
     expectAllSucceeded();
 }
