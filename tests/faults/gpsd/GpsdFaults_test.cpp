@@ -85,11 +85,11 @@ TEST_F(GpsdFaults, KilledEveryTwoSecondsComesBackWhenThatEnds) {
 // It tries other speeds of the line in its first seconds, and the line keeps the one that it was killed at.
 TEST_F(GpsdFaults, KilledWhileItTriesAnotherSpeedLeavesAnEmptyDatabaseAndNoMore) {
     unit.receiver("--ttff 2 --burst");
-    unit.probe(concat(
-        concat(kBegin, {"until-fix 60", "stop", "finalize", "initialize", "until-state port_baud=9600 10",
-                        kKill, "run 1", "shell stty -F /dev/ttymxc1 speed", "destroy",
-                        "shell head -c 6 /data/NavigationDatabaseDump; echo"}),
-        concat(concat(kBegin, {"until-fix 60"}), kEnd)));
+    unit.probe(
+        concat(concat(kBegin, {"until-fix 60", "stop", "finalize", "initialize",
+                               "until-state port_baud=9600 10", kKill, "shell stty -F /dev/ttymxc1 speed",
+                               "run 1", "destroy", "shell head -c 6 /data/NavigationDatabaseDump; echo"}),
+               concat(concat(kBegin, {"until-fix 60"}), kEnd)));
     EXPECT_EQ(unit.status(), 0) << "the next start brings a fix";
     ASSERT_THAT(unit.output(), SizeIs(2));
     EXPECT_EQ(unit.output()[1] == "000000", unit.output()[0] == "9600") << "killed at " << unit.output()[0];
