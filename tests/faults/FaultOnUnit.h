@@ -1,6 +1,7 @@
 #ifndef FAULTONUNIT_H
 #define FAULTONUNIT_H
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -20,8 +21,8 @@ public:
     static constexpr double kRestartSeconds = 18;
     static constexpr double kEmptyWait = 5; ///< of the reader
     static constexpr int kEmptyWaitsAllowed = 10;
-    static constexpr double kCountsToRestart =
-        1.6; ///< eleven failed reads, 50 ms apart, and a worker's cycle
+    /// Eleven failed reads, 50 ms apart, and a worker's cycle.
+    static constexpr double kCountsToRestart = 1.6;
     static constexpr char kWatchdog[] = "GPSD does not provide any data - restarting GPSD";
     static constexpr char kNotConnected[] = "Failed to connect to GPSD server (errno=-"; // -1, or -6 of old
     static constexpr char kCloses[] = "Close GPS socket";

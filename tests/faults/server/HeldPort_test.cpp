@@ -109,9 +109,11 @@ public:
     }
 
 protected:
+    /// Returns when the server listens (2947 is 0x0B83), so that no gpsd can be earlier.
     static std::string hold(const std::string& script) {
         return "shell (exec " SCRIPTED_SERVER " " + script +
-               ") >/dev/null 2>&1 </dev/null & echo $! >/run/background";
+               ") >/dev/null 2>&1 </dev/null & echo $! >/run/background; "
+               "until grep -q ':0B83 ' /proc/net/tcp /proc/net/tcp6; do sleep 0.05; done";
     }
 
     /// Judged before the server ends: the real gpsd finds the port free at the next restart.
