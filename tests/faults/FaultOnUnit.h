@@ -63,7 +63,8 @@ protected:
         EXPECT_LE(seconds, atMost);
     }
 
-    /// The last `resources` step found what the first one did. A session that leaks is 24 KiB.
+    /// The last `resources` step found what the first one did. A session that leaks is 25 KiB; the buffers
+    /// that the C library has taken meanwhile are 9 to 17, however many restarts there were.
     void expectNothingLeft(const std::string& row) const {
         const auto steps = unit.lines("resources");
         ASSERT_GE(steps.size(), 2u);
