@@ -14,8 +14,11 @@
 //   until EVENT[,FIELD=VALUE] COUNT SECONDS   waits for events that no earlier `until` has gone past
 //   forget                                    goes past all events that have come
 //   until-reading NAME=VALUE SECONDS          waits for a reading; NAME>VALUE as well
+//   until-fix SECONDS                         waits for a reading of another fix than the one at its begin
 //   until-state NAME=VALUE SECONDS            waits for the receiver's state
 //   readings, state                           prints the library's readings, the receiver's state
+//   resources                                 prints what the application holds: descriptors, threads, KiB of
+//                                             memory in use, and how many processes the unit has
 //   write FILE TEXT ...                       replaces a file's content, or writes to a pipe
 //   shell COMMAND ...                         its output is printed in lines that begin with "output "
 //   timer HZ                                  a signal for the application, that often; 0: no more
@@ -26,6 +29,7 @@
 //                                             earlier when there was none for QUIET seconds
 
 #include <dirent.h>
+#include <malloc.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/time.h>
@@ -148,7 +152,8 @@ public:
 
     void takeAll() {
         const std::lock_guard<std::mutex> hold(mutex_);
-        taken_ = events_.size();
+        events_ = {}; // with their memory, which is the probe's own and no leak
+        taken_ = 0;
     }
 
 private:
@@ -251,6 +256,27 @@ private:
     int both_ = 0;
 };
 
+// --- What the application holds -------------------------------------------------------------------------
+
+std::size_t entriesOf(const char* path, const std::function<bool(const char* name)>& counts) {
+    std::size_t count = 0;
+    DIR* const folder = opendir(path);
+    for (const dirent* entry = readdir(folder); entry != nullptr; entry = readdir(folder))
+        count += counts(entry->d_name) ? 1 : 0;
+    closedir(folder);
+    return count;
+}
+
+bool isNumber(const char* name) { return *name >= '0' && *name <= '9'; }
+
+std::string resources() {
+    const std::size_t descriptors = entriesOf("/proc/self/fd", isNumber) - 1; // the folder's own
+    const struct mallinfo2 heap = mallinfo2();
+    return text("resources descriptors=%zu threads=%zu processes=%zu heap_kib=%.1f", descriptors,
+                entriesOf("/proc/self/task", isNumber), entriesOf("/proc", isNumber),
+                static_cast<double>(heap.uordblks + heap.hblkhd) / 1024);
+}
+
 // --- Steps ----------------------------------------------------------------------------------------------
 
 [[noreturn]] void fail(const std::string& what) {
@@ -333,9 +359,11 @@ private:
             {"until", 3, &Probe::awaitEvents},
             {"forget", 0, &Probe::forgetEvents},
             {"until-reading", 2, &Probe::awaitReading},
+            {"until-fix", 1, &Probe::awaitFix},
             {"until-state", 2, &Probe::awaitState},
             {"readings", 0, &Probe::printReadings},
             {"state", 0, &Probe::printState},
+            {"resources", 0, &Probe::printResources},
             {"write", 2, &Probe::writeFile},
             {"shell", 1, &Probe::runShell},
             {"timer", 1, &Probe::startTimer},
@@ -482,6 +510,17 @@ private:
         });
     }
 
+    int32_t fixTime() {
+        GPSReadings readings;
+        adapter().GetReadings(readings);
+        return readings.data.time;
+    }
+
+    void awaitFix(const Words& words) {
+        const int32_t before = fixTime();
+        await("fix", number(words[1]), [&] { return fixTime() != before; });
+    }
+
     // One word a value: blanks become underscores.
     static Fields receiverState() {
         std::ifstream file(kReceiverState);
@@ -504,6 +543,8 @@ private:
             line += " " + field.first + "=" + field.second;
         print(line);
     }
+
+    void printResources(const Words&) { print(resources()); }
 
     // --- The world around ---
 

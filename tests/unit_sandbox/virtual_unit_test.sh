@@ -93,6 +93,7 @@ wrong_option_is_one_line_and_status_2() {
 --data /proc/nowhere -- true
 --control /proc/nowhere -- true
 --writable /no/such/folder -- true
+--etc /no/such/folder -- true
 --receiver 'open -- true
 --
 true
@@ -113,7 +114,7 @@ version_is_the_projects() {
 help_names_every_option() {
     local option
     "$unit" --help >"$scratch/help"
-    for option in --receiver --no-receiver --antenna --speed --data --data-size --control --writable --verbose \
+    for option in --receiver --no-receiver --antenna --speed --data --data-size --control --writable --etc --verbose \
         --version; do
         expect "$option is explained" grep -q -- "^  $option " "$scratch/help"
     done
@@ -328,6 +329,14 @@ hosts_files_are_read_only() {
     expect "it is the host's" test -e "$scratch/written"
 }
 
+files_of_etc_can_be_replaced() {
+    mkdir "$scratch/etc"
+    echo "127.0.0.1 elsewhere" >"$scratch/etc/hosts"
+    expect "replaced" equal "$("$unit" --no-receiver --etc "$scratch/etc" -- cat /etc/hosts)" "127.0.0.1 elsewhere"
+    expect "the others are the host's" equal "$("$unit" --no-receiver --etc "$scratch/etc" -- cat /etc/services)" \
+        "$(</etc/services)"
+}
+
 network_is_the_units_own() {
     expect "only the loopback interface" equal "$(on_bare_unit 'ls /proc/sys/net/ipv4/conf | tr "\n" " "')" "all default lo "
     expect "nothing to be reached" not on_bare_unit 'exec 3<>/dev/tcp/192.0.2.1/80' 2>/dev/null
@@ -441,7 +450,8 @@ readonly checks=(
     data_is_kept_only_in_a_folder_of_the_host data_may_have_little_room clock_runs_faster_for_all_processes_alike
     every_way_of_waiting_counts_the_units_time clock_may_run_a_fraction_faster
     clock_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice takes_a_failure_in_time_as_it_is
-    hosts_processes_are_out_of_reach hosts_files_are_read_only network_is_the_units_own two_units_run_side_by_side
+    hosts_processes_are_out_of_reach hosts_files_are_read_only files_of_etc_can_be_replaced network_is_the_units_own
+    two_units_run_side_by_side
     leaves_no_process_behind sigterm_lets_the_command_end_by_itself two_signals_at_once_are_one_wish
     second_signal_ends_a_command_that_will_not
     ctrl_c_in_a_terminal_ends_everything dies_with_its_caller writes_no_file_to_the_host)

@@ -1,0 +1,89 @@
+#ifndef FAULTONUNIT_H
+#define FAULTONUNIT_H
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "EndToEnd.h"
+#include "FaultFigures.h"
+
+/// The vocabulary of rows about gpsd and its port: what a restart takes, what was left behind, what was seen.
+///
+/// Frames reach the library whole (`--burst`): an acknowledgement that straddles two reads is another row.
+class FaultOnUnit : public EndToEndTest {
+public:
+    /// From the watchdog's line to the first fix: the worker finds the line dead within its second and joins
+    /// the reader (1 s each), the kill is looked after once more (1 s), the reset settles (1 s), the pauses
+    /// before and after gpsd's start (5 and 3 s), and gpsd recognises the receiver and reports its next
+    /// epochs.
+    static constexpr double kRestartSeconds = 18;
+    static constexpr double kEmptyWait = 5; ///< of the reader
+    static constexpr int kEmptyWaitsAllowed = 10;
+    /// Eleven failed reads, 50 ms apart, and a worker's cycle.
+    static constexpr double kCountsToRestart = 1.6;
+    static constexpr char kWatchdog[] = "GPSD does not provide any data - restarting GPSD";
+    static constexpr char kNotConnected[] = "Failed to connect to GPSD server (errno=-"; // -1, or -6 of old
+    static constexpr char kCloses[] = "Close GPS socket";
+
+    static std::string cyclesWithoutData(int count) {
+        return std::to_string(count) + " cycles without any data reception have been detected";
+    }
+
+protected:
+    /// A step that runs `command` on, without waiting for it.
+    static std::string inBackground(const std::string& command) {
+        return "shell (" + command + ") >/dev/null 2>&1 </dev/null & echo $! >/run/background";
+    }
+    /// Ends it, and what it has started last.
+    static std::string endBackground() { return "shell kill -9 $(cat /run/background)"; }
+
+    /// Each operation of the adapter returned 0.
+    void expectAllSucceeded() const {
+        for (const char* name : {"construct", "initialize", "start", "stop", "finalize", "destroy"})
+            for (const ProbeLine& end : unit.lines("end", name))
+                EXPECT_EQ(end.text("rc"), "0x00000000") << name;
+    }
+
+    /// From the last shell step's begin before `what` was seen for the last time.
+    double secondsToSee(const std::string& what) const {
+        double seen = std::nan("");
+        for (const ProbeLine& line : unit.lines("seen"))
+            seen = line.text("what") == what ? line.t : seen;
+        double begin = std::nan("");
+        for (const ProbeLine& line : unit.lines("begin", "shell"))
+            begin = line.t <= seen ? line.t : begin;
+        return seen - begin;
+    }
+
+    /// The service recovered by the time that what is described takes.
+    void expectRecovery(const std::string& row, double seconds, double atMost) const {
+        faultFigure(row, "recovery_s", std::round(seconds * 10) / 10);
+        EXPECT_LE(seconds, atMost);
+    }
+
+    /// The last `resources` step found what the first one did. A session that leaks is 25 KiB; the buffers
+    /// that the C library has taken meanwhile are 9 to 17, however many restarts there were.
+    void expectNothingLeft(const std::string& row) const {
+        const auto steps = unit.lines("resources");
+        ASSERT_GE(steps.size(), 2u);
+        const auto grown = [&](const char* what) {
+            return steps.back().number(what) - steps.front().number(what);
+        };
+        const double heap = std::max(0.0, grown("heap_kib"));
+        faultFigure(row, "leaked_descriptors", grown("descriptors"));
+        faultFigure(row, "leaked_threads", grown("threads"));
+        faultFigure(row, "leaked_processes", grown("processes"));
+        faultFigure(row, "leaked_kib", heap < kSessionKib ? 0 : heap);
+        EXPECT_EQ(grown("descriptors"), 0);
+        EXPECT_EQ(grown("threads"), 0);
+        EXPECT_EQ(grown("processes"), 0);
+        EXPECT_LT(heap, kSessionKib);
+    }
+
+private:
+    static constexpr double kSessionKib = 20;
+};
+
+#endif
