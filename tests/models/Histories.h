@@ -29,7 +29,7 @@ rc::Gen<std::vector<Step>> historyOf(rc::Gen<Step> step, int longest) {
 /// A number of the range, its ends included.
 template <typename T>
 rc::Gen<T> from(T least, T greatest) {
-    return rc::gen::map(rc::gen::inRange<int64_t>(least, int64_t{greatest} + 1),
+    return rc::gen::map(rc::gen::inRange(static_cast<int64_t>(least), static_cast<int64_t>(greatest) + 1),
                         [](int64_t value) { return static_cast<T>(value); });
 }
 
