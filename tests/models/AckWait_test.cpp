@@ -43,12 +43,13 @@ rc::Gen<Piece> pieces() {
         rc::gen::set(&P::kind, rc::gen::weightedElement<int>({{6, P::Ack},
                                                               {6, P::MgaAck},
                                                               {1, P::Nak},
-                                                              {2, P::Frame},
+                                                              {4, P::Frame},
                                                               {1, P::Header},
                                                               {2, P::Junk},
                                                               {1, P::Zeros}})),
         rc::gen::set(&P::record, from(0, 9)), rc::gen::set(&P::detail, from(0, 11)),
-        rc::gen::set(&P::missing, rc::gen::weightedOneOf<int>({{6, rc::gen::just(0)}, {1, from(1, 12)}})));
+        rc::gen::set(&P::missing, rc::gen::weightedOneOf<int>(
+                                      {{5, rc::gen::just(0)}, {1, rc::gen::just(1)}, {1, from(1, 12)}})));
 }
 
 rc::Gen<Wait> waits() {

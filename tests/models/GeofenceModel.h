@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Histories.h"
+#include "Wrapped.h"
 
 /// What an application says of an area.
 struct Area {

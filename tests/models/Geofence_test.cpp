@@ -2,6 +2,7 @@
 
 #include "AdapterFixture.h"
 #include "GeofenceModel.h"
+#include "Histories.h"
 
 namespace {
 

@@ -17,9 +17,6 @@ void forRandomHistories(const Property& property) {
     EXPECT_TRUE(rc::check(std::string(test->test_suite_name()) + "." + test->name(), property));
 }
 
-/// A number of the low 32 bits, as 32-bit arithmetic has it.
-inline int32_t wrapped(int64_t value) { return static_cast<int32_t>(static_cast<uint32_t>(value)); }
-
 /// A history of at most `longest` steps.
 template <typename Step>
 rc::Gen<std::vector<Step>> historyOf(rc::Gen<Step> step, int longest) {

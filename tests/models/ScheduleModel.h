@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Histories.h"
+#include "Wrapped.h"
 
 /// What the worker's settings say of its cycles.
 struct Timetable {
@@ -30,11 +30,14 @@ public:
 
     const uint32_t pauseUs;
 
+    bool hasAPositionTask(const Timetable& wanted, uint32_t now) const {
+        return isDue(now, lastPosition_, wanted.positionInterval);
+    }
     /// A cycle's position task takes its time, so the clocks are read twice: `now` at its begin, `later` and
     /// `utc` behind that task.
     std::vector<Task> cycle(const Timetable& wanted, uint32_t now, uint32_t later, int64_t utc) {
         std::vector<Task> tasks;
-        if (isDue(now, lastPosition_, wanted.positionInterval)) {
+        if (hasAPositionTask(wanted, now)) {
             tasks.push_back(Position);
             if (wanted.geofencesEnabled)
                 tasks.push_back(Geofence);

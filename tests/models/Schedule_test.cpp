@@ -1,5 +1,6 @@
 // Random settings and clocks against a model of the worker's timetable: every task of every cycle.
 
+#include "Histories.h"
 #include "ScheduleModel.h"
 #include "WorkerFixture.h"
 

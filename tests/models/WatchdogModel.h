@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,13 @@ public:
     struct Cycle {
         int find = Nothing;
         int64_t waitUs = 0;
+        int64_t fix = kNoFix; ///< the number of the position that a report brings
     };
+    static constexpr int64_t kNoFix = -1;
 
-    std::deque<Cycle> script; ///< behind its end nothing comes
+    std::deque<Cycle> script;                     ///< behind its end nothing comes
+    std::function<Cycle(int64_t now)> afterwards; ///< or this
+    std::function<void(int64_t now)> atStart;     ///< gpsd is started
     int64_t now = 0;
     int64_t killUs = 0;  ///< how long gpsd's end takes
     int64_t startUs = 0; ///< how long its begin takes
@@ -31,6 +36,8 @@ public:
         if (active_)
             return;
         kill();
+        if (!daemonRuns && atStart)
+            atStart(now);
         now += startUs;
         daemonRuns = true;
         initialized_ = now;
@@ -45,8 +52,8 @@ public:
             log.push_back("6 GPSD Start: requires additional start delay.");
             pass((3 - elapsed) * kSecond);
         }
-        statusSecond_ = kLongAgo;
-        reader_ = {true, false, now};
+        statusSecond_ = fixSecond_ = kLongAgo;
+        reader_ = {true, false, kNoFix, now};
         ++threads;
     }
     void stop() {
@@ -74,6 +81,9 @@ public:
             return 0x17000002;
         return statusSecond_ >= second - 10 ? 0 : 0x17000205;
     }
+    /// The number of the position that is known in this second.
+    int64_t fixIn(int64_t second) const { return fixSecond_ >= second - 10 ? lastFix_ : kNoFix; }
+    bool hasAStatusIn(int64_t second) const { return statusSecond_ >= second - 10; }
 
 private:
     static constexpr int64_t kSecond = 1000000;
@@ -82,8 +92,9 @@ private:
 
     struct Reader {
         bool isAlive = false;
-        bool hasAFix = false; ///< what its session has seen
-        int64_t at = 0;       ///< where its next cycle begins
+        bool hasAReport = false; ///< its session has seen one
+        int64_t fix = kNoFix;    ///< of the last one
+        int64_t at = 0;          ///< where its next cycle begins
     };
 
     void kill() {
@@ -106,7 +117,11 @@ private:
             readerCycle();
         now = until;
     }
-    Cycle next() const { return script.empty() ? Cycle{} : script.front(); }
+    Cycle next() const {
+        if (!script.empty())
+            return script.front();
+        return afterwards ? afterwards(reader_.at) : Cycle{};
+    }
     /// When the next cycle's wait is over, which is where its effect is.
     int64_t nextEnd() const {
         const Cycle cycle = next();
@@ -133,11 +148,13 @@ private:
     }
     void read(const Cycle& cycle) {
         if (cycle.find == Report)
-            reader_.hasAFix = true;
+            reader_.hasAReport = true, reader_.fix = cycle.fix;
         else
             ++emptyCycles_, tellEmptyCycles();
-        if (reader_.hasAFix)
+        if (reader_.hasAReport)
             statusSecond_ = reader_.at / kSecond;
+        if (reader_.fix != kNoFix)
+            fixSecond_ = reader_.at / kSecond, lastFix_ = reader_.fix;
     }
     void tellEmptyCycles() {
         log.push_back("3 " + std::to_string(emptyCycles_) +
@@ -149,6 +166,8 @@ private:
     unsigned int emptyCycles_ = 0;
     int64_t initialized_ = 0;
     int64_t statusSecond_ = kLongAgo;
+    int64_t fixSecond_ = kLongAgo;
+    int64_t lastFix_ = kNoFix;
     Reader reader_;
 };
 

@@ -80,17 +80,19 @@ protected:
 
 TEST_F(NumberedStates, AreNeverMixedInOneReading) {
     std::atomic<bool> isOver{false};
+    std::atomic<bool> hasFailed{false};
     std::atomic<int> readings{0};
     std::string fault;
     std::thread reader([&] {
-        while (!isOver && fault.empty()) {
+        while (!isOver && !hasFailed) {
             GPSReadings r;
             adapter->GetReadings(r);
             fault = faultIn(r);
+            hasFailed = !fault.empty();
             ++readings;
         }
     });
-    for (int n = 1; n <= kRounds || readings < kRounds; ++n)
+    for (int n = 1; !hasFailed && (n <= kRounds || readings < kRounds); ++n)
         write(n);
     isOver = true;
     reader.join();
