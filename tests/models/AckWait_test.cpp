@@ -132,7 +132,9 @@ private:
         return whole.substr(0, whole.size() - std::min(missing, whole.size()));
     }
     Bytes wholeBytesOf(const Piece& piece) const {
-        const auto record = static_cast<std::size_t>(piece.record);
+        // Most frames are of the record that is waited for: what a poll brings.
+        const bool isPolled = piece.kind == Piece::Frame && piece.record > 1 && wait_.index >= 0;
+        const auto record = static_cast<std::size_t>(isPolled ? wait_.index : piece.record);
         const bool isKnown = record < model.records.size();
         const uint8_t msgClass = isKnown ? model.records[record].msgClass : uint8_t{0x0A};
         const uint8_t msgId = isKnown ? model.records[record].msgId : uint8_t{0x0A};
