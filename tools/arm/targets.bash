@@ -5,7 +5,8 @@
 readonly arm_targets=(armhf armhf-time64 arm64)
 
 # Debian's packages of the target that are built against. Their dependencies follow by themselves.
-readonly sysroot_packages=libc6-dev,libstdc++6,libgps-dev,libgtest-dev,libgmock-dev,nlohmann-json3-dev,libtomlplusplus-dev,libncurses-dev
+readonly sysroot_packages=libc6-dev,libstdc++6,libgps-dev,libgtest-dev,libgmock-dev,librapidcheck-dev,\
+nlohmann-json3-dev,libtomlplusplus-dev,libncurses-dev
 
 # arm_target NAME: sets what depends on the target, or fails. Debian's ARM of 32 bits counts time with 64 bits from
 # trixie on; its compiler lives in that suite, because bookworm's would bring an older C++ library than the sysroot's.
