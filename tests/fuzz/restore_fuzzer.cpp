@@ -4,14 +4,11 @@
 // Input: records that are in the list already, flags (1: port open, 2: a small buffer, 240 and above: long
 // frames too), the pattern of replies, then the file.
 
-#include <cctype>
-
 #include "FuzzGround.h"
 
 namespace {
 
 const std::string kCommandBegin = R"(system echo -e "\xb5\x62)";
-const std::string kCommandEnd = "\" > /dev/ttymxc1";
 const std::string kDumpFile = "/data/NavigationDatabaseDump";
 
 /// Answers by the pattern's bits, two for each frame: nothing, taken, refused, rubbish.
@@ -42,16 +39,9 @@ void shortenFrames(Bytes& file) {
             file[at + kHeader - 1] &= 1;
 }
 
-bool isFrameText(char c) {
-    return c == '\\' || c == 'x' || std::isxdigit(static_cast<unsigned char>(c)) != 0;
-}
-
 /// A command that writes a frame: nothing in it that a shell would take for something else.
 bool isFrameCommand(const std::string& line) {
-    if (line.compare(0, kCommandBegin.size(), kCommandBegin) != 0)
-        return false;
-    const auto text = line.begin() + static_cast<std::ptrdiff_t>(kCommandBegin.size());
-    return std::string(std::find_if_not(text, line.end(), isFrameText), line.end()) == kCommandEnd;
+    return line.compare(0, kCommandBegin.size(), kCommandBegin) == 0 && isAllowedCommand(line);
 }
 
 bool isExpected(const std::string& line) {
