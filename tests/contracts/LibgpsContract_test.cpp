@@ -81,7 +81,7 @@ private:
 
 std::unique_ptr<ScriptedGpsd> loopbackGpsd() { return std::make_unique<LoopbackGpsd>(); }
 
-constexpr char kObjectAndMore[] = R"({"class":"TPV","mode":3}x)";
+constexpr char kObjectAndMore[] = R"({"class":"TPV","mode":3}x{"class":"SKY"})";
 
 /// Ends the process: with 0 when libgps has read the line, by a signal after half a second of its own time.
 [[noreturn]] void readObjectAndMore() {

@@ -216,9 +216,12 @@ private:
     static constexpr std::chrono::seconds kPauses[] = {std::chrono::seconds(5), std::chrono::seconds(10),
                                                        std::chrono::minutes(30)};
 
-    /// Plays the input's next piece; false for a silent wait.
+    /// Plays the input's next piece, a text or what stands behind it; false for a silent wait.
     bool goOn() {
-        libgps_.sends(input_->until("\x01\x02\x03\x04\x05\x06\x07"));
+        const std::string text = input_->until("\x01\x02\x03\x04\x05\x06\x07");
+        libgps_.sends(text);
+        if (!text.empty())
+            return true;
         const uint8_t what = input_->byte();
         if (what >= 2 && what <= 4) {
             unit_.clock.advance(kPauses[what - 2]);

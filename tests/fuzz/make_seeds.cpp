@@ -137,9 +137,9 @@ std::vector<Bytes> reportSeeds() {
 
 constexpr char kAllGroups[] = "02 ff 03 ";
 
-/// A worker of 1 s whose odometer starts at once, with a fix at 48.137154, 11.576124 and an error of 2 m.
+/// A worker of 1 s whose odometer starts after seven cycles, with a fix at 48.137154, 11.576124 and an error of 2 m.
 Bytes atWork(const std::string& steps) {
-    return hex("00 01 02 ff 03 04 b2 84 de 02 dc a3 b0 00 05 18 09 02 0a 0c 00 08 07 0b 00 f1 53 65 " +
+    return hex("07 01 02 ff 03 04 b2 84 de 02 dc a3 b0 00 05 18 09 02 0a 0c 00 08 07 0b 00 f1 53 65 " +
                steps);
 }
 
@@ -154,12 +154,13 @@ std::string drive(int seconds) {
 std::vector<Bytes> workerSeeds() {
     const std::string tracking = "0c 06 01 02 05 00 00 00 00 ";
     const std::string geofence = "0d 00 04 24 28 72 29 00 80 00 80 14 14 05 ";
-    return {atWork("01 20 " + drive(30)),
-            atWork("00 " + tracking + "01 20 " + geofence + drive(25) + "03 00 80 00 00 01 20 "),
+    return {atWork("01 40 " + drive(30)),
+            atWork("00 " + tracking + "01 40 " + geofence + drive(25) + "03 00 80 00 00 01 20 "),
             atWork("01 10 02 00 00 01 40 02 ff 03 01 10 07 03 01 08 07 01 01 08 08 02 01 08 "),
             atWork("01 08 12 0b 01 30 " + drive(3)),
             atWork("01 04 10 00 00 00 80 01 04 10 05 00 00 00 01 20 11 fd ff ff ff 01 20 0f 01 01 08 "),
             atWork("0c 10 01 01 00 00 00 c8 c8 01 10 0e 01 30 0c 01 00 00 00 00 00 00 00 01 04 "),
+            atWork("01 40 04 f2 91 e1 02 dc a3 b0 00 01 40 "),
             atWork("06 00 0f 01 04 06 07 0e 01 04 06 00 0c 06 07 02 01 04 05 a0 01 04 05 9f 01 30 "),
             hex("07 c8") + hex(kAllGroups) + hex("01 10 0c 06 00 00 f0 02 c8 00 00 00 00 01 10")};
 }
