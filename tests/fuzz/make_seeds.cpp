@@ -137,7 +137,7 @@ std::vector<Bytes> reportSeeds() {
 
 constexpr char kAllGroups[] = "02 ff 03 ";
 
-/// A worker of 1 s whose odometer starts after seven cycles, with a fix at 48.137154, 11.576124 and an error of 2 m.
+/// A worker of 1 s whose odometer starts after seven cycles: a fix at 48.137154, 11.576124, an error of 2 m.
 Bytes atWork(const std::string& steps) {
     return hex("07 01 02 ff 03 04 b2 84 de 02 dc a3 b0 00 05 18 09 02 0a 0c 00 08 07 0b 00 f1 53 65 " +
                steps);

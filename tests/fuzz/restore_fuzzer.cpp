@@ -49,6 +49,12 @@ bool isExpected(const std::string& line) {
            line == "fopen " + kDumpFile + " rb";
 }
 
+void demandUntouched(FuzzGround& ground, const Bytes& file, bool portWasOpen) {
+    demand(ground.unit.port.dumpFile() == file, "the file stays as it is");
+    demand(ground.roomBehindBufferIsZero(), "nothing is written behind the buffer");
+    demand(ground.unit.port.isOpen() == portWasOpen, "the port is neither opened nor closed");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -72,9 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ground.handler.restoreNavigationDatabase();
 
     demand(ground.records().size() - before <= file.size(), "no more frames than pairs of bytes");
-    demand(ground.unit.port.dumpFile() == file, "the file stays as it is");
-    demand(ground.roomBehindBufferIsZero(), "nothing is written behind the buffer");
-    demand(ground.unit.port.isOpen() == ((flags & 1) != 0), "the port is neither opened nor closed");
+    demandUntouched(ground, file, (flags & 1) != 0);
     for (const std::string& line : ground.unit.journal.lines())
         demand(isExpected(line), line.c_str());
     return 0;

@@ -155,10 +155,10 @@ private:
             [](Service& s, FuzzInput&) { s.cycles_ = 1; },
             [](Service& s, FuzzInput& i) { s.cycles_ = 1u + i.byte(); },
             [](Service& s, FuzzInput& i) { s.reports_ = i.number(2); },
-            [](Service& s, FuzzInput& i) { s.move(i.number(2), i.number(2)); },
-            [](Service& s, FuzzInput& i) { s.place(i.number(4), i.number(4)); },
+            [](Service& s, FuzzInput& i) { s.move(i); },
+            [](Service& s, FuzzInput& i) { s.place(i); },
             [](Service& s, FuzzInput& i) { s.receiver_.pdop = i.byte() / 16.0; },
-            [](Service& s, FuzzInput& i) { s.setWildNumber(i.byte(), kWildNumbers[i.byte() % 16]); },
+            [](Service& s, FuzzInput& i) { s.setWildNumber(i); },
             [](Service& s, FuzzInput& i) { s.setAntenna(i.byte() % 6, 0); },
             [](Service& s, FuzzInput& i) { s.setAntenna(1, i.byte() % 3); },
             [](Service& s, FuzzInput& i) { s.receiver_.epx = s.receiver_.epy = i.byte(); },
@@ -186,20 +186,21 @@ private:
     }
     /// Not so near to an end of 32 bits that time runs past it.
     void setUtc(int32_t utc) { unit_.clock.setUtc(std::clamp(utc, -kFarthestUtc, kFarthestUtc)); }
-    void move(uint32_t north, uint32_t east) {
-        receiver_.latitude += static_cast<int16_t>(north) / 1e6;
-        receiver_.longitude += static_cast<int16_t>(east) / 1e6;
+    void move(FuzzInput& input) {
+        receiver_.latitude += static_cast<int16_t>(input.number(2)) / 1e6;
+        receiver_.longitude += static_cast<int16_t>(input.number(2)) / 1e6;
     }
-    void place(uint32_t latitude, uint32_t longitude) {
-        receiver_.latitude = static_cast<int32_t>(latitude) / 1e6;
-        receiver_.longitude = static_cast<int32_t>(longitude) / 1e6;
+    void place(FuzzInput& input) {
+        receiver_.latitude = static_cast<int32_t>(input.number(4)) / 1e6;
+        receiver_.longitude = static_cast<int32_t>(input.number(4)) / 1e6;
     }
-    void setWildNumber(unsigned int which, double value) {
+    void setWildNumber(FuzzInput& input) {
         double* const numbers[] = {&receiver_.latitude, &receiver_.longitude, &receiver_.altitude,
                                    &receiver_.course,   &receiver_.speed,     &receiver_.hdop,
                                    &receiver_.tdop,     &receiver_.pdop,      &receiver_.gdop,
                                    &receiver_.ept,      &receiver_.epx,       &receiver_.epy};
-        *numbers[which % 12] = value;
+        double& number = *numbers[input.byte() % 12];
+        number = kWildNumbers[input.byte() % 16];
     }
     void setSky(FuzzInput& input) {
         receiver_.visible = static_cast<int16_t>(input.number(2));
