@@ -43,8 +43,6 @@ public:
         static unsigned int uses = 0;
         constexpr unsigned int kUsesOfOne = 1000;
         if (uses++ % kUsesOfOne == 0) {
-            if (ground)
-                ground->begin(); // no hook of the last run lives on while it is destroyed
             ground.reset();
             demandExpectations();
             ground = std::make_unique<FuzzGround>();
@@ -52,6 +50,9 @@ public:
         ground->begin();
         return *ground;
     }
+
+    /// No hook of the last run lives on while the handler is destroyed, which pauses too.
+    ~FuzzGround() { begin(); }
 
     template <typename Tag>
     auto& member(Tag tag) {

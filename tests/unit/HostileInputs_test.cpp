@@ -164,11 +164,11 @@ void setHostile(Hostile& hostile, GPSParams& params) {
 } // namespace
 
 TEST_F(HostileInputs, OfADatabaseFileReachTheShellAsFramesAlone) {
-    tryRounds(400, [this](Hostile& hostile) {
+    tryRounds(150, [this](Hostile& hostile) {
         unit.port.setDumpFile(hostile.file());
         const UbxConfigHandler handler;
     });
-    EXPECT_GT(frames, 400u * 8) << "six of a construction and its end, and those of the file";
+    EXPECT_GT(frames, 150u * 8) << "six of a construction and its end, and those of the file";
 }
 
 TEST_F(HostileInputs, OfAReceiverReachTheShellAsFramesAlone) {
@@ -222,7 +222,7 @@ TEST_F(HostileInputs, OfAnInitialPositionReachTheShellAsAFrameAlone) {
 TEST_F(HostileInputs, InARestartReachTheShellAsFramesAlone) {
     Hostile receiver(2);
     unit.port.receiver = [&receiver](const Bytes&) { return receiver.reply(); };
-    tryRounds(50, [this](Hostile& hostile) {
+    tryRounds(25, [this](Hostile& hostile) {
         unit.port.setDumpFile(hostile.file());
         GPSAdapter adapter(&callback);
         serve(adapter);
