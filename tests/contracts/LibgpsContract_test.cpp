@@ -2,8 +2,13 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+
+#include "GpsReport.h"
 #include "GpsdContract.h"
 
 namespace {
@@ -50,6 +55,7 @@ public:
         sends(R"({"class":"DEVICES","devices":[]})"
               "\r\n");
     }
+    void sendsALine(const std::string& text) { sends(text + "\r\n"); }
     void sendsHalfAFix() override { sends(kFixBegin); }
     void sendsTheRestOfTheFix(double latitude) override { sends(fixEnd(latitude)); }
     void dies() override { shut(client_); }
@@ -75,6 +81,36 @@ private:
 
 std::unique_ptr<ScriptedGpsd> loopbackGpsd() { return std::make_unique<LoopbackGpsd>(); }
 
+constexpr char kObjectAndMore[] = R"({"class":"TPV","mode":3}x{"class":"SKY"})";
+
+/// Ends the process: with 0 when libgps has read the line, by a signal after half a second of its own time.
+[[noreturn]] void readObjectAndMore() {
+    LoopbackGpsd gpsd;
+    auto record = std::make_unique<gps_data_t>();
+    gps_open(gpsd.host(), gpsd.port().c_str(), record.get());
+    gpsd.accepts();
+    gpsd.sendsALine(kObjectAndMore);
+    const itimerval halfASecond = {{0, 0}, {0, 500000}};
+    setitimer(ITIMER_VIRTUAL, &halfASecond, nullptr);
+    gps_waiting(record.get(), 5000000);
+    gpsreport::read(gps_read, record.get());
+    _exit(0);
+}
+
 } // namespace
+
+// No gpsd sends such a line, but whoever else holds its port can: the reader thread, and who waits for its
+// end, are then held.
+TEST(Libgps, IsHeldForeverByWhatFollowsAnObjectInItsLine) {
+    const pid_t child = fork();
+    if (child == 0)
+        readObjectAndMore();
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        GTEST_SKIP() << "this libgps reads on";
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGVTALRM);
+}
 
 INSTANTIATE_TEST_SUITE_P(Libgps, GpsdContract, ::testing::Values(MakeScriptedGpsd{"libgps", loopbackGpsd}));

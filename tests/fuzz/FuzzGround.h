@@ -4,42 +4,35 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "AllowedCommands.h"
+#include "FuzzInput.h"
 #include "HandlerMembers.h"
 #include "VirtualUnit.h"
 
-/// Ends the run with a finding.
-inline void demand(bool holds, const char* what) {
-    if (holds)
-        return;
-    fprintf(stderr, "Does not hold: %s\n", what);
-    abort();
+/// Nothing went to the shell but what may.
+inline void demandAllowedCommands(const Lines& journal) {
+    for (const std::string& line : journal)
+        demand(!isCommand(line) || isAllowedCommand(line), line.c_str());
 }
 
-/// The fuzzer's bytes, taken from the front; behind their end come zeros.
-class FuzzInput {
-public:
-    FuzzInput(const uint8_t* data, std::size_t size) : bytes_(reinterpret_cast<const char*>(data), size) {}
-
-    uint8_t byte() { return at_ < bytes_.size() ? static_cast<uint8_t>(bytes_[at_++]) : uint8_t{0}; }
-    bool flag() { return (byte() & 1) != 0; }
-    bool isEmpty() const { return at_ >= bytes_.size(); }
-    Bytes bytes(std::size_t count) {
-        const Bytes taken = bytes_.substr(std::min(at_, bytes_.size()), count);
-        at_ += taken.size();
-        return taken;
-    }
-    Bytes rest() { return bytes(bytes_.size()); }
-
-private:
-    Bytes bytes_;
-    std::size_t at_ = 0;
-};
+/// What the ground and its fakes expect is demanded as well, also outside of a test of GoogleTest.
+inline void demandExpectations() {
+    class Demand : public ::testing::EmptyTestEventListener {
+        void OnTestPartResult(const ::testing::TestPartResult& result) override {
+            demand(!result.failed(), result.summary());
+        }
+    };
+    static const bool isSet = [] {
+        ::testing::UnitTest::GetInstance()->listeners().Append(new Demand);
+        return true;
+    }();
+    static_cast<void>(isSet);
+}
 
 /// A started handler on a virtual unit: nothing reaches the host, and no time passes. Made anew now and then,
 /// because the unit counts its sleeps.
@@ -50,14 +43,16 @@ public:
         static unsigned int uses = 0;
         constexpr unsigned int kUsesOfOne = 1000;
         if (uses++ % kUsesOfOne == 0) {
-            if (ground)
-                ground->begin(); // no hook of the last run lives on while it is destroyed
             ground.reset();
+            demandExpectations();
             ground = std::make_unique<FuzzGround>();
         }
         ground->begin();
         return *ground;
     }
+
+    /// No hook of the last run lives on while the handler is destroyed, which pauses too.
+    ~FuzzGround() { begin(); }
 
     template <typename Tag>
     auto& member(Tag tag) {

@@ -9,6 +9,18 @@
 #include "Journal.h"
 #include "VirtualClock.h"
 
+/// What answers the library in place of the script: libgps itself, for instance. See VirtualGpsd for the
+/// order of calls.
+class OtherLibgps {
+public:
+    virtual ~OtherLibgps() = default;
+    virtual int open(gps_data_t* record) = 0;
+    virtual int stream(gps_data_t* record, unsigned int flags) = 0;
+    virtual bool waiting(const gps_data_t* record, int timeoutMicros) = 0;
+    virtual int read(gps_data_t* record) = 0;
+    virtual int close(gps_data_t* record) = 0;
+};
+
 /// libgps and the gpsd behind it, as a script: each `gps_waiting` of the library plays the next cycle.
 ///
 /// Keeps to libgps's contract (tests/contracts runs one suite against both): after a failed open a wait is
@@ -56,6 +68,9 @@ public:
     void openFindsNoMemory();
     /// The next `gps_open` keeps its buffer elsewhere than in the record.
     void openKeepsItsBufferElsewhere();
+
+    /// Everything below goes there, and neither script nor journal has a part in it, while it is set.
+    OtherLibgps* other = nullptr;
 
     // --- What happened --------------------------------------------------------------------------------
 
