@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr time_t kFreshSeconds = 10;
+constexpr int64_t kFreshSeconds = 10; // 64 bits: no `time_t` is too narrow for the difference
 constexpr double kMicrodegreesPerDegree = 1000000.0;
 constexpr double kThousandths = 1000.0;
 

@@ -191,12 +191,20 @@ bool VirtualSemaphores::fails(Call call, const sem_t* semaphore, const std::stri
     return false;
 }
 
+/// Waits on, like the real one, while the clock was set back meanwhile.
 int VirtualSemaphores::waitUntilUtc(sem_t* semaphore, const timespec& deadline) {
     lastDeadline = deadline;
+    for (;;) {
+        const int result = waitUntil(semaphore, clock_.elapsed() + timeUntil(deadline));
+        if (result == 0 || timeUntil(deadline) <= VirtualClock::Duration(0))
+            return result;
+    }
+}
+
+VirtualClock::Duration VirtualSemaphores::timeUntil(const timespec& deadline) const {
     const timeval now = clock_.timeOfDay();
-    const auto wait = std::chrono::seconds(deadline.tv_sec - now.tv_sec) +
-                      std::chrono::microseconds(deadline.tv_nsec / 1000 - now.tv_usec);
-    return waitUntil(semaphore, clock_.elapsed() + wait);
+    return std::chrono::seconds(deadline.tv_sec - now.tv_sec) +
+           std::chrono::microseconds(deadline.tv_nsec / 1000 - now.tv_usec);
 }
 
 int VirtualSemaphores::waitUntil(sem_t* semaphore, VirtualClock::Duration deadline) {

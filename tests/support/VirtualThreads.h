@@ -110,6 +110,7 @@ public:
     int post(sem_t* sem, int (*real)(sem_t*));
 
 private:
+    VirtualClock::Duration timeUntil(const timespec& deadline) const;
     int waitUntil(sem_t* sem, VirtualClock::Duration deadline);
     int waitForPost(sem_t* sem, VirtualClock::Duration deadline);
 

@@ -24,11 +24,31 @@
 //   timer HZ                                  a signal for the application, that often; 0: no more
 //   timer-here HZ                             the same, and it interrupts the thread of the steps
 //   watch-port                                looks from now on who holds the receiver's port open
+//   clock SECONDS, clock-at UTC               sets the application's clock: so much ahead of the unit's, or
+//   to
+//                                             seconds since 1970. All printed times stay the unit's
+//   refuse threads|processes, allow ...       the system has none of these for the application until then
+//   descriptors BELOW [inherited]             opens descriptors until none below is free; without `inherited`
+//                                             a program that is started doesn't get them. 0 closes them
+//   descriptor-limit N                        the soft limit; gpsd and all that is started inherit it
+//   signals HZ                                signals that applications use for timers and notices, that
+//   often
+//                                             to each thread, with handlers; 0: no more
+//   ignore-children                           SIGCHLD is ignored
+//   fork WAY COUNT                            children that end by _exit, exit, exec, spawn or as a daemon,
+//   or
+//                                             try the adapter's readings or destroy it. A child of the
+//                                             child's, in a session of its own, is a daemon
+//   callback EVENT WHAT                       in the next call of this event: throw, a number of seconds to
+//                                             block, or one of the adapter's operations to call
+//   locale NAME                               for all categories, for C and C++
+//   held                                      prints how many descriptors, threads and children there are
 //   driver, destroy-driver                    a driver without an adapter, started
 //   poll SECONDS [QUIET]                      asks it at short intervals and prints each new answer; ends
 //                                             earlier when there was none for QUIET seconds
 
 #include <dirent.h>
+#include <locale.h>
 #include <malloc.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -45,15 +65,18 @@
 #include <functional>
 #include <iostream>
 #include <iterator>
+#include <locale>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "GPSAdapter.h"
+#include "ProcessFaults.h"
 
 namespace {
 
@@ -70,19 +93,23 @@ using Fields = std::map<std::string, std::string>;
 
 // --- Output ---------------------------------------------------------------------------------------------
 
-double unitTime() {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+using processfaults::unitTime;
+
+// Lines are read by programs, whatever locale the application has.
+locale_t classicNumbers() {
+    static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+    return classic;
 }
 
 std::string text(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string text(const char* format, ...) {
+    const locale_t before = uselocale(classicNumbers());
     char buffer[256];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(buffer, sizeof buffer, format, arguments);
     va_end(arguments);
+    uselocale(before);
     return buffer;
 }
 
@@ -156,6 +183,12 @@ public:
         taken_ = 0;
     }
 
+    // The next call of this event does this, on the library's thread.
+    void onNext(const std::string& name, const std::function<void()>& action) {
+        const std::lock_guard<std::mutex> hold(mutex_);
+        actions_[name] = action;
+    }
+
 private:
     static bool carries(const Fields& has, const Fields& wants) {
         for (const auto& want : wants) {
@@ -167,13 +200,20 @@ private:
     }
 
     unsigned int add(const std::string& name, const std::string& fields) {
-        const std::lock_guard<std::mutex> hold(mutex_);
-        print("event " + name + (fields.empty() ? "" : " ") + fields);
-        events_.emplace_back(name, fieldsOf(fields));
+        std::function<void()> action;
+        {
+            const std::lock_guard<std::mutex> hold(mutex_);
+            print("event " + name + (fields.empty() ? "" : " ") + fields);
+            events_.emplace_back(name, fieldsOf(fields));
+            action.swap(actions_[name]);
+        }
+        if (action)
+            action();
         return 0;
     }
 
     std::mutex mutex_;
+    std::map<std::string, std::function<void()>> actions_;
     std::vector<std::pair<std::string, Fields>> events_;
     std::size_t taken_ = 0;
 };
@@ -286,7 +326,7 @@ std::string resources() {
 
 double number(const std::string& word) {
     char* end = nullptr;
-    const double value = strtod(word.c_str(), &end);
+    const double value = strtod_l(word.c_str(), &end, classicNumbers());
     if (word.empty() || *end != '\0')
         fail("'" + word + "' is no number");
     return value;
@@ -369,6 +409,18 @@ private:
             {"timer", 1, &Probe::startTimer},
             {"timer-here", 1, &Probe::startTimer},
             {"watch-port", 0, &Probe::watchPort},
+            {"clock", 1, &Probe::setClock},
+            {"clock-at", 1, &Probe::setClock},
+            {"refuse", 1, &Probe::refuse},
+            {"allow", 1, &Probe::refuse},
+            {"descriptors", 1, &Probe::holdDescriptors},
+            {"descriptor-limit", 1, &Probe::limitDescriptors},
+            {"signals", 1, &Probe::sendSignals},
+            {"ignore-children", 0, &Probe::ignoreChildren},
+            {"fork", 2, &Probe::forkChildren},
+            {"callback", 2, &Probe::setCallback},
+            {"locale", 1, &Probe::setLocale},
+            {"held", 0, &Probe::printHeld},
             {"driver", 0, &Probe::startDriver},
             {"poll", 1, &Probe::pollDriver},
             {"destroy-driver", 0, &Probe::destroyDriver},
@@ -418,14 +470,16 @@ private:
         });
     }
 
-    void callAdapter(const Words& words) {
+    void callAdapter(const Words& words) { call(words[0]); }
+
+    void call(const std::string& name) {
         static const std::map<std::string, unsigned int (GPSAdapter::*)()> operations = {
             {"initialize", &GPSAdapter::Initialize},
             {"start", &GPSAdapter::Start},
             {"stop", &GPSAdapter::Stop},
             {"finalize", &GPSAdapter::Finalize}};
-        const auto operation = operations.at(words[0]);
-        timed(words[0], [&] { return (adapter().*operation)(); });
+        const auto operation = operations.at(name);
+        timed(name, [&] { return (adapter().*operation)(); });
     }
 
     void setParams(const Words& words) {
@@ -592,6 +646,85 @@ private:
 
     void watchPort(const Words&) { portWatch_.begin(); }
 
+    // --- What the process does to itself ---
+
+    static void setClock(double ahead) {
+        print(text("clock ahead=%.0f", ahead));
+        processfaults::shiftClock(static_cast<int64_t>(ahead));
+    }
+
+    void setClock(const Words& words) {
+        setClock(std::floor(number(words[1]) - (words[0] == "clock-at" ? unitTime() : 0)));
+    }
+
+    void refuse(const Words& words) {
+        const bool refused = words[0] == "refuse";
+        print(words[0] + " what=" + words[1]);
+        if (words[1] == "threads")
+            processfaults::refuseThreads(refused);
+        else if (words[1] == "processes")
+            processfaults::refuseProcesses(refused);
+        else
+            fail("refuses no " + words[1]);
+    }
+
+    void holdDescriptors(const Words& words) {
+        processfaults::holdDescriptors(static_cast<int>(number(words[1])), words.size() == 2);
+    }
+
+    void limitDescriptors(const Words& words) {
+        if (!processfaults::limitDescriptors(static_cast<unsigned int>(number(words[1]))))
+            fail("no such limit: " + words[1]);
+    }
+
+    void sendSignals(const Words& words) {
+        const double rate = number(words[1]) * unitSpeed();
+        if (rate > 0)
+            signals_.begin({SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGCHLD, SIGUSR1, SIGUSR2, SIGRTMIN + 1},
+                           rate);
+        else
+            print("signals " + signals_.end());
+    }
+
+    void ignoreChildren(const Words&) { signal(SIGCHLD, SIG_IGN); }
+
+    void forkChildren(const Words& words) {
+        int well = 0;
+        for (int i = static_cast<int>(number(words[2])); i > 0; --i)
+            well += forkChild(words[1]) ? 1 : 0;
+        print(text("forked well=%d", well));
+    }
+
+    bool forkChild(const std::string& way) {
+        if (way == "readings")
+            return processfaults::childComesBackFrom([this] { readings(); });
+        if (way == "destroy")
+            return processfaults::childComesBackFrom([this] { adapter_.reset(); });
+        return processfaults::forks(way);
+    }
+
+    void setCallback(const Words& words) {
+        events_.onNext(words[1], [this, what = words[2]] { misbehave(what); });
+    }
+
+    // On the library's thread, in a callback.
+    void misbehave(const std::string& what) {
+        print("misbehaves what=" + what);
+        if (what == "throw")
+            throw std::runtime_error("a callback's");
+        if (what == "readings")
+            readings();
+        else if (what == "stop")
+            call(what);
+        else
+            run({"run", what});
+        print("behaves what=" + what);
+    }
+
+    void setLocale(const Words& words) { std::locale::global(std::locale(words[1].c_str())); }
+
+    void printHeld(const Words&) { print("held " + processfaults::held()); }
+
     // --- A driver without an adapter ---
 
     void startDriver(const Words&) {
@@ -638,6 +771,7 @@ private:
     std::size_t geofences_ = 0;
     std::string lastAnswer_;
     bool missed_ = false;
+    processfaults::SignalStorm signals_;
     PortWatch portWatch_; // last: ends first
 };
 
