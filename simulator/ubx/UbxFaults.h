@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ struct UbxFaults {
     std::size_t faultEvery = 1; ///< drop and flip only in each n-th answer
     bool mixedBurst = false;    ///< sentences and acknowledgements between the frames of a database dump
     bool earlyAck = false;      ///< the acknowledgement of a database dump comes ahead of its frames
+
+    std::optional<uint8_t> refusedId; ///< CFG messages of this id are answered with ACK-NAK and not applied
 };
 
 /// One row per command; `words` holds name and arguments. `apply` returns a sentence where they are wrong.
