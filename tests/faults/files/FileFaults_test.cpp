@@ -77,7 +77,7 @@ struct Place {
     bool isWritten;
 };
 
-void PrintTo(const Place& place, std::ostream* stream) { *stream << place.target; }
+void PrintTo(const Place& place, std::ostream* stream) { *stream << place.name; }
 
 class LinkInPlaceOfTheFile : public FileFault, public testing::WithParamInterface<Place> {};
 

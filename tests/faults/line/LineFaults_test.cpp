@@ -96,7 +96,7 @@ struct Unheard {
     const char* row;
 };
 
-void PrintTo(const Unheard& unheard, std::ostream* stream) { *stream << unheard.receiver; }
+void PrintTo(const Unheard& unheard, std::ostream* stream) { *stream << unheard.name; }
 
 class UnheardReceiver : public LineFault, public testing::WithParamInterface<Unheard> {};
 
