@@ -30,6 +30,20 @@ Stream openFile(int flags, const char* mode) {
     return stream;
 }
 
+bool append(FILE* stream, const std::string& frames, uint32_t count) {
+    return fwrite(frames.data(), 1, frames.size(), stream) == frames.size() &&
+           fprintf(stream, "%06u", count) > 0;
+}
+
+/// The trailer first, at its place: in front of it zeros stand for what is not written yet, and the next
+/// start passes over them. The stream hands frames on in pieces, and a process that is killed between two of
+/// them would leave a file without its trailer.
+bool fill(FILE* stream, const std::string& frames, uint32_t count) {
+    return fseeko(stream, static_cast<off_t>(frames.size()), SEEK_SET) == 0 &&
+           fprintf(stream, "%06u", count) > 0 && fflush(stream) == 0 && fseeko(stream, 0, SEEK_SET) == 0 &&
+           fwrite(frames.data(), 1, frames.size(), stream) == frames.size();
+}
+
 /// The size in bytes, -1 for a file whose first byte can't be read.
 int64_t readableSize(FILE* stream) {
     struct stat status = {};
@@ -52,8 +66,7 @@ void DatabaseWriter::finish(const std::string& frames, uint32_t count) {
         return;
     // KEEP: written when the wait has ended, not as the frames come. Pinned by
     // DumpingWait.LeavesAnEmptyFileUntilItsEndSoThatALossOfPowerLeavesNoHalfDatabase
-    const bool written = fwrite(frames.data(), 1, frames.size(), stream_.get()) == frames.size() &&
-                         fprintf(stream_.get(), "%06u", count) > 0;
+    const bool written = emptied_ ? fill(stream_.get(), frames, count) : append(stream_.get(), frames, count);
     const bool closed = fclose(stream_.release()) == 0;
     if (emptied_ && !(written && closed))
         openFile(kEmptied, "wb");

@@ -38,6 +38,14 @@ std::string applyCount(uint32_t& target, const Words& words) {
 
 std::string applyRefuse(UbxFaults& faults, const Words& words) { return applyCount(faults.refusals, words); }
 
+std::string applyRefuseId(UbxFaults& faults, const Words& words) {
+    const Number id = numberAt(words, 1, 0, 255, std::nullopt);
+    if (words.size() != 2 || !id)
+        return wrongArguments(words, "a message's id from 0 to 255");
+    faults.refusedId = static_cast<uint8_t>(*id);
+    return "";
+}
+
 std::string applySilence(UbxFaults& faults, const Words& words) { return applyCount(faults.silences, words); }
 
 std::string applyLate(UbxFaults& faults, const Words& words) {
@@ -113,6 +121,7 @@ const std::vector<UbxFaultRow>& ubxFaultRows() {
         {"ubx-normal", "", "end all faults of the receiver's answers", applyNormal},
         {"ubx-refuse", "[COUNT]", "answer the next COUNT configuration messages (or all) with ACK-NAK",
          applyRefuse},
+        {"ubx-refuse-id", "ID", "answer configuration messages of this id with ACK-NAK", applyRefuseId},
         {"ubx-silence", "[COUNT]", "leave the next COUNT frames (or all) without an answer", applySilence},
         {"ubx-late", "MS", "answer MS milliseconds late", applyLate},
         {"ubx-old-speed", "", "acknowledge a change of speed at the speed before it", applyOldSpeed},
@@ -139,6 +148,7 @@ std::string describeFaults(const UbxFaults& faults) {
         text += present ? (text.empty() ? "" : ", ") + fault : "";
     };
     add(faults.refusals != 0, "refuse " + countText(faults.refusals));
+    add(faults.refusedId.has_value(), "refuse id " + std::to_string(faults.refusedId.value_or(0)));
     add(faults.silences != 0, "silence " + countText(faults.silences));
     add(faults.lateness.count() != 0, "late " + millisecondsText(faults.lateness));
     add(faults.oldSpeed, "old speed");

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ struct UbxFaults {
     bool noClosingAck = false;  ///< a database dump ends without its acknowledgement
     bool between = false;       ///< answers go between the sentences of an epoch
     bool earlyAck = false;      ///< the acknowledgement of a database dump comes ahead of its frames
+
+    std::optional<uint8_t> refusedId; ///< CFG messages of this id are answered with ACK-NAK and not applied
 };
 
 /// One row per command; `words` holds name and arguments. `apply` returns a sentence where they are wrong.

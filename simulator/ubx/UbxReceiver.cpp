@@ -231,7 +231,7 @@ std::string UbxReceiver::take(const UbxFrame& frame, TimePoint now, Reaction& re
 }
 
 std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction) {
-    if (faults_.refusals != 0) {
+    if (faults_.refusals != 0 || faults_.refusedId == frame.id) {
         useUp(faults_.refusals);
         acknowledge(frame, false, reaction, {});
         return ": ACK-NAK";

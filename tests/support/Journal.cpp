@@ -10,6 +10,8 @@ std::mutex& GroundLock::mutex() {
 }
 
 void Journal::add(const std::string& line) {
+    if (atEachLine)
+        atEachLine(line);
     const GroundLock lock;
     lines_.push_back(line);
 }

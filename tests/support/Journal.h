@@ -1,6 +1,7 @@
 #ifndef JOURNAL_H
 #define JOURNAL_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,9 @@ using Lines = std::vector<std::string>;
 class Journal {
 public:
     void add(const std::string& line);
+
+    /// Runs at each line, on the thread that does what it tells and before it is done.
+    std::function<void(const std::string& line)> atEachLine;
 
     Lines lines() const;
     /// The lines so far, which are forgotten.

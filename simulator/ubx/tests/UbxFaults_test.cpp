@@ -34,6 +34,16 @@ TEST_F(UbxFaultsTest, RefuseWithoutACountLastsUntilNormal) {
     EXPECT_EQ(setAntenna(), only(ack(ubx::kCfgAnt)));
 }
 
+TEST_F(UbxFaultsTest, RefuseIdHoldsForMessagesOfThisIdAlone) {
+    command({"ubx-refuse-id", "19"});
+    EXPECT_EQ(setAntenna(), only(nak(ubx::kCfgAnt)));
+    EXPECT_EQ(state("antenna_flags"), "0x001f");
+    acknowledgeAiding();
+    EXPECT_EQ(state("ack_aiding"), "on");
+    EXPECT_EQ(state("ubx_faults"), "refuse id 19");
+    EXPECT_EQ(rejection({"ubx-refuse-id", "256"}), "ubx-refuse-id takes a message's id from 0 to 255.");
+}
+
 TEST_F(UbxFaultsTest, SilenceObeysWithoutAnswering) {
     command({"ubx-silence", "1"});
     EXPECT_TRUE(setAntenna().empty());

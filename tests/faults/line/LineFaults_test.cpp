@@ -1,0 +1,377 @@
+// The receiver and its line as a vehicle treats them, on the virtual unit with the real gpsd.
+
+#include <sys/stat.h>
+
+#include "ReceiverOnUnit.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+namespace {
+
+class LineFault : public ReceiverOnUnit {
+protected:
+    void expectResultsOfZero() const {
+        for (const char* step : {"initialize", "start", "stop", "finalize"})
+            EXPECT_EQ(unit.line("end", step).text("rc"), "0x00000000") << step;
+    }
+
+    /// What was sent with the first construction, and what became of it.
+    std::vector<std::string> firstCommands() const {
+        std::vector<std::string> texts;
+        for (const ReceiverLine& line : unit.receiverLog())
+            if (line.t < unit.line("end", "construct").t && line.text.find("reset line") != 0)
+                texts.push_back(line.text);
+        return texts;
+    }
+
+    /// How often the steps' output has this line.
+    double outputs(const std::string& text) const {
+        const std::vector<std::string> lines = unit.output();
+        return static_cast<double>(std::count(lines.begin(), lines.end(), text));
+    }
+
+    double endOfFault() const { return unit.lines("write").back().t; }
+};
+
+// --- A receiver that says nothing -----------------------------------------------------------------------
+
+// It hears and obeys, its answers and sentences don't come.
+TEST_F(LineFault, SilenceFromPowerUpCostsTwoWaitsAndEndsWithTheFirstSentences) {
+    unit.receiver("--ttff 2 --burst --command silence");
+    serve({"state", "run 15", control("clear"), "until position 1 60"});
+    expectWaits(2);
+    expectResultsOfZero();
+    EXPECT_EQ(acknowledgedAtTheStart(), 0);
+    EXPECT_THAT(firstCommands(), SizeIs(5)) << "none is sent twice";
+    expectConfigured(unit.receiverStates().at(0));
+    EXPECT_EQ(eventsBetween("position", 0, endOfFault()), 0u);
+    faultFigure("line.silent-from-power-up", "construction_s", construction());
+    faultFigure("line.silent-from-power-up", "recovery_s", untilPositionFrom(endOfFault()));
+}
+
+// The watchdog's restart finds it silent too; it speaks again while each command is waited for.
+TEST_F(LineFault, SilenceInServiceLeadsToARestartThatFindsTheReceiverAgain) {
+    unit.receiver("--ttff 2 --burst");
+    serve({"until position 1 60", control("silence"), "until-state resets=2 90", control("clear"), "forget",
+           "until position 1 60", "state"});
+    EXPECT_THAT(unit.logged(3, "11 cycles without any data reception have been detected"), SizeIs(1));
+    EXPECT_THAT(unit.logged(3, "GPSD does not provide any data - restarting GPSD"), SizeIs(1));
+    expectConfigured(unit.receiverStates().at(0));
+    expectResultsOfZero();
+    EXPECT_NE(dump(), "000000");
+    faultFigure("line.silent-later", "recovery_s", untilPositionFrom(endOfFault()));
+    faultFigure("line.silent-later", "until_restart_s",
+                unit.logged(3, "GPSD does not provide any data - restarting GPSD").at(0).t -
+                    unit.lines("write").front().t);
+}
+
+TEST_F(LineFault, SilenceAtTheEndCostsAWaitAndTheSavedDatabase) {
+    unit.receiver("--burst --command nofix");
+    unit.probe({"construct", control("database 20"), "run 1", "destroy",
+                "shell tail -c 6 /data/NavigationDatabaseDump; echo", "construct", control("silence"),
+                "destroy"});
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_THAT(unit.output(), ElementsAre("000020")) << "what was saved before";
+    EXPECT_EQ(restored().used, 20);
+    EXPECT_GE(secondsOf("destroy", 1), kLeastWait);
+    EXPECT_EQ(dump(), "000000");
+    faultFigure("line.silent-at-the-end", "destruction_s", secondsOf("destroy", 1));
+}
+
+// Power comes back at the factory's speed, while gpsd listens at the service's.
+TEST_F(LineFault, UnpluggedAndPluggedInAgainTheReceiverIsServedAgain) {
+    unit.receiver("--ttff 2 --burst");
+    serve({"until position 1 60", control("silence"), "run 20", control("powercycle"), control("clear"),
+           "forget", "until position 1 150"});
+    expectResultsOfZero();
+    EXPECT_THAT(dump(), testing::Not(testing::AnyOf("", "000000")));
+    faultFigure("line.unplugged", "recovery_s", untilPositionFrom(endOfFault()));
+}
+
+// --- A receiver that can't be configured ----------------------------------------------------------------
+
+struct Unheard {
+    const char* name;
+    const char* receiver;
+    const char* baud; // it stays there
+    const char* row;
+};
+
+void PrintTo(const Unheard& unheard, std::ostream* stream) { *stream << unheard.name; }
+
+class UnheardReceiver : public LineFault, public testing::WithParamInterface<Unheard> {};
+
+// The port command is lost, and the others are sent at a speed that the receiver does not have.
+TEST_P(UnheardReceiver, StaysAsItIsAndCostsTwoWaits) {
+    writeDump("000000");
+    unit.receiver(std::string("--burst ") + GetParam().receiver);
+    unit.probe({"construct", "state", "initialize", "start", "stop", "finalize", "destroy"});
+    EXPECT_EQ(unit.status(), 0);
+    expectWaits(2);
+    expectResultsOfZero();
+    VirtualUnitRun::Fields state = unit.receiverStates().at(0);
+    EXPECT_THAT(state, testing::Contains(Pair("baud", GetParam().baud)));
+    EXPECT_EQ(state["frames_received"], "0");
+    EXPECT_EQ(state["antenna_flags"], "0x001f");
+    EXPECT_EQ(dump(), "000000");
+    faultFigure(GetParam().row, "construction_s", construction());
+}
+
+INSTANTIATE_TEST_SUITE_P(Fault, UnheardReceiver,
+                         testing::Values(Unheard{"deaf", "--deaf 3", "9600", "line.deaf-after-reset"},
+                                         Unheard{"speed", "--baud 38400", "38400", "line.wrong-speed"}),
+                         [](const auto& unheard) { return unheard.param.name; });
+
+struct Refused {
+    const char* name;
+    const char* id;
+    VirtualUnitRun::Fields factory; // what the receiver keeps of its settings
+};
+
+void PrintTo(const Refused& refused, std::ostream* stream) { *stream << refused.name; }
+
+class RefusedCommand : public LineFault, public testing::WithParamInterface<Refused> {};
+
+TEST_P(RefusedCommand, CostsAWaitAndLeavesThatSettingAlone) {
+    unit.receiver(std::string("--ttff 2 --burst --command 'ubx-refuse-id ") + GetParam().id + "'");
+    serveWith({"state"}, {"until position 1 60"});
+    expectWaits(1);
+    expectResultsOfZero();
+    EXPECT_EQ(acknowledgedAtTheStart(), 4);
+    EXPECT_THAT(firstCommands(), SizeIs(5));
+    EXPECT_THAT(unit.logged(6, kAllAcknowledged), IsEmpty());
+    VirtualUnitRun::Fields expected = kConfiguredState;
+    for (const auto& setting : GetParam().factory)
+        expected[setting.first] = setting.second;
+    EXPECT_THAT(unit.receiverStates().at(0), testing::IsSupersetOf(expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Command, RefusedCommand,
+    testing::Values(Refused{"Nmea", "23", {{"nmea_version", "4.0"}, {"sv_numbering", "strict"}}},
+                    Refused{"Gnss", "62", {{"gnss", "GPS+SBAS+QZSS+GLONASS"}}},
+                    Refused{"Navx5", "35", {{"ack_aiding", "off"}}},
+                    Refused{"Antenna", "19", {{"antenna_flags", "0x001f"}}}),
+    [](const auto& refused) { return refused.param.name; });
+
+TEST_F(LineFault, ARefusedPortCommandCostsTwoWaitsAndLeavesEverySettingAlone) {
+    unit.receiver("--burst --command 'ubx-refuse-id 0'");
+    unit.probe({"construct", "state", "initialize", "start", "stop", "finalize", "destroy"});
+    EXPECT_EQ(unit.status(), 0);
+    expectWaits(2);
+    expectResultsOfZero();
+    VirtualUnitRun::Fields state = unit.receiverStates().at(0);
+    EXPECT_EQ(state["naks_sent"], "1");
+    EXPECT_EQ(state["acks_sent"], "0");
+    EXPECT_EQ(state["baud"], "9600");
+    EXPECT_EQ(state["antenna_flags"], "0x001f");
+}
+
+// The first wait misses its answer, which comes into the second. Those of the other commands come when
+// nobody waits any more.
+TEST_F(LineFault, AnswersThatComeBehindTheirWaitCountInTheNextOne) {
+    unit.receiver("--ttff 2 --burst --command 'ubx-late 7000'");
+    serveWith({"state", control("ubx-normal")}, {"until position 1 60"});
+    expectWaits(2);
+    EXPECT_EQ(acknowledgedAtTheStart(), 1);
+    expectConfigured(unit.receiverStates().at(0));
+    expectResultsOfZero();
+    faultFigure("line.later-than-a-wait", "construction_s", construction());
+}
+
+// --- Rubbish --------------------------------------------------------------------------------------------
+
+TEST_F(LineFault, RubbishHidesNoAnswerAndTheFixComesWithTheFirstSentences) {
+    unit.receiver("--ttff 2 --burst --command garbage");
+    serve({"run 10", control("clear"), "until position 1 60", "state"});
+    expectWaits(0);
+    EXPECT_EQ(acknowledgedAtTheStart(), 5);
+    EXPECT_EQ(eventsBetween("position", 0, endOfFault()), 0u);
+    expectConfigured(unit.receiverStates().at(0));
+    faultFigure("line.rubbish", "recovery_s", untilPositionFrom(endOfFault()));
+}
+
+// Ten epochs of random bytes a second: at 115200 baud the line hardly rests.
+TEST_F(LineFault, AFloodHidesNoAnswer) {
+    unit.receiver("--ttff 2 --burst --command garbage --command 'hz 10'");
+    serve({"state", "run 10", "state", control("hz 0"), control("clear"), "until position 1 60"});
+    expectWaits(0);
+    EXPECT_EQ(acknowledgedAtTheStart(), 5);
+    const auto states = unit.receiverStates();
+    const auto field = [&](std::size_t i, const char* name) { return std::stod(states.at(i).at(name)); };
+    faultFigure("line.flood", "bytes_per_s",
+                (field(1, "bytes_to_host") - field(0, "bytes_to_host")) /
+                    (field(1, "uptime_s") - field(0, "uptime_s")));
+    faultFigure("line.flood", "recovery_s", untilPositionFrom(endOfFault()));
+}
+
+// --- The reset line -------------------------------------------------------------------------------------
+
+struct ResetLine {
+    const char* name;
+    const char* command; // that breaks it
+};
+
+void PrintTo(const ResetLine& line, std::ostream* stream) { *stream << line.name; }
+
+class BrokenResetLine : public LineFault, public testing::WithParamInterface<ResetLine> {};
+
+// The receiver keeps its speed and settings. The port command at the other speed is lost on it, and what
+// comes behind that at the service's speed is heard.
+TEST_P(BrokenResetLine, LeavesTheReceiverAtItsSpeedAndCostsTwoWaits) {
+    unit.receiver("--ttff 2 --burst");
+    unit.probe({"construct", "destroy", std::string("shell ") + GetParam().command, "construct", "state",
+                "initialize", "start", "until position 1 60", "stop", "finalize", "destroy"});
+    EXPECT_EQ(unit.status(), 0);
+    expectWaits(0, 0);
+    expectWaits(2, 1);
+    EXPECT_EQ(acknowledgedAtTheStart(1), 4);
+    EXPECT_EQ(unit.receiverStates().at(0).at("resets"), "1");
+    expectConfigured(unit.receiverStates().at(0));
+    faultFigure(std::string("line.reset-line-") + GetParam().name, "construction_s", construction(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Fault, BrokenResetLine,
+                         testing::Values(ResetLine{"missing", "rm -r /sys/class/gpio/gpio93"},
+                                         ResetLine{"readonly", "ln -sf /proc/sys/kernel/ostype "
+                                                               "/sys/class/gpio/gpio93/value"}),
+                         [](const auto& line) { return line.param.name; });
+
+// --- stty -----------------------------------------------------------------------------------------------
+
+class Stty : public LineFault {
+protected:
+    /// Puts an stty of this content ahead of the real one, which it reaches by "real", and runs the probe.
+    /// `$n` is the number of the try, `$3` the speed. The last try is the shut-down's.
+    void probeWith(const std::string& content, const std::string& steps) {
+        writeProgram("#!/bin/sh\nn=$(($(cat /data/tries 2>/dev/null) + 1)); echo $n >/data/tries\n"
+                     "real() { PATH=${PATH#*:}; exec stty \"$@\"; }\n" +
+                     content + "\nreal \"$@\"\n");
+        unit.script("PATH=/data/bin:$PATH; exec \"$0\" " + steps);
+    }
+
+    int tries() const {
+        int count = 0;
+        std::ifstream(unit.dataFolder() + "/tries") >> count;
+        return count;
+    }
+
+private:
+    void writeProgram(const std::string& content) const {
+        const std::string folder = unit.dataFolder() + "/bin";
+        mkdir(folder.c_str(), 0755);
+        std::ofstream(folder + "/stty") << content;
+        chmod((folder + "/stty").c_str(), 0755);
+    }
+};
+
+constexpr char kStartAndState[] = R"(construct "until-state antenna_flags=0x0001 10" state)";
+
+TEST_F(Stty, ThatFailsOnceIsTriedAgainAtOnce) {
+    unit.receiver("--burst");
+    probeWith("test $n -gt 1 || exit 1", kStartAndState);
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_EQ(tries(), 2 + 1 + 1);
+    expectWaits(0);
+    EXPECT_EQ(unit.receiverStates().at(0).at("resets"), "1");
+    expectConfigured(unit.receiverStates().at(0));
+}
+
+TEST_F(Stty, ThatFailsTwiceHasTheReceiverResetOnceMore) {
+    unit.receiver("--burst");
+    probeWith("test $n -gt 2 || exit 1", kStartAndState);
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_EQ(tries(), 3 + 1 + 1);
+    EXPECT_GE(construction(), 1 + 2);
+    EXPECT_EQ(unit.receiverStates().at(0).at("resets"), "2");
+    EXPECT_EQ(acknowledgedAtTheStart(), 5);
+    expectConfigured(unit.receiverStates().at(0));
+    faultFigure("line.stty-fails-twice", "construction_s", construction());
+}
+
+TEST_F(Stty, ThatAlwaysFailsEndsTheProcessWithoutAWord) {
+    unit.receiver("--burst");
+    probeWith("exit 1", "construct");
+    EXPECT_EQ(unit.status(), 255);
+    EXPECT_EQ(tries(), 4);
+    EXPECT_THAT(unit.log(), IsEmpty());
+    EXPECT_THAT(unit.receiverLog("reset line pulsed"), SizeIs(2));
+    EXPECT_THAT(unit.receiverLog("CFG-"), IsEmpty());
+}
+
+// The limit of a second is the host's: on the unit's clock a try takes as much longer as that is faster.
+TEST_F(Stty, ThatHangsIsEndedByItsLimitAndCountsAsFailed) {
+    unit.receiver("--burst");
+    probeWith("test $n -gt 1 || exec sleep 1000", kStartAndState);
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_EQ(tries(), 2 + 1 + 1);
+    EXPECT_EQ(unit.receiverStates().at(0).at("resets"), "1");
+    EXPECT_EQ(acknowledgedAtTheStart(), 5);
+    expectConfigured(unit.receiverStates().at(0));
+}
+
+TEST_F(Stty, ThatAlwaysHangsEndsTheProcess) {
+    unit.receiver("--burst");
+    probeWith("exec sleep 1000", "construct");
+    EXPECT_EQ(unit.status(), 255);
+    EXPECT_EQ(tries(), 4);
+    EXPECT_THAT(unit.log(), IsEmpty());
+}
+
+// The line stays at 9600 baud, where the answers at 115200 are rubbish. Unless gpsd finds the speed by
+// itself, the watchdog's restart sets it.
+TEST_F(Stty, ThatFailsAtTheServicesSpeedIsTriedThreeTimesAndTheServiceGoesOn) {
+    unit.receiver("--ttff 2 --burst");
+    probeWith(
+        "test $3 != 115200 || test $n -gt 4 || exit 1",
+        R"(construct "shell cat /data/tries" state initialize start "until position 1 150" stop finalize destroy)");
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_THAT(unit.output(), ElementsAre("4"));
+    EXPECT_GE(construction(), 1 + 3 + 2 * kLeastWait);
+    EXPECT_EQ(acknowledgedAtTheStart(), 0);
+    EXPECT_EQ(unit.receiverStates().at(0).at("baud"), "115200");
+    expectResultsOfZero();
+    faultFigure("line.stty-fails-at-service-speed", "construction_s", construction());
+    faultFigure("line.stty-fails-at-service-speed", "recovery_s",
+                untilPositionFrom(unit.line("end", "construct").t));
+}
+
+// --- The port -------------------------------------------------------------------------------------------
+
+// A command's output makes a file where the device was. The restart that finds the device again mends all.
+TEST_F(LineFault, APortThatIsGoneDuringARestartComesBackWithTheNextOne) {
+    unit.receiver("--ttff 2 --burst");
+    serve({"until position 1 60", "shell mv /dev/ttymxc1 /dev/away; kill -9 $(pidof gpsd)", "run 25",
+           "shell test -f /dev/ttymxc1 && ! test -h /dev/ttymxc1 && echo a file",
+           "shell rm -f /dev/ttymxc1; mv /dev/away /dev/ttymxc1", "forget", "until position 1 150", "state"});
+    EXPECT_THAT(unit.logged(2, "UBXConfig: Serial port cannot be opened for reading"), SizeIs(1));
+    EXPECT_THAT(unit.logged(3, "GPSD does not provide any data - restarting GPSD"), SizeIs(2));
+    EXPECT_THAT(unit.output(), ElementsAre("a file"));
+    expectConfigured(unit.receiverStates().at(0));
+    expectResultsOfZero();
+    faultFigure("line.port-gone", "recovery_s", untilPositionFrom(unit.lines("end", "shell").back().t));
+}
+
+// --- Stopped soon ---------------------------------------------------------------------------------------
+
+// gpsd hunts for the speed in its first seconds: where it is killed in between, the poll meets a line at
+// another speed. The file is whole or says that there is nothing, and the next start is as any.
+TEST_F(LineFault, StoppedWithinTwoSecondsOfInitializeTheDatabaseIsWholeOrEmpty) {
+    unit.receiver("--burst --command nofix --command 'database 20'");
+    unit.script(R"(for seconds in 0.3 0.8 1.3 1.8; do
+            "$0" construct "write /run/unit/receiver.control database 20" "run 1" initialize "run $seconds" finalize \
+                destroy "shell tail -c 6 /data/NavigationDatabaseDump; echo"
+        done
+        "$0" construct "until-state antenna_flags=0x0001 10" state)");
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_EQ(outputs("000000") + outputs("000020"), 4);
+    for (std::size_t start = 0; start < 5; ++start)
+        EXPECT_EQ(acknowledgedAtTheStart(start), 5) << start;
+    expectConfigured(unit.receiverStates().at(0));
+    faultFigure("line.stopped-soon", "databases_lost_of_4", outputs("000000"));
+}
+
+} // namespace
