@@ -21,10 +21,9 @@ namespace {
 constexpr int kRounds = 1000;
 constexpr char kRestarting[] = "GPSD does not provide any data - restarting GPSD";
 
-/// How many entries a folder of /proc/self has: open descriptors, or threads.
-std::size_t entriesOf(const char* folder) {
+std::size_t openDescriptors() {
     const GroundMemory ground;
-    DIR* const entries = opendir(folder);
+    DIR* const entries = opendir("/proc/self/fd");
     std::size_t count = 0;
     while (readdir(entries) != nullptr)
         ++count;
@@ -81,13 +80,13 @@ protected:
 
 TEST_F(LifeCycles, AThousandTimesHoldNoMemoryDescriptorOrProcess) {
     round(); // what is made once and kept is made now
-    const std::size_t descriptors = entriesOf("/proc/self/fd");
+    const std::size_t descriptors = openDescriptors();
     const MemoryWatch memory;
     for (int i = 1; i < kRounds && !HasFailure(); ++i)
         round();
     tzset(); // the C library holds one copy of the time zone's name, taken anew each time
     EXPECT_LE(memory.blocks(), 1u);
-    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
+    EXPECT_EQ(openDescriptors(), descriptors);
     for (std::size_t i = 0; i < unit.threads.count(); ++i)
         ASSERT_TRUE(unit.threads.at(i).joined) << i;
     EXPECT_EQ(unit.threads.count(), 2u * kRounds);
@@ -100,10 +99,7 @@ TEST_F(LifeCycles, AThousandTimesHoldNoMemoryDescriptorOrProcess) {
 
 class Lives : public UnitTest {
 protected:
-    Lives() {
-        unit.useRealThreads();
-        threads_ = entriesOf("/proc/self/task");
-    }
+    Lives() { unit.useRealThreads(); }
 
     void construct() { adapter = std::make_unique<GPSAdapter>(nullptr); }
     void initialize() { EXPECT_EQ(adapter->Initialize(), 0u); }
@@ -122,7 +118,8 @@ protected:
     /// Destroyed, and then nothing of it is there any more.
     void destroy() {
         adapter.reset();
-        EXPECT_EQ(entriesOf("/proc/self/task"), threads_);
+        for (; joined_ < unit.threads.count(); ++joined_)
+            EXPECT_TRUE(unit.threads.at(joined_).joined) << "thread " << joined_;
         EXPECT_FALSE(unit.gpsd.isOpen());
         EXPECT_FALSE(unit.port.isOpen());
         EXPECT_FALSE(unit.shell.daemon.running) << "gpsd is ended";
@@ -134,7 +131,7 @@ protected:
     std::unique_ptr<GPSAdapter> adapter;
 
 private:
-    std::size_t threads_;
+    std::size_t joined_ = 0;
 };
 
 TEST_F(Lives, AThousandTimesLeaveNoThread) {
@@ -149,6 +146,7 @@ TEST_F(Lives, AThousandTimesLeaveNoThread) {
     }
     EXPECT_EQ(unit.gpsd.opens(), kRounds);
     EXPECT_EQ(unit.gpsd.closes(), kRounds);
+    EXPECT_EQ(unit.threads.count(), 2u * kRounds);
     destroy();
     faultFigure("use.thousand-threads", "leaked_threads", 0);
 }

@@ -45,6 +45,7 @@ namespace {
 constexpr int kExitMissed = 1;
 constexpr int kExitUsage = 2;
 constexpr double kFixWithinSeconds = 60;
+constexpr double kFixAfterADuelWithinSeconds = 200; // a restart under way, eleven waits of 5 s, another restart
 constexpr useconds_t kLookPeriodUs = 50000;
 constexpr double kKillPeriodSeconds = 9;
 
@@ -261,6 +262,7 @@ long residentKib() {
 }
 
 void printHeld(const char* when) {
+    runFor(1); // a thread that was joined may be listed for a moment still
     const auto memory = mallinfo2();
     print("held %s bytes=%zu resident_kib=%ld descriptors=%d threads=%d processes=%d", when,
           memory.uordblks + memory.hblkhd, residentKib(), entriesOf("/proc/self/fd"),
@@ -301,7 +303,7 @@ void serveTwice(double seconds) {
     runFor(seconds);
     second.reset();
     print("second destroyed=1");
-    awaitFix(first, "alone-again");
+    awaitFix(first, "alone-again", kFixAfterADuelWithinSeconds);
     print("first stop=0x%08X", first.Stop());
 }
 
