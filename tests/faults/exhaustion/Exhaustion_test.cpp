@@ -214,7 +214,7 @@ private:
 
 // --- Construction, with a database to be restored -------------------------------------------------------
 
-class Restore : public Exhaustion {
+class ExhaustedRestore : public Exhaustion {
 protected:
     /// Nothing is constructed yet; afterwards the next construction succeeds.
     Trial trial() {
@@ -248,13 +248,13 @@ protected:
     int thrown = 0;
 };
 
-TEST_F(Restore, ThrowsOrGoesOnWithoutItsNthMemoryAndLeavesNothing) {
+TEST_F(ExhaustedRestore, ThrowsOrGoesOnWithoutItsNthMemoryAndLeavesNothing) {
     const std::size_t wishes = withoutEach(Resource::Memory, trial());
     EXPECT_GE(wishes, 50u);
     noteFigures("exhaustion.restore-memory", wishes);
 }
 
-TEST_F(Restore, GoesOnWithoutItsNthOpenFile) {
+TEST_F(ExhaustedRestore, GoesOnWithoutItsNthOpenFile) {
     EXPECT_EQ(withoutEach(Resource::Opens, trial()), 2u); // the port and the database
     EXPECT_EQ(thrown, 0);
     noteFigures("exhaustion.restore-open", 2);
@@ -265,7 +265,7 @@ TEST_F(Restore, GoesOnWithoutItsNthOpenFile) {
 constexpr std::size_t kConstructionsProcesses = 11;
 constexpr std::size_t kFirstStty = 4;
 
-TEST_F(Restore, GoesOnWithoutItsNthProcess) {
+TEST_F(ExhaustedRestore, GoesOnWithoutItsNthProcess) {
     std::size_t n = 1;
     while (life(trial(), Resource::Processes, n, 1))
         ++n;
@@ -277,44 +277,44 @@ TEST_F(Restore, GoesOnWithoutItsNthProcess) {
     noteFigures("exhaustion.restore-process", n - 1);
 }
 
-TEST_F(Restore, EndsTheProcessWithoutAnyLine) {
+TEST_F(ExhaustedRestore, EndsTheProcessWithoutAnyLine) {
     for (std::size_t n = 1; n <= kFirstStty; ++n)
         EXPECT_EXIT(life(trial(), Resource::Processes, n, kForever), ::testing::ExitedWithCode(255),
                     "system .*stty")
             << n;
 }
 
-TEST_F(Restore, WritesNothing) { EXPECT_EQ(withoutEach(Resource::Writes, trial()), 0u); }
+TEST_F(ExhaustedRestore, WritesNothing) { EXPECT_EQ(withoutEach(Resource::Writes, trial()), 0u); }
 
 // --- Start ----------------------------------------------------------------------------------------------
 
-class Start : public Exhaustion {
+class ExhaustedStart : public Exhaustion {
 protected:
     Trial trial() {
         return {[this] { constructed(); }, [this] { start(); }, [this] { expectRestart(); }};
     }
 };
 
-TEST_F(Start, GoesOnWithoutItsNthMemory) {
+TEST_F(ExhaustedStart, GoesOnWithoutItsNthMemory) {
     const std::size_t wishes = withoutEach(Resource::Memory, trial());
     EXPECT_GE(wishes, 1u);
     noteFigures("exhaustion.start-memory", wishes);
 }
 
-TEST_F(Start, GoesOnWithoutItsNthProcess) {
+TEST_F(ExhaustedStart, GoesOnWithoutItsNthProcess) {
     const std::size_t wishes = withoutEach(Resource::Processes, trial());
     EXPECT_EQ(wishes, 4u); // two looks for gpsd, its start, a look for it
     noteFigures("exhaustion.start-process", wishes);
 }
 
-TEST_F(Start, OpensAndWritesNothing) {
+TEST_F(ExhaustedStart, OpensAndWritesNothing) {
     for (const Resource resource : {Resource::Opens, Resource::Writes})
         EXPECT_EQ(withoutEach(resource, trial()), 0u);
 }
 
 // --- A cycle of the updates -----------------------------------------------------------------------------
 
-class UpdateCycle : public Exhaustion {
+class ExhaustedUpdate : public Exhaustion {
 protected:
     Trial trial() {
         return {[this] { started(); }, [this] { update(); }, [this] { expectNextCycle(); }};
@@ -331,65 +331,65 @@ protected:
     }
 };
 
-TEST_F(UpdateCycle, GoesOnWithoutItsNthMemory) {
+TEST_F(ExhaustedUpdate, GoesOnWithoutItsNthMemory) {
     const std::size_t wishes = withoutEach(Resource::Memory, trial());
     EXPECT_GE(wishes, 10u);
     noteFigures("exhaustion.update-memory", wishes);
 }
 
-TEST_F(UpdateCycle, OpensStartsAndWritesNothing) {
+TEST_F(ExhaustedUpdate, OpensStartsAndWritesNothing) {
     for (const Resource resource : {Resource::Opens, Resource::Processes, Resource::Writes})
         EXPECT_EQ(withoutEach(resource, trial()), 0u);
 }
 
-class UpdateThatRestarts : public Exhaustion {
+class ExhaustedRestart : public Exhaustion {
 protected:
     Trial trial() {
         return {[this] { silent(); }, [this] { update(); }, [this] { expectRestart(); }};
     }
 };
 
-TEST_F(UpdateThatRestarts, GoesOnWithoutItsNthMemory) {
+TEST_F(ExhaustedRestart, GoesOnWithoutItsNthMemory) {
     const std::size_t wishes = withoutEach(Resource::Memory, trial());
     EXPECT_GE(wishes, 20u);
     noteFigures("exhaustion.update-restart-memory", wishes);
 }
 
-TEST_F(UpdateThatRestarts, GoesOnWithoutItsNthProcess) {
+TEST_F(ExhaustedRestart, GoesOnWithoutItsNthProcess) {
     const std::size_t wishes = withoutEach(Resource::Processes, trial());
     EXPECT_EQ(wishes,
               17u); // gpsd ended, line and receiver reset, five frames and the restored one, gpsd started
     noteFigures("exhaustion.update-restart-process", wishes);
 }
 
-TEST_F(UpdateThatRestarts, GoesOnWithoutThePort) {
+TEST_F(ExhaustedRestart, GoesOnWithoutThePort) {
     EXPECT_EQ(withoutEach(Resource::Opens, trial()), 1u);
     noteFigures("exhaustion.update-restart-open", 1);
 }
 
 // --- Stop -----------------------------------------------------------------------------------------------
 
-class Stop : public Exhaustion {
+class ExhaustedStop : public Exhaustion {
 protected:
     Trial trial() {
         return {[this] { started(); }, [this] { stop(); }, [this] { expectRestart(); }};
     }
 };
 
-TEST_F(Stop, GoesOnWithoutItsNthProcess) {
+TEST_F(ExhaustedStop, GoesOnWithoutItsNthProcess) {
     const std::size_t wishes = withoutEach(Resource::Processes, trial());
     EXPECT_EQ(wishes, 3u); // a look for gpsd, its end, a look for it
     noteFigures("exhaustion.stop-process", wishes);
 }
 
-TEST_F(Stop, NeedsNoMemoryOpensAndWritesNothing) {
+TEST_F(ExhaustedStop, NeedsNoMemoryOpensAndWritesNothing) {
     for (const Resource resource : {Resource::Memory, Resource::Opens, Resource::Writes})
         EXPECT_EQ(withoutEach(resource, trial()), 0u);
 }
 
 // --- Destruction, which saves the database --------------------------------------------------------------
 
-class Dump : public Exhaustion {
+class ExhaustedDump : public Exhaustion {
 protected:
     Trial trial() {
         return {[this] { constructed(); }, [this] { destroy(); }, [this] { expectNextDump(); }};
@@ -406,25 +406,25 @@ protected:
     }
 };
 
-TEST_F(Dump, LeavesAWholeFileOrNoneWithoutItsNthMemory) {
+TEST_F(ExhaustedDump, LeavesAWholeFileOrNoneWithoutItsNthMemory) {
     const std::size_t wishes = withoutEach(Resource::Memory, trial());
     EXPECT_GE(wishes, 10u);
     noteFigures("exhaustion.dump-memory", wishes);
 }
 
-TEST_F(Dump, LeavesAWholeFileOrNoneWithoutItsNthOpenFile) {
+TEST_F(ExhaustedDump, LeavesAWholeFileOrNoneWithoutItsNthOpenFile) {
     EXPECT_EQ(withoutEach(Resource::Opens, trial()),
               2u); // the port and the file; a second try at the file alone
     noteFigures("exhaustion.dump-open", 2);
 }
 
-TEST_F(Dump, LeavesAWholeFileOrNoneWithoutItsNthProcess) {
+TEST_F(ExhaustedDump, LeavesAWholeFileOrNoneWithoutItsNthProcess) {
     const std::size_t wishes = withoutEach(Resource::Processes, trial());
     EXPECT_EQ(wishes, 4u); // two looks for gpsd, the poll, the line's speed
     noteFigures("exhaustion.dump-process", wishes);
 }
 
-TEST_F(Dump, LeavesAWholeFileOrAnEmptyOneWithoutItsNthWrite) {
+TEST_F(ExhaustedDump, LeavesAWholeFileOrAnEmptyOneWithoutItsNthWrite) {
     EXPECT_EQ(withoutEach(Resource::Writes, trial()), 3u); // frames, trailer, the rest of both
     noteFigures("exhaustion.dump-write", 3);
 }

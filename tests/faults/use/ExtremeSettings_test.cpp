@@ -132,7 +132,7 @@ TEST_F(ExtremeSettings, AreChangedTenThousandTimesUnderTheWorker) {
         look();
         change();
     };
-    runUntil([&changes, this] { return ++changes >= kChanges || HasFailure(); });
+    runUntil([&changes] { return ++changes >= kChanges || HasFailure(); });
     EXPECT_EQ(changes, kChanges);
     expectEveryEvent();
     faultFigure("use.extreme-settings", "changes", changes);

@@ -45,7 +45,8 @@ namespace {
 constexpr int kExitMissed = 1;
 constexpr int kExitUsage = 2;
 constexpr double kFixWithinSeconds = 60;
-constexpr double kFixAfterADuelWithinSeconds = 200; // a restart under way, eleven waits of 5 s, another restart
+constexpr double kFixAfterADuelWithinSeconds =
+    200; // a restart under way, eleven waits of 5 s, another restart
 constexpr useconds_t kLookPeriodUs = 50000;
 constexpr double kKillPeriodSeconds = 9;
 
