@@ -1,4 +1,4 @@
-// unit_use threads SECONDS | rounds COUNT | two-at-once SECONDS
+// unit_use threads SECONDS | rounds COUNT | two-at-once SECONDS | serve SECONDS
 //
 // An application that uses the library hard, on the unit. It prints lines as unit_probe does, with the unit's
 // time.
@@ -10,6 +10,7 @@
 //   finalising;
 //                         "held" lines tell what the process holds after the first rounds and in the end
 //   two-at-once SECONDS   two adapters that serve at once for so long; then the second one is destroyed
+//   serve SECONDS         serves for so long, and then waits for a new fix
 //
 // By hand, for minutes, under ThreadSanitizer (times are the unit's):
 //
@@ -97,13 +98,14 @@ GPSReadings readingsOf(GPSAdapter& adapter) {
     return readings;
 }
 
-/// Waits for a fix that is newer than what was there.
+/// Waits for a fix that the receiver made later than the one that is there. The tick doesn't tell: while gpsd
+/// is gone, the last report counts as a new one, again and again.
 void awaitFix(GPSAdapter& adapter, const char* name, double seconds = kFixWithinSeconds) {
     const double begin = unitTime();
-    const uint32_t before = readingsOf(adapter).fixTick;
+    const int32_t before = readingsOf(adapter).data.time;
     for (;;) {
         const GPSReadings readings = readingsOf(adapter);
-        if (readings.available && readings.fixTick != before)
+        if (readings.available && readings.data.time > before)
             break;
         if (unitTime() > begin + seconds) {
             missed = true;
@@ -308,6 +310,16 @@ void serveTwice(double seconds) {
     print("first stop=0x%08X", first.Stop());
 }
 
+/// Meanwhile another process serves as well.
+void serve(double seconds) {
+    GPSAdapter adapter(nullptr);
+    adapter.Initialize();
+    adapter.Start();
+    awaitFix(adapter, "alone");
+    runFor(seconds);
+    awaitFix(adapter, "alone-again", kFixAfterADuelWithinSeconds);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -317,6 +329,8 @@ int main(int argc, char** argv) {
         useFromThreads(number);
     else if (mode == "rounds")
         startAndStop(static_cast<int>(number));
+    else if (mode == "serve")
+        serve(number);
     else if (mode == "two-at-once")
         serveTwice(number);
     else
