@@ -96,8 +96,8 @@ TEST_F(Use, ByTwoAtOnceInOneProcessLeavesTheOneThatStaysServed) {
 
 TEST_F(Use, ByTwoProcessesAtOnceLeavesTheOneThatStaysServed) {
     unit.receiver("--ttff 2 --burst");
-    const std::string second = R"(sleep 10; "$0" construct initialize start 'run 15' destroy; wait -n)";
-    unit.script(std::string(UNIT_USE) + " serve 45 & " + second);
+    const std::string second = R"(sleep 10; "$0" construct initialize start 'run 15' destroy; wait $first)";
+    unit.script(std::string(UNIT_USE) + " serve 45 & first=$!; " + second);
     EXPECT_EQ(unit.status(), 0);
     EXPECT_THAT(unit.lines("end", "destroy"), SizeIs(1));
     EXPECT_THAT(unit.lines("fix", "alone-again"), SizeIs(1));
