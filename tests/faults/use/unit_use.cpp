@@ -151,34 +151,38 @@ void makeExtreme(GPSParams& p, std::mt19937& chance) {
     p.logInterval = any(kUnsigned);
 }
 
-/// What any thread may call, in any order.
-void useSettings(GPSAdapter& adapter, unsigned int seed, std::atomic<int>& calls) {
+/// One of the operations that any thread may call.
+void useSettings(GPSAdapter& adapter, GPSParams& params, std::mt19937& chance) {
+    switch (chance() % 8) {
+    case 0:
+        adapter.ResetParams();
+        break;
+    case 1:
+        adapter.SetNTPServiceAvailable(chance() % 2 == 0);
+        break;
+    case 2:
+        adapter.GetParams(params);
+        break;
+    case 3:
+        adapter.GetMaxGeoFences();
+        adapter.GetNTPServiceAvailable();
+        break;
+    case 4:
+    case 5:
+        readingsOf(adapter);
+        break;
+    default:
+        makeExtreme(params, chance);
+        adapter.SetParams(params);
+    }
+}
+
+void keepUsingSettings(GPSAdapter& adapter, unsigned int seed, std::atomic<int>& calls) {
     std::mt19937 chance(seed);
     GPSParams params;
     for (; !isOver; usleep(static_cast<useconds_t>(1000 * (chance() % 50)))) {
-        calls.fetch_add(1, std::memory_order_relaxed);
-        switch (chance() % 8) {
-        case 0:
-            adapter.ResetParams();
-            break;
-        case 1:
-            adapter.SetNTPServiceAvailable(chance() % 2 == 0);
-            break;
-        case 2:
-            adapter.GetParams(params);
-            break;
-        case 3:
-            adapter.GetMaxGeoFences();
-            adapter.GetNTPServiceAvailable();
-            break;
-        case 4:
-        case 5:
-            readingsOf(adapter);
-            break;
-        default:
-            makeExtreme(params, chance);
-            adapter.SetParams(params);
-        }
+        calls.fetch_add(1, std::memory_order_relaxed); // puts no order between threads
+        useSettings(adapter, params, chance);
     }
 }
 
@@ -229,7 +233,7 @@ void useFromThreads(double seconds) {
     std::atomic<int> calls{0};
     std::vector<std::thread> others;
     for (const unsigned int seed : {1u, 2u})
-        others.emplace_back([&adapter, seed, &calls] { useSettings(adapter, seed, calls); });
+        others.emplace_back([&adapter, seed, &calls] { keepUsingSettings(adapter, seed, calls); });
     others.emplace_back(killGpsd);
     live(adapter, seconds);
     gpsdIsLeftAlone = true;
