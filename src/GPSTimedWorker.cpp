@@ -144,8 +144,10 @@ uint32_t GPSTimedWorker::Start() {
 }
 
 uint32_t GPSTimedWorker::Stop() {
-    if (!running)
+    if (!running) {
+        joinEndedThread(); // the plain flag alone puts nothing in order that the thread did with the driver
         return 0;
+    }
     stopRequested = true;
     int rc = sem_post(&startSemaphore);
     if (rc != 0)

@@ -14,6 +14,7 @@ struct Plan {
 };
 
 thread_local Plan plan;
+thread_local int grounds = 0;
 
 /// Counts one allocation; true when it is to fail.
 bool fails(std::size_t size) {
@@ -39,9 +40,17 @@ FailingMemory::~FailingMemory() { plan.active = false; }
 
 bool FailingMemory::hasFailed() const { return plan.hasFailed; }
 
-GroundMemory::GroundMemory() : before_(plan.active) { plan.active = false; }
+GroundMemory::GroundMemory() : before_(plan.active) {
+    plan.active = false;
+    ++grounds;
+}
 
-GroundMemory::~GroundMemory() { plan.active = before_; }
+GroundMemory::~GroundMemory() {
+    --grounds;
+    plan.active = before_;
+}
+
+bool GroundMemory::lives() { return grounds > 0; }
 
 // --- The allocation functions of the whole test program, the library's calls included --------------------
 

@@ -42,6 +42,9 @@ public:
     GroundMemory(const GroundMemory&) = delete;
     GroundMemory& operator=(const GroundMemory&) = delete;
 
+    /// Whether one lives on this thread: what is done now is the ground's, not the library's.
+    static bool lives();
+
 private:
     const bool before_;
 };

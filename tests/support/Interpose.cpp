@@ -7,6 +7,7 @@
 #include <gps.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <stdio_ext.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -35,6 +36,21 @@ private:
 };
 
 Ground unit() { return {}; }
+
+/// Whether the system has no more of what the library wants; what the ground does for itself is never
+/// refused.
+bool isRefused(Want want) {
+    VirtualUnit* const here = VirtualUnit::current();
+    return here != nullptr && here->refuses && !GroundMemory::lives() && here->refuses(want);
+}
+
+/// The same of a write to a stream, which is the navigation database's file.
+bool isRefused(FILE* stream) {
+    if (__fwritable(stream) == 0 || !isRefused(Want::Write))
+        return false;
+    errno = ENOSPC;
+    return true;
+}
 
 /// The next definition after the program's own: libc's, or the sanitizer's.
 #define REAL(name) REAL_AS(name, #name)
@@ -94,12 +110,16 @@ extern "C" unsigned int sleep(unsigned int seconds) {
 extern "C" int system(const char* command) {
     if (unit() == nullptr)
         abortTest("system() without a virtual unit: it would reach the host");
+    if (isRefused(Want::Process))
+        unit()->shell.systemGives(command, -1);
     return unit()->shell.system(command);
 }
 
 extern "C" FILE* popen(const char* command, const char* mode) {
     if (unit() == nullptr)
         abortTest("popen() without a virtual unit: it would reach the host");
+    if (isRefused(Want::Process))
+        unit()->shell.popenFails(command);
     return unit()->shell.open(command, mode);
 }
 
@@ -123,6 +143,16 @@ extern "C" void exit(int status) noexcept {
 
 // --- Files ----------------------------------------------------------------------------------------------
 
+namespace {
+
+/// A path of the unit's is about to be opened.
+void wantsToOpen(const char* path) {
+    if (isRefused(Want::Open))
+        unit()->port.openFails(path);
+}
+
+} // namespace
+
 // With 64-bit offsets the C library's headers make `fopen` and `open` other names of these two's 64-bit
 // forms.
 #ifndef __USE_FILE_OFFSET64
@@ -130,6 +160,7 @@ extern "C" FILE* fopen(const char* path, const char* mode) {
     const auto next = REAL(fopen);
     if (unit() == nullptr || !unit()->port.owns(path))
         return next(path, mode);
+    wantsToOpen(path);
     return unit()->port.open(path, mode, next);
 }
 #endif
@@ -139,6 +170,7 @@ extern "C" FILE* fopen64(const char* path, const char* mode) {
     const auto next = REAL(fopen64);
     if (unit() == nullptr || !unit()->port.owns(path))
         return next(path, mode);
+    wantsToOpen(path);
     return unit()->port.open(path, mode, next);
 }
 
@@ -154,6 +186,7 @@ using Open = int (*)(const char* path, int flags, ...);
 static int openByUnit(Open next, const char* path, int flags, mode_t rights) {
     if (unit() == nullptr || !unit()->port.owns(path))
         return next(path, flags, rights);
+    wantsToOpen(path);
     const char* const here = unit()->port.openHere(path, modeOf(flags));
     return here == nullptr ? -1 : next(here, flags, rights);
 }
@@ -179,7 +212,33 @@ extern "C" int open64(const char* path, int flags, ...) {
 extern "C" int fclose(FILE* stream) {
     if (unit() != nullptr && unit()->port.owns(stream))
         unit()->port.closed();
+    else if (isRefused(stream)) {
+        __fpurge(stream);
+        REAL(fclose)(stream);
+        return EOF;
+    }
     return REAL(fclose)(stream);
+}
+
+extern "C" size_t fwrite(const void* bytes, size_t size, size_t count, FILE* stream) {
+    return isRefused(stream) ? 0 : REAL(fwrite)(bytes, size, count, stream);
+}
+
+extern "C" int fprintf(FILE* stream, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = isRefused(stream) ? -1 : vfprintf(stream, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+/// `fprintf` under _FORTIFY_SOURCE.
+extern "C" int __fprintf_chk(FILE* stream, int, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = isRefused(stream) ? -1 : vfprintf(stream, format, arguments);
+    va_end(arguments);
+    return length;
 }
 
 extern "C" size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {

@@ -32,6 +32,10 @@ struct VirtualHal {
     std::function<void()> atQuery;
 };
 
+/// What the library asks the system for: a process to be started, one of the unit's files to be opened,
+/// something to be written to one.
+enum class Want { Process, Open, Write };
+
 /// A telematics unit for one test: everything that the library reaches outside itself is answered from here
 /// while the object lives. One at a time; the functions in Interpose.cpp find it through `current`.
 class VirtualUnit {
@@ -59,6 +63,10 @@ public:
     VirtualThreads threads;
     VirtualSemaphores semaphores;
     VirtualHal hal;
+
+    /// Asked at each such wish of the library's; true refuses it, as a system does that has no more of them.
+    /// A write that is refused leaves nothing in the file.
+    std::function<bool(Want)> refuses;
 
     /// Runs as the platform is asked to remove a file, before it does.
     std::function<void()> atRemoval;

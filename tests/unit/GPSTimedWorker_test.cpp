@@ -320,12 +320,23 @@ TEST_F(WorkerStop, DoesNothingWhenIdle) {
     EXPECT_FALSE(stopRequested());
 }
 
-TEST_F(WorkerStop, DoesNothingAfterTheThreadEndedByItself) {
+TEST_F(WorkerStop, OnlyJoinsAThreadThatEndedByItself) {
     set([](GPSParams& p) { p.enabled = false; });
     unit.threads.run();
     unit.forget();
     EXPECT_EQ(worker().Stop(), 0u);
-    EXPECT_THAT(unit.journal.lines(), IsEmpty());
+    EXPECT_THAT(unit.journal.lines(), ElementsAre("pthread_join thread 1"));
+    EXPECT_EQ(worker().Stop(), 0u);
+    EXPECT_THAT(unit.journal.lines(), ElementsAre("pthread_join thread 1"));
+}
+
+/// Only a join puts what it did with the driver before what is done with it next.
+TEST_F(WorkerStop, OfTheAdapterJoinsAThreadThatEndedByItselfBeforeTheDriverIsStopped) {
+    set([](GPSParams& p) { p.enabled = false; });
+    unit.threads.run();
+    unit.forget();
+    EXPECT_EQ(adapter->Stop(), 0u);
+    EXPECT_THAT(unit.journal.lines(), ElementsAre("pthread_join thread 1", "hal Stop"));
 }
 
 TEST_F(WorkerStop, CancelsWithoutAJoinWhenTheTokenCanNotBeGivenBack) {
