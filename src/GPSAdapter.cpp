@@ -364,7 +364,7 @@ unsigned int GPSAdapter::Start() {
 }
 
 unsigned int GPSAdapter::Stop() {
-    const unsigned int workerRc = worker->Stop();
+    const unsigned int workerRc = worker->IsActive() ? worker->Stop() : 0;
     const unsigned int halRc = hal->Stop();
     if (halRc == 0)
         return workerRc;

@@ -144,10 +144,8 @@ uint32_t GPSTimedWorker::Start() {
 }
 
 uint32_t GPSTimedWorker::Stop() {
-    if (!running) {
-        joinEndedThread(); // the plain flag alone puts nothing in order that the thread did with the driver
+    if (!IsActive())
         return 0;
-    }
     stopRequested = true;
     int rc = sem_post(&startSemaphore);
     if (rc != 0)
@@ -177,7 +175,8 @@ void GPSTimedWorker::joinEndedThread() {
     thread = 0;
 }
 
-bool GPSTimedWorker::IsActive() const { return running; }
+/// Whoever finds that a thread has ended by itself also finds all that it did with the driver, without a join.
+bool GPSTimedWorker::IsActive() const { return __atomic_load_n(&running, __ATOMIC_ACQUIRE); }
 
 // --- The thread -----------------------------------------------------------------------------------------
 
@@ -189,7 +188,7 @@ void GPSTimedWorker::Run() {
     if (params)
         runLoop(*params);
     LOG(kLogInfo, kStopped);
-    running = false;
+    __atomic_store_n(&running, false, __ATOMIC_RELEASE);
 }
 
 void GPSTimedWorker::runLoop(GPSParams& params) {

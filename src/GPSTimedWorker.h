@@ -33,9 +33,8 @@ public:
     /// thread can't be created.
     uint32_t Start();
 
-    /// Ends the thread and waits for it: up to its current sleep and cycle. Returns 0 at once when none runs,
-    /// and joins one that has ended by itself; `GPS_ERR_THREAD` when the thread could be neither joined nor
-    /// cancelled.
+    /// Ends the thread and waits for it: up to its current sleep and cycle. Returns 0 at once when none runs;
+    /// `GPS_ERR_THREAD` when the thread could be neither joined nor cancelled.
     uint32_t Stop();
 
     /// Whether the thread runs: from `Start` until it has ended, by itself or stopped. Read without a lock.
