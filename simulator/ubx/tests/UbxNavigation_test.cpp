@@ -6,12 +6,34 @@ namespace {
 
 class UbxNavigationTest : public UbxTest {
 protected:
+    explicit UbxNavigationTest(const EngineOptions& options = {}) : UbxTest(options) {}
+
     Bytes message(uint8_t id, const Epoch& epoch) {
         switchOn(id);
         for (const UbxFrame& frame : pass(epoch))
             if (frame.id == id)
                 return frame.payload;
         return {};
+    }
+};
+
+class UbxHundredthsTest : public UbxNavigationTest {
+protected:
+    UbxHundredthsTest() : UbxNavigationTest(hundredths()) {}
+    static EngineOptions hundredths() {
+        EngineOptions options;
+        options.factory.utcToHundredths = true;
+        return options;
+    }
+};
+
+class UbxFirstEpochTest : public UbxNavigationTest {
+protected:
+    UbxFirstEpochTest() : UbxNavigationTest(cut()) {}
+    static EngineOptions cut() {
+        EngineOptions options;
+        options.cutsFirstEpoch = true;
+        return options;
     }
 };
 
@@ -69,11 +91,7 @@ TEST_F(UbxNavigationTest, PvtAndTimeUtcFloorTheSecond) {
     EXPECT_EQ(PayloadReader(utc).i4(8), 999000000);
 }
 
-TEST_F(UbxNavigationTest, UtcOfTheNearestHundredthHasARestBelowZeroJustBeforeASecond) {
-    EngineOptions options;
-    options.factory.utcToHundredths = true;
-    receiver = UbxReceiver(options);
-    receiver.reset(ResetCause::PowerUp, now);
+TEST_F(UbxHundredthsTest, UtcOfTheNearestHundredthHasARestBelowZeroJustBeforeASecond) {
     Epoch epoch = goodEpoch();
     epoch.utc += 744ms;
     EXPECT_EQ(PayloadReader(message(0x07, epoch)).i4(16), 994000000);
@@ -280,11 +298,7 @@ TEST_F(UbxNavigationTest, MessagesComeInTheRecordedOrder) {
     EXPECT_EQ(order, recorded);
 }
 
-TEST_F(UbxNavigationTest, FirstEpochAfterAStartBeginsWithTheSatellitesWhereItIsCut) {
-    EngineOptions options;
-    options.cutsFirstEpoch = true;
-    receiver = UbxReceiver(options);
-    receiver.reset(ResetCause::PowerUp, now);
+TEST_F(UbxFirstEpochTest, BeginsWithTheSatellitesAfterEachStart) {
     EXPECT_TRUE(pass(goodEpoch()).empty());
     for (const uint8_t id : Bytes{0x07, 0x35, 0x61})
         switchOn(id);

@@ -65,7 +65,9 @@ inline Epoch blindEpoch() {
 
 class UbxTest : public ::testing::Test {
 protected:
-    UbxTest() : receiver(EngineOptions{}) { receiver.reset(ResetCause::PowerUp, now); }
+    explicit UbxTest(const EngineOptions& options = {}) : receiver(options) {
+        receiver.reset(ResetCause::PowerUp, now);
+    }
 
     /// Frames the receiver answered; what stood between them is in `last.outgoing`. Time passes until it has
     /// taken everything.
