@@ -175,7 +175,8 @@ void GPSTimedWorker::joinEndedThread() {
     thread = 0;
 }
 
-/// Whoever finds that a thread has ended by itself also finds all that it did with the driver, without a join.
+/// Whoever finds that a thread has ended by itself also finds all that it did with the driver, without a
+/// join.
 bool GPSTimedWorker::IsActive() const { return __atomic_load_n(&running, __ATOMIC_ACQUIRE); }
 
 // --- The thread -----------------------------------------------------------------------------------------
