@@ -46,8 +46,7 @@ namespace {
 constexpr int kExitMissed = 1;
 constexpr int kExitUsage = 2;
 constexpr double kFixWithinSeconds = 60;
-constexpr double kFixAfterADuelWithinSeconds =
-    200; // a restart under way, eleven waits of 5 s, another restart
+constexpr double kRecoveryWithinSeconds = 200; // a restart under way, eleven waits of 5 s, another restart
 constexpr useconds_t kLookPeriodUs = 50000;
 constexpr double kKillPeriodSeconds = 9;
 
@@ -239,7 +238,7 @@ void useFromThreads(double seconds) {
     gpsdIsLeftAlone = true;
     adapter.Initialize();
     adapter.Start();
-    awaitFix(adapter, "after-all");
+    awaitFix(adapter, "after-all", kRecoveryWithinSeconds); // gpsd may be there and silent
     isOver = true;
     for (std::thread& other : others)
         other.join();
@@ -310,7 +309,7 @@ void serveTwice(double seconds) {
     runFor(seconds);
     second.reset();
     print("second destroyed=1");
-    awaitFix(first, "alone-again", kFixAfterADuelWithinSeconds);
+    awaitFix(first, "alone-again", kRecoveryWithinSeconds);
     print("first stop=0x%08X", first.Stop());
 }
 
@@ -321,7 +320,7 @@ void serve(double seconds) {
     adapter.Start();
     awaitFix(adapter, "alone");
     runFor(seconds);
-    awaitFix(adapter, "alone-again", kFixAfterADuelWithinSeconds);
+    awaitFix(adapter, "alone-again", kRecoveryWithinSeconds);
 }
 
 } // namespace
