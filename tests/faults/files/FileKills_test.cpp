@@ -31,36 +31,12 @@ void step() {
 } // namespace
 
 // The stream's calls that the ground leaves to the C library. What they do may reach the file at once or
-// later, so the process dies in front of each and behind it.
-
-extern "C" size_t fwrite(const void* data, size_t size, size_t count, FILE* stream) {
-    step();
-    const size_t written = REAL(fwrite)(data, size, count, stream);
-    step();
-    return written;
-}
+// later, so the process dies in front of each and behind it; in front of a write as the ground asks.
 
 extern "C" int vfprintf(FILE* stream, const char* format, va_list arguments) {
     step();
     const int written = REAL(vfprintf)(stream, format, arguments);
     step();
-    return written;
-}
-
-extern "C" int fprintf(FILE* stream, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int written = vfprintf(stream, format, arguments);
-    va_end(arguments);
-    return written;
-}
-
-/// `fprintf` under _FORTIFY_SOURCE.
-extern "C" int __fprintf_chk(FILE* stream, int, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int written = vfprintf(stream, format, arguments);
-    va_end(arguments);
     return written;
 }
 
@@ -112,6 +88,10 @@ protected:
     Killed() {
         unit.port.receiver = receiverWithDatabase;
         unit.journal.atEachLine = [](const std::string&) { step(); };
+        unit.refuses = [](Want) {
+            step();
+            return false;
+        };
     }
 
     /// Leads `life` in a child that dies at its n-th step. False when it was over before.
