@@ -81,7 +81,12 @@ marks >"$work/docs/integration.md"
 said run >/dev/null
 expect "the documents are written" succeeds "$tool" write "$work/build"
 expect "the table has its figures" contains "$(<"$work/docs/fault-matrix.md")" "it did (events_lost 2, recovery_s 7.5)"
-expect "the integrator is told" contains "$(<"$work/docs/integration.md")" "| killed two | come back | Watch it. |"
+expect "the integrator is told" contains "$(<"$work/docs/integration.md")" "| **killed two**: come back | Watch it. |"
+{ row one A.One "as described but unpleasant"; echo 'integrator = "Watch it."'; row two A.Two "as described but unpleasant"
+    echo 'integrator = "Watch it."'; } | table
+said write >/dev/null
+expect "the same advice is given once" contains "$(<"$work/docs/integration.md")" \
+    "| **killed one**: come back<br>**killed two**: come back | Watch it. |"
 expect "what stands around is kept" equal "$(sed -n '1p;$p' "$work/docs/integration.md")" $'before\nafter'
 expect "what was written is as the table says" equal "$(said check)" "2 rows"
 sed -i 's/come back/be back/' "$work/tests/faults/matrix/gpsd.toml"
