@@ -178,7 +178,7 @@ void sendAt100Hz(const Client& client) {
     client.each(100, kForever, [&](int) { client.send(goodEpoch()); });
 }
 
-/// Each second another day: in 31 days, 1970, 2037 and back.
+/// Each second another day: in 31 days, 1970, in 4000 days, 31 days ago.
 void letTheTimeJump(const Client& client) {
     sendGood(client, kLeadSeconds);
     constexpr double day = 86400;

@@ -151,7 +151,7 @@ TEST_F(SystemResources, NoProcessesAtTheBeginEndTheApplication) {
     EXPECT_EQ(unit.status(), 0);
     EXPECT_THAT(unit.output(), ElementsAre("255"));
     EXPECT_THAT(unit.lines("end", "construct"), SizeIs(1));
-    faultFigure("system.no-processes-at-the-begin", "exit_status", 255);
+    faultFigure("system.no-processes-at-the-start", "exit_status", 255);
 }
 
 TEST_F(SystemResources, NoProcessesAtTheEndCostTheSavedDatabase) {
@@ -166,7 +166,7 @@ TEST_F(SystemResources, ChildrenThatAreIgnoredFromTheBeginEndTheApplication) {
     unit.probe({"ignore-children", "construct"});
     EXPECT_EQ(unit.status(), 255);
     EXPECT_THAT(unit.log(), IsEmpty()) << "without a line";
-    faultFigure("system.children-ignored-at-the-begin", "exit_status", unit.status());
+    faultFigure("system.children-ignored-at-the-start", "exit_status", unit.status());
 }
 
 TEST_F(SystemResources, ChildrenThatAreIgnoredLaterDelayTheRestart) {
