@@ -20,9 +20,9 @@ struct StreamCloser {
 };
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
-/// The file being written. Whoever loses power or memory meanwhile is left with an empty file, not with half
-/// a database, whose missing trailer would keep the next start busy for hours; whoever is killed while
-/// `finish` writes, with a trailer, and zeros in front of it for the frames that are missing.
+/// The file being written. Whoever loses power or memory until `finish` writes is left with an empty file,
+/// not with half a database, whose missing trailer would keep the next start busy for hours; whoever is
+/// killed while `finish` writes, with a trailer, and zeros in front of it for the frames that are missing.
 class DatabaseWriter {
 public:
     /// Empties the file, or creates it, also behind a link that leads nowhere yet. Where neither can be, it

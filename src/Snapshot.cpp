@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int64_t kFreshSeconds = 10; // 64 bits: no `time_t` is too narrow for the difference
+constexpr int64_t kFreshSeconds = 10; // 64 bits: a `time_t` of 32 is too narrow for the limit
 constexpr double kMicrodegreesPerDegree = 1000000.0;
 constexpr double kThousandths = 1000.0;
 

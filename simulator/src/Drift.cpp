@@ -9,7 +9,7 @@ namespace simulator {
 
 namespace {
 
-constexpr double kUpToNorth = 1.5; // a height is known worse, as all satellites stand above
+constexpr double kUpToNorth = 1.5; // an assumption: a height is known worse, as all satellites stand above
 constexpr uint64_t kFirstKey = 50; // of this file's random numbers, two for each axis
 
 // Box and Muller: a normally distributed number from two evenly distributed ones.

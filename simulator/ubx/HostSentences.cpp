@@ -25,7 +25,7 @@ std::optional<std::string> complaintAbout(const std::string& sentence) {
     const ParsedSentence parsed = parseSentence(sentence + "\r\n");
     const std::string address = parsed.fieldAt(0);
     const bool isPoll = address.size() == 5 && address.back() == 'Q';
-    if (!parsed.valid || address == "PUBX" || isPoll)
+    if (!parsed.valid || address.empty() || address == "PUBX" || isPoll)
         return std::nullopt;
     const bool ofAMaker = address.front() == 'P';
     return ofAMaker ? address.substr(0, kMakerLength) + " inv format" : "NMEA unknown msg";

@@ -388,7 +388,7 @@ Bytes factoryItfm(uint8_t, const EngineOptions&) {
     return PayloadWriter().u4(0x2D62ACF3).u4(0x0000061E).bytes();
 }
 
-// Set in 44 bytes, polled in 52: number and name of the datum come in front.
+// Set in 44 bytes, polled in 52: number and name of the datum come in front. Its figures are left out.
 Bytes factoryDatum(uint8_t, const EngineOptions&) {
     return PayloadWriter().u2(0).text("WGS84", 6).zeros(44).bytes();
 }

@@ -72,7 +72,7 @@ uint32_t gpsAccuracyNs(const Epoch& epoch) {
     return epoch.timeKnown ? magnitude(epoch.timeAccuracyS, 1e9) : kUnknownAccuracy;
 }
 
-// A second too many or too few is more than the field holds.
+// An assumption: nothing is said of UTC while it may be a second wrong.
 uint32_t utcAccuracyNs(const Epoch& epoch) {
     return isUtcResolved(epoch) ? gpsAccuracyNs(epoch) : kUnknownAccuracy;
 }
@@ -264,7 +264,7 @@ Bytes buildClock(const NavContext& context) {
 
 Bytes buildTimeLs(const NavContext& context) {
     constexpr uint32_t kFromFirmware = 0;
-    constexpr uint32_t kFromGps = 2;
+    constexpr uint32_t kFromGps = 2; // an assumption where GLONASS told it first
     return startedWithTow(context)
         .u1(0)
         .zeros(3)

@@ -24,21 +24,18 @@
 //   timer HZ                                  a signal for the application, that often; 0: no more
 //   timer-here HZ                             the same, and it interrupts the thread of the steps
 //   watch-port                                looks from now on who holds the receiver's port open
-//   clock SECONDS, clock-at UTC               sets the application's clock: so much ahead of the unit's, or
-//   to
-//                                             seconds since 1970. All printed times stay the unit's
+//   clock SECONDS, clock-at UTC               sets the application's clock: so much ahead of the unit's,
+//                                             or to seconds since 1970. Printed times stay the unit's
 //   refuse threads|processes, allow ...       the system has none of these for the application until then
 //   descriptors BELOW [inherited]             opens descriptors until none below is free; without `inherited`
 //                                             a program that is started doesn't get them. 0 closes them
 //   descriptor-limit N                        the soft limit; gpsd and all that is started inherit it
 //   signals HZ                                signals that applications use for timers and notices, that
-//   often
-//                                             to each thread, with handlers; 0: no more
+//                                             often to each thread, with handlers; 0: no more
 //   ignore-children                           SIGCHLD is ignored
-//   fork WAY COUNT                            children that end by _exit, exit, exec, spawn or as a daemon,
-//   or
-//                                             try the adapter's readings or destroy it. A child of the
-//                                             child's, in a session of its own, is a daemon
+//   fork WAY COUNT                            children that end by _exit, exit, exec, spawn or as a
+//                                             daemon, or try the adapter's readings or destroy it. A child
+//                                             of the child's, in a session of its own, is a daemon
 //   callback EVENT WHAT                       in the next call of this event: throw, a number of seconds to
 //                                             block, or one of the adapter's operations to call
 //   locale NAME                               for all categories, for C and C++

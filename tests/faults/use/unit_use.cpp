@@ -4,11 +4,11 @@
 // time.
 //
 //   threads SECONDS       four threads: one lives the service's life and calls every operation that the
-//   headers allow
-//                         it, two change settings and look at readings, one kills gpsd every few seconds
+//                         headers allow it, two change settings and look at readings, one kills gpsd every
+//                         few seconds
 //   rounds COUNT          starts and stops the service so often, in every tenth round from initialising to
-//   finalising;
-//                         "held" lines tell what the process holds after the first rounds and in the end
+//                         finalising; "held" lines tell what the process holds after the first rounds and
+//                         in the end
 //   two-at-once SECONDS   two adapters that serve at once for so long; then the second one is destroyed
 //   serve SECONDS         serves for so long, and then waits for a new fix
 //
