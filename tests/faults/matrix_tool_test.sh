@@ -46,7 +46,7 @@ fails() { ! succeeds "$@"; }
 
 whole() { row one A.One; row two A.Two; }
 whole | table
-expect "a whole table is taken" equal "$(said check)" "2 rows"
+expect "documents without figures are found" equal "$(said check)" "the documents have no figures yet: ./run-tests.sh --faults"
 { row one A.One; row two A.Gone; } | table
 expect "a test that is gone is found" contains "$(said check)" "gpsd.two: there is no test A.Gone"
 expect "a test without a row is found" contains "$(said check)" "A.Two: a test without a row"
@@ -89,6 +89,11 @@ expect "the same advice is given once" contains "$(<"$work/docs/integration.md")
     "| **killed one**: come back<br>**killed two**: come back | Watch it. |"
 expect "what stands around is kept" equal "$(sed -n '1p;$p' "$work/docs/integration.md")" $'before\nafter'
 expect "what was written is as the table says" equal "$(said check)" "2 rows"
+{ row one A.One; row two A.Two; row three A.Two; } | table
+expect "a row without figures is found" contains "$(said check)" "figures are of other rows"
+{ row one A.One "as described but unpleasant"; echo 'integrator = "Watch it."'; row two A.Two; } | table
+said write >/dev/null
+expect "a whole table is taken" equal "$(said check)" "2 rows"
 sed -i 's/come back/be back/' "$work/tests/faults/matrix/gpsd.toml"
 expect "a table that has changed behind it is found" contains "$(said check)" "integration.md is not as the table says"
 echo "no marks" >"$work/docs/integration.md"
