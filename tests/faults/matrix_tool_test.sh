@@ -25,7 +25,7 @@ else:
     chosen = open(sys.argv[sys.argv.index("-I") + 1]).read()
     assert chosen == "0,0,0,2,3\n", chosen
     with open(os.environ["RUXOGPS_FAULT_FIGURES"], "a") as figures:
-        figures.write("gpsd.one recovery_s 99\ngpsd.one recovery_s 4\ngpsd.two recovery_s 7.5\ngpsd.two events_lost 2\n")
+        figures.write("gpsd.one recovery_s 99\ngpsd.one recovery_s 4\ngpsd.two recovery_s 7.5\ngpsd.two events_lost 2\ngpsd.one leaked_kib 0\n")
     two = '<testcase name="A.Two" status="%s"/>' % os.environ.get("TWO", "run")
     with open(sys.argv[sys.argv.index("--output-junit") + 1], "w") as report:
         report.write('<testsuite><testcase name="A.One" status="run"/>%s</testsuite>' % two)
@@ -68,7 +68,7 @@ expect "a field by a wrong name is found" contains "$(said check)" "gpsd.two: no
 whole | table
 expect "rows that pass are green" succeeds "$tool" run "$work/build"
 expect "the last figure of a repeated run counts, and all are summed up" equal "$(said run | tail -n 1)" \
-    "== fault matrix: 2 rows passed of 2; recovery worst 7.5 s, median 5.8 s, of 2; 2 events lost in 1"
+    "== fault matrix: 2 rows passed of 2; recovery worst 7.5 s, median 5.8 s, of 2; 2 events lost in 1; 0 KiB leaked in 1"
 expect "a row that fails is red" fails env TWO=fail "$tool" run "$work/build"
 expect "and counted" contains "$(TWO=fail said run)" "== fault matrix: 1 rows passed of 2"
 
@@ -81,6 +81,7 @@ marks >"$work/docs/integration.md"
 said run >/dev/null
 expect "the documents are written" succeeds "$tool" write "$work/build"
 expect "the table has its figures" contains "$(<"$work/docs/fault-matrix.md")" "it did (events_lost 2, recovery_s 7.5)"
+expect "what has not leaked is not listed" contains "$(<"$work/docs/fault-matrix.md")" "it did (recovery_s 4, nothing leaked)"
 expect "the integrator is told" contains "$(<"$work/docs/integration.md")" "| **killed two**: come back | Watch it. |"
 { row one A.One "as described but unpleasant"; echo 'integrator = "Watch it."'; row two A.Two "as described but unpleasant"
     echo 'integrator = "Watch it."'; } | table
