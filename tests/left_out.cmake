@@ -43,6 +43,10 @@ endif()
 if(CMAKE_CROSSCOMPILING_EMULATOR OR RUXOGPS_SANITIZE)
     leave_out_test(exports.days_are_thinned
         "three days of a drive take minutes there; the plain build has them")
+    foreach(test IN ITEMS GainsMetresByTheHourWhereThePositionDrifts GainsMetresByTheDriftsDeviationAndTime
+            GainsNoMetreWithoutCorrections)
+        leave_out_test(DrawnStanding.${test} "standing for days takes minutes there; the plain build has them")
+    endforeach()
 endif()
 if(RUXOGPS_SANITIZE)
     leave_out_folder(models/ThirtyDays_test

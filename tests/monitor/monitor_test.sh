@@ -293,7 +293,9 @@ goes_on_when_gpsd_dies() {
 # The watchdog starts gpsd anew, and it takes the fix from there.
 fresh_fix_again() { tail -n +"$(($(wc -l </tmp/seen) + 1))" /tmp/out | grep -q '"fix_age_s":0,'; }
 
+# With whole frames: a read that cuts an acknowledgement loses it.
 puts_the_services_log_into_a_file() {
+    receiver 'delivery burst'
     starts --lines --log /tmp/log
     until_it_says 'the service is up'
     ends TERM
