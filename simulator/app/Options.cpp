@@ -250,7 +250,9 @@ const Row kRows[] = {
      [](Draft& d, const Given& g) { d.options.engine.cutsFirstEpoch = choose(g, kFirstEpochs); },
      "UBX messages begin in the middle of an epoch (cut, the default), or with its first"},
     {"unhealthy", "COUNT",
-     [](Draft& d, const Given& g) { d.options.settings.unhealthySatellites = wholeNumber(g, 100); },
+     [](Draft& d, const Given& g) {
+         d.options.settings.unhealthySatellites = static_cast<std::size_t>(wholeNumber(g, 100));
+     },
      "so many satellites in the sky are unhealthy (0)"},
     {"leap-after", "SECONDS",
      [](Draft& d, const Given& g) { d.options.settings.timeToLeapSeconds = seconds(g); },
@@ -267,10 +269,14 @@ const Row kRows[] = {
      [](Draft& d, const Given& g) { d.options.engine.input.gnssBusyTime = seconds(g); },
      "neither answers nor takes anything for so long after CFG-GNSS (0.5)"},
     {"input-buffer", "BYTES",
-     [](Draft& d, const Given& g) { d.options.engine.input.bufferBytes = wholeNumber(g, 1e6); },
+     [](Draft& d, const Given& g) {
+         d.options.engine.input.bufferBytes = static_cast<std::size_t>(wholeNumber(g, 1e6));
+     },
      "what waits for it is lost beyond so many bytes (1000)"},
     {"output-buffer", "BYTES",
-     [](Draft& d, const Given& g) { d.options.settings.outputBufferBytes = wholeNumber(g, 1e6); },
+     [](Draft& d, const Given& g) {
+         d.options.settings.outputBufferBytes = static_cast<std::size_t>(wholeNumber(g, 1e6));
+     },
      "a slow line lags by so many bytes before something is left out (4096, assumed)"},
     {"database", "mixed|recorded",
      [](Draft& d, const Given& g) { d.options.engine.database = choose(g, kDatabases); },
