@@ -15,7 +15,7 @@ failures=0
 
 stand_in() { cat >"$1" && chmod +x "$1"; }
 stand_in "$work/checkout/tools/install-dependencies" <<<$'#!/bin/sh\nexit 0'
-stand_in "$work/bin/cmake" <<<$'#!/bin/sh\nexit 0'
+stand_in "$work/bin/cmake" <<<$'#!/bin/sh\necho "$@"' # into the build's log
 stand_in "$work/bin/ctest" <<'CTEST'
 #!/bin/sh
 echo "1/2 Test #1: one ... Passed"
@@ -51,6 +51,7 @@ expect "a run counts its own alone" ends_with $'== 0 '"$repeated"$'\n\n'"$summar
 
 ARGUMENTS=$work/arguments REPEATED='' run --preset tsan --leave-out monitor,people
 expect "the labels are left out" grep -qF -- ' --label-exclude ^(monitor|people)$ ' "$work/arguments"
+expect "the build is told of them" grep -qF -- '-DRUXOGPS_TESTS_LEFT_OUT=monitor;people' "$work/checkout/build/tsan/build.log"
 
 for preset in fastest '' 'release debug' demo; do
     run --preset "$preset"
