@@ -1,9 +1,9 @@
-// long_drive SECONDS KILL_EVERY STATE_FILE NAME,LAT,LON,WIDTH,HEIGHT ...
+// long_drive SECONDS KILL_EVERY NAME,LAT,LON,WIDTH,HEIGHT ...
 //
 // The application of the long drive: serves SECONDS of the unit's time, kills gpsd every KILL_EVERY seconds
 // on its way, and prints a line for each event, each new fix and, after the first minute, every hour and at
-// the end, for what it and the unit hold. STATE_FILE gets the seconds that are behind it. `long-drive` runs
-// it; `judge` reads its lines. It keeps nothing, so that what grows is the library's.
+// the end, for what it and the unit hold. `long-drive` runs it; `judge` reads its lines, by which it is known
+// how far it has come. It keeps nothing, so that what grows is the library's.
 
 #include <dirent.h>
 #include <malloc.h>
@@ -156,8 +156,8 @@ void setParams(GPSAdapter& gps, int count, char** geofences) {
 /// Looks for new fixes, and does what is due on the way.
 class Drive {
 public:
-    Drive(GPSAdapter& gps, double seconds, double killEveryS, const char* state)
-        : gps_(gps), seconds_(seconds), killEveryS_(killEveryS), state_(state), nextKillS_(killEveryS) {}
+    Drive(GPSAdapter& gps, double seconds, double killEveryS)
+        : gps_(gps), seconds_(seconds), killEveryS_(killEveryS), nextKillS_(killEveryS) {}
 
     bool awaitTheFirstFix() {
         for (const double end = unitTime() + kFirstFixS; unitTime() < end; usleep(kLookUs))
@@ -199,20 +199,14 @@ private:
             nextKillS_ += killEveryS_;
             killGpsd();
         }
-        if (driven >= nextStateS_) {
-            nextStateS_ += kFirstMinuteS;
-            std::ofstream(state_) << static_cast<long>(driven) << std::endl;
-        }
     }
 
     GPSAdapter& gps_;
     double seconds_;
     double killEveryS_;
-    const char* state_;
     double begin_ = 0;
     double nextSampleS_ = kFirstMinuteS;
     double nextKillS_;
-    double nextStateS_ = 0;
     int32_t lastTime_ = 0;
 };
 
@@ -220,7 +214,7 @@ int drive(GPSAdapter& gps, char** arguments) {
     if (gps.Initialize() != 0 || gps.Start() != 0)
         return 1;
     print("started");
-    Drive drive(gps, std::atof(arguments[1]), std::atof(arguments[2]), arguments[3]);
+    Drive drive(gps, std::atof(arguments[1]), std::atof(arguments[2]));
     if (!drive.awaitTheFirstFix())
         return 1;
     drive.run();
@@ -232,11 +226,11 @@ int drive(GPSAdapter& gps, char** arguments) {
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count < 4)
+    if (count < 3)
         return 2;
     Events events;
     GPSAdapter gps(&events);
-    setParams(gps, count - 4, arguments + 4);
+    setParams(gps, count - 3, arguments + 3);
     const int status = drive(gps, arguments);
     print("ended status=%d", status);
     return status;
