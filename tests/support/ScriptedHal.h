@@ -35,6 +35,7 @@ public:
     unsigned int antennaResult = 0;
     unsigned int snr = 0;
     unsigned int visible = 0;
+    bool fillsSatellites = true;
     unsigned int satellitesResult = 0;
     unsigned int horizontalError = 0;
     int timeError = 0;
@@ -77,8 +78,10 @@ public:
     }
     unsigned int GetSatellites(unsigned int& ratio, unsigned int& count) override {
         called("GetSatellites");
-        ratio = snr;
-        count = visible;
+        if (fillsSatellites) {
+            ratio = snr;
+            count = visible;
+        }
         return satellitesResult;
     }
     unsigned int GetErrorEstimates(unsigned int& horizontal, int& time) override {

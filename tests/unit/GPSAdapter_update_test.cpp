@@ -279,6 +279,16 @@ TEST_F(UpdateSatellites, StoresTheRatioAlone) {
     EXPECT_EQ(readings().satelliteCount, 0u);
 }
 
+TEST_F(UpdateSatellites, StoresZeroWhenTheQueryFilledInNothing) {
+    member(AdapterSatelliteCount()) = member(AdapterSnr()) = 77;
+    hal->fillsSatellites = false;
+    hal->satellitesResult = 0x17000205;
+    EXPECT_EQ(adapter->UpdateSatelliteCount(), 0x17000205u);
+    EXPECT_EQ(adapter->UpdateSNR(), 0x17000205u);
+    EXPECT_EQ(readings().satelliteCount, 0u);
+    EXPECT_EQ(readings().snr, 0u);
+}
+
 TEST_F(UpdateSatellites, StoresWhatAFailedQueryLeft) {
     member(AdapterSatelliteCount()) = member(AdapterSnr()) = 77;
     hal->satellitesResult = 0x17000205;
