@@ -49,14 +49,6 @@ protected:
     double secondsOf(const std::string& step, std::size_t number = 0) const {
         return unit.lines("end", step).at(number).number("seconds");
     }
-    /// Seconds from the unit's time `begin` to the next position event.
-    double untilPositionFrom(double begin) const {
-        for (const ProbeLine& event : unit.lines("event", "position"))
-            if (event.t > begin)
-                return event.t - begin;
-        return -1;
-    }
-
     /// The construction spent at least so many waits for answers behind its pause after the reset. Without
     /// one all five commands were acknowledged; and where the first was not, its wait tells how long one of
     /// this run may take, so that a further one would show.

@@ -1,7 +1,10 @@
 // gpsd itself: killed, stopped, missing, slow, watched over by somebody else.
 
+#include <fstream>
+
 #include "FaultOnUnit.h"
 
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
@@ -59,6 +62,14 @@ protected:
     static constexpr double kProcess = 0.25; ///< as late as the unit's clock may be
 
     std::size_t restarts() const { return unit.logged(3, kWatchdog).size(); }
+
+    // --- The database's file
+
+    /// A whole record and its number, so that what a run leaves can't be what was there before.
+    void putOldDatabase() const {
+        std::ofstream file(unit.dataFolder() + "/NavigationDatabaseDump", std::ios::binary);
+        file << std::string("\xB5\x62\x13\x80\x04\x00old!\xF7\x19", 12) << "000001";
+    }
 };
 
 const std::vector<std::string> kBegin = {"construct", "resources", "initialize", "start"};
@@ -69,6 +80,29 @@ constexpr char kInBackground[] = R"(exec /unit/bin/gpsd \"\$@\")";
 constexpr char kInForeground[] = R"(exec /unit/bin/gpsd -N \"\$@\")";
 constexpr char kOnAnotherPort[] = R"(exec /unit/bin/gpsd -S 2948 \"\$@\")";
 constexpr char kKill[] = "shell kill -9 $(pidof gpsd)";
+constexpr char kPrintDatabase[] = "shell cat /data/NavigationDatabaseDump; echo";
+constexpr char kPrintSpeed[] = "shell stty -F /dev/ttymxc1 speed";
+
+// The line's speed as it is now: the receiver writes its state with each command. A gpsd that stands still
+// changes nothing any more, so the second look is the one that counts.
+constexpr char kKillAt9600[] =
+    "shell is9600() { echo hz 0 >/run/unit/receiver.control; sleep 0.2;"
+    " grep -q ^port_baud=9600 /run/unit/receiver.state; };"
+    " for try in $(seq 50); do p=$(pidof gpsd) && is9600 && kill -STOP $p && is9600 && break;"
+    " kill -CONT $p; p=; done;"
+    " kill -9 $p && sleep 1 && test -n \"$p\" && ! test -e /proc/$p && echo killed";
+
+constexpr char kKillEveryTwoSeconds[] = "while :; do kill -9 $(pidof gpsd); sleep 2; done";
+constexpr char kPrintGpsds[] = "shell for p in $(pidof gpsd); do tr '\\0' ' ' </proc/$p/cmdline; echo; done";
+// Waits until a reader is connected with port 2947, 0x0B83.
+constexpr char kAwaitConnection[] =
+    "shell for look in $(seq 600); do cat /proc/net/tcp* | grep -q ':0B83 01 '"
+    " && echo connected && break; sleep 0.2; done";
+// Waits for a gpsd that is killed while the line is at another speed than the service's.
+constexpr char kAwaitKillAtAnotherSpeed[] =
+    "shell for try in $(seq 40); do until pidof gpsd >/dev/null; do sleep 0.1; done;"
+    " while pidof gpsd >/dev/null; do sleep 0.1; done;"
+    " test $(stty -F /dev/ttymxc1 speed) = 115200 || { echo another speed; break; }; done";
 
 } // namespace
 
@@ -85,8 +119,8 @@ TEST_F(GpsdFaults, KilledOnceComesBack) {
 }
 
 TEST_F(GpsdFaults, KilledEveryTwoSecondsComesBackWhenThatEnds) {
-    serveThrough(concat(concat(healthy, {inBackground("while :; do kill -9 $(pidof gpsd); sleep 2; done"),
-                                         "run 12", "readings", "run 40", "readings", endBackground()}),
+    serveThrough(concat(concat(healthy, {inBackground(kKillEveryTwoSeconds), "run 12", "readings", "run 40",
+                                         "readings", endBackground()}),
                         recovered));
     const auto readings = unit.lines("readings");
     ASSERT_THAT(readings, SizeIs(3));
@@ -98,17 +132,34 @@ TEST_F(GpsdFaults, KilledEveryTwoSecondsComesBackWhenThatEnds) {
     expectAllSucceeded();
 }
 
+// The service ends behind such a kill, which leaves the line at gpsd's speed until a restart's reload.
+TEST_F(GpsdFaults, KilledEveryTwoSecondsUntilTheEndLeavesAnEmptyDatabase) {
+    putOldDatabase();
+    unit.receiver("--ttff 2 --burst");
+    unit.probe(concat(concat(kBegin, healthy),
+                      {inBackground(kKillEveryTwoSeconds), kAwaitKillAtAnotherSpeed, "state", "stop",
+                       "finalize", kPrintSpeed, endBackground(), "destroy", kPrintDatabase}));
+    EXPECT_EQ(unit.status(), 0);
+    EXPECT_THAT(unit.output(), ElementsAre("another speed", "9600", "000000"));
+    EXPECT_GT(std::stoi(unit.receiverStates().at(0)["database_frames"]), 10) << "there was one to save";
+    EXPECT_THAT(unit.receiverLog("MGA-DBD poll"), IsEmpty());
+    const auto shells = unit.lines("end", "shell");
+    faultFigure("gpsd.killed-every-2-s-at-the-end", "until_that_kill_s", shells.at(1).t - shells.at(0).t);
+    expectAllSucceeded();
+}
+
 // It tries other speeds of the line in its first seconds, and the line keeps the one that it was killed at.
 TEST_F(GpsdFaults, KilledWhileItTriesAnotherSpeedLeavesAnEmptyDatabaseAndNoMore) {
+    putOldDatabase();
     unit.receiver("--ttff 2 --burst");
-    unit.probe(
-        concat(concat(kBegin, {"until-fix 60", "stop", "finalize", "initialize",
-                               "until-state port_baud=9600 10", kKill, "shell stty -F /dev/ttymxc1 speed",
-                               "run 1", "destroy", "shell head -c 6 /data/NavigationDatabaseDump; echo"}),
-               concat(concat(kBegin, {"until-fix 60"}), kEnd)));
+    unit.probe(concat(concat(kBegin, {"until-fix 60", "stop", "finalize", "initialize", kKillAt9600,
+                                      kPrintSpeed, "state", "destroy", kPrintDatabase}),
+                      concat(concat(kBegin, {"until-fix 60"}), kEnd)));
     EXPECT_EQ(unit.status(), 0) << "the next start brings a fix";
-    ASSERT_THAT(unit.output(), SizeIs(2));
-    EXPECT_EQ(unit.output()[1] == "000000", unit.output()[0] == "9600") << "killed at " << unit.output()[0];
+    EXPECT_THAT(unit.output(), ElementsAre("killed", "9600", "000000"));
+    EXPECT_GT(std::stoi(unit.receiverStates().at(0)["database_frames"]), 10) << "there was one to save";
+    faultFigure("gpsd.killed-in-its-first-seconds", "killed_after_s",
+                unit.lines("end", "shell").front().t - unit.lines("end", "initialize").at(1).t);
     expectAllSucceeded();
 }
 
@@ -199,6 +250,7 @@ TEST_F(GpsdFaults, SlowInTheForegroundOnlyDelaysTheStart) {
     serveWithOwnGpsd(ownGpsd({"sleep 15", kInBackground}),
                      concat(concat(kBegin, {"shell :"}), concat(recovered, kEnd)));
     expectInitializeTook(15);
+    faultFigure("gpsd.slow", "initialize_s", unit.line("end", "initialize").number("seconds"));
     EXPECT_EQ(restarts(), 0u);
     expectRecovery("gpsd.slow", secondsToSee("fix"), 4);
     expectNothingLeft("gpsd.slow");
@@ -212,6 +264,7 @@ TEST_F(GpsdFaults, HangingInTheForegroundKeepsInitializeUntilItEnds) {
                 "shell :", "start"},
                concat(recovered, kEnd)));
     expectInitializeTook(30);
+    faultFigure("gpsd.foreground", "initialize_s", unit.line("end", "initialize").number("seconds"));
     EXPECT_EQ(restarts(), 1u) << "the one that was killed";
     expectRecovery("gpsd.foreground", secondsToSee("fix"), 3 + kCountsToRestart + kRestartSeconds);
     expectNothingLeft("gpsd.foreground");
@@ -259,17 +312,23 @@ TEST_F(GpsdFaults, ASecondOneOnTheLineDisturbsNothingAndDiesWithTheFirst) {
     expectNothingLeft("gpsd.second-on-line");
 }
 
-TEST_F(GpsdFaults, RespawnedByASupervisorIsKeptAndComesBackWhenThatEnds) {
-    serveThrough(concat(
-        concat(healthy, {inBackground("while :; do gpsd -N -n -P /run/other.pid /dev/ttymxc1; done"), "run 2",
-                         kKill, "run 45", "shell pidof gpsd", endBackground() + " $(pidof gpsd)"}),
-        recovered));
-    EXPECT_GE(restarts(), 2u);
-    // It may end within a restart, whose kill and start wait for a gpsd that always comes back, and whose
-    // commands don't reach the receiver; the gpsd of that one may never hear it.
-    expectRecovery("gpsd.respawned", secondsToSee("fix"),
-                   kRestartSeconds + 2 * 10 + 5 * 6.4 + (kEmptyWaitsAllowed + 1) * kEmptyWait + 1 +
-                       kRestartSeconds);
+// A restart that finds it there again keeps it, one that is quicker than the supervisor starts its own: one
+// runs, and the reader connects with it. A second after it was killed no fix of its is on its way.
+TEST_F(GpsdFaults, RespawnedByASupervisorOneOfThemRunsAndFixesComeBackWhenThatEnds) {
+    serveThrough(
+        concat(concat(healthy, {inBackground("while :; do gpsd -N -n -P /run/other.pid /dev/ttymxc1; done"),
+                                "run 2", kKill, "run 1", kAwaitConnection, kPrintGpsds,
+                                endBackground() + " $(pidof gpsd)", "run 1"}),
+               recovered));
+    ASSERT_THAT(unit.output(), SizeIs(3));
+    EXPECT_EQ(unit.output()[0], "connected");
+    const std::string supervisors = "gpsd -N -n -P /run/other.pid /dev/ttymxc1 ";
+    EXPECT_THAT(unit.output()[1], AnyOf(supervisors, "gpsd -n -P /var/run/gpsd.pid /dev/ttymxc1 "));
+    faultFigure("gpsd.respawned", "kept", unit.output()[1] == supervisors ? 1 : 0);
+    EXPECT_EQ(restarts(), 2u) << "another one when it has ended";
+    expectRecovery("gpsd.respawned", secondsToSee("fix"), kCountsToRestart + kRestartSeconds);
+    faultFigure("gpsd.respawned", "first_restart_s",
+                unit.lines("end", "shell").at(2).t - unit.logged(3, kWatchdog).at(0).t);
     expectNothingLeft("gpsd.respawned");
     expectAllSucceeded();
 }

@@ -48,11 +48,11 @@ protected:
         return count;
     }
 
-    /// Two waits at most, and nothing sent twice.
-    void expectTwoWaitsAtMost() const {
+    /// Two whole waits behind the reset, and nothing sent twice.
+    void expectTwoWaits() const {
         EXPECT_THAT(unit.port.sent, SizeIs(5));
-        EXPECT_LE(unit.port.reads, 2 * kReadsOfAWait);
-        EXPECT_TRUE(unit.clock.elapsed() - begin <=
+        EXPECT_EQ(unit.port.reads, 2 * kReadsOfAWait);
+        EXPECT_TRUE(unit.clock.elapsed() - begin ==
                     std::chrono::microseconds(100 + 1000000 + 2 * 275 * 21701));
     }
 
@@ -91,7 +91,7 @@ TEST_F(LineCalls, AnAcknowledgementThatStraddlesTwoReadsCostsNoMoreThanTheWait) 
         SCOPED_TRACE(cut.at);
         answersCutAt(cut.at);
         startUp();
-        expectTwoWaitsAtMost();
+        expectTwoWaits();
         EXPECT_EQ(unit.log.count(6, acknowledgementOf(4)), cut.isLost ? 0 : 1);
         EXPECT_EQ(unit.log.count(6, acknowledgementOf(0)), cut.portInstead ? 1 : 0);
         EXPECT_NOT_LOGGED(6, kSummary);
@@ -107,8 +107,7 @@ TEST_F(LineCalls, AFloodOfAnythingElseEndsWithTheWaits) {
         SCOPED_TRACE(toHex(piece));
         floods(piece);
         startUp();
-        expectTwoWaitsAtMost();
-        EXPECT_EQ(unit.port.reads, 2 * kReadsOfAWait);
+        expectTwoWaits();
         EXPECT_EQ(acknowledgements(), 0u);
         endQuietly();
     }

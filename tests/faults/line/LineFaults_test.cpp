@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 
 #include "ReceiverOnUnit.h"
+#include "UbxFrame.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::Pair;
 using testing::SizeIs;
 
@@ -18,13 +20,38 @@ protected:
             EXPECT_EQ(unit.line("end", step).text("rc"), "0x00000000") << step;
     }
 
-    /// What was sent with the first construction, and what became of it.
-    std::vector<std::string> firstCommands() const {
+    /// What was sent with a construction, and what became of it.
+    std::vector<std::string> commandsOf(std::size_t number) const {
+        const double begin = unit.lines("begin", "construct").at(number).t;
+        const double end = unit.lines("end", "construct").at(number).t;
         std::vector<std::string> texts;
         for (const ReceiverLine& line : unit.receiverLog())
-            if (line.t < unit.line("end", "construct").t && line.text.find("reset line") != 0)
+            if (line.t > begin && line.t < end && line.text.find("reset line") != 0)
                 texts.push_back(line.text);
         return texts;
+    }
+
+    // --- The database
+
+    /// A service that saves a database of so many records and nothing else.
+    static Steps saved(int records) {
+        return {"construct", control("database " + std::to_string(records)), "run 1", "destroy"};
+    }
+    /// A record that no receiver has sent.
+    static std::string oldDatabase() {
+        const simulator::Bytes frame = simulator::encodeUbx({0x13, 0x80, {'o', 'l', 'd', '!'}});
+        return std::string(frame.begin(), frame.end()) + "000001";
+    }
+    /// The file holds what the receiver answered to the last poll, whole, and something at all.
+    void expectDatabaseSaved() const {
+        const std::size_t records = simulator::framesIn(dump()).size();
+        EXPECT_GT(records, 10u);
+        char trailer[24];
+        std::snprintf(trailer, sizeof trailer, "%06zu", records);
+        EXPECT_THAT(dump(), testing::EndsWith(trailer));
+        const auto polls = unit.receiverLog("MGA-DBD poll");
+        ASSERT_THAT(polls, testing::Not(IsEmpty()));
+        EXPECT_EQ(polls.back().text, "MGA-DBD poll: " + std::to_string(records) + " records");
     }
 
     /// How often the steps' output has this line.
@@ -33,39 +60,60 @@ protected:
         return static_cast<double>(std::count(lines.begin(), lines.end(), text));
     }
 
+    // --- Recovery
+
     double endOfFault() const { return unit.lines("write").back().t; }
+    /// To the next reading of a fix that is newer than the fault's end, the last thing waited for.
+    double recoverySince(double begin) const {
+        const ProbeLine seen = unit.lines("seen").back();
+        EXPECT_EQ(seen.text("what"), "fix");
+        return seen.t - begin;
+    }
+    double recovery() const { return recoverySince(endOfFault()); }
+    /// The first reading that was printed knows no fix.
+    void expectNoFixUntilThen() const { EXPECT_EQ(unit.line("readings").text("fixTick"), "0"); }
 };
 
 // --- A receiver that says nothing -----------------------------------------------------------------------
 
-// It hears and obeys, its answers and sentences don't come.
-TEST_F(LineFault, SilenceFromPowerUpCostsTwoWaitsAndEndsWithTheFirstSentences) {
-    unit.receiver("--ttff 2 --burst --command silence");
-    serve({"state", "run 15", control("clear"), "until position 1 60"});
-    expectWaits(2);
+// It hears and obeys, its answers and sentences don't come. Each record of the saved database is waited for.
+TEST_F(LineFault, SilenceFromPowerUpCostsItsWaitsAndEndsWithTheFirstSentences) {
+    unit.receiver("--ttff 2 --burst --command nofix");
+    unit.probe(concat(saved(1),
+                      {control("silence"), "construct", "state", "initialize", "start", "run 15", "readings",
+                       control("clear"), "until-fix 60", "run 3", "stop", "finalize", "destroy"}));
+    EXPECT_EQ(unit.status(), 0);
+    expectWaits(3, 1);
     expectResultsOfZero();
-    EXPECT_EQ(acknowledgedAtTheStart(), 0);
-    EXPECT_THAT(firstCommands(), SizeIs(5)) << "none is sent twice";
+    EXPECT_EQ(acknowledgedAtTheStart(1), 0);
+    EXPECT_THAT(commandsOf(1), SizeIs(5 + 1)) << "none is sent twice";
     expectConfigured(unit.receiverStates().at(0));
-    EXPECT_EQ(eventsBetween("position", 0, endOfFault()), 0u);
-    faultFigure("line.silent-from-power-up", "construction_s", construction());
-    faultFigure("line.silent-from-power-up", "recovery_s", untilPositionFrom(endOfFault()));
+    EXPECT_EQ(unit.receiverStates().at(0)["mga_taken"], "1");
+    EXPECT_EQ(restored().total, 0) << "which no answer tells";
+    expectNoFixUntilThen();
+    expectDatabaseSaved();
+    faultFigure("line.silent-from-power-up", "construction_s", construction(1));
+    faultFigure("line.silent-from-power-up", "recovery_s", recovery());
 }
 
-// The watchdog's restart finds it silent too; it speaks again while each command is waited for.
+// The watchdog's restart finds it silent too; it speaks again while each command is waited for. The restart
+// sends the restored records again, so the reset costs none of them.
 TEST_F(LineFault, SilenceInServiceLeadsToARestartThatFindsTheReceiverAgain) {
+    const std::string restarting = "GPSD does not provide any data - restarting GPSD";
     unit.receiver("--ttff 2 --burst");
-    serve({"until position 1 60", control("silence"), "until-state resets=2 90", control("clear"), "forget",
-           "until position 1 60", "state"});
+    unit.probe(concat(saved(1), {"construct", "initialize", "start", "until-fix 60", control("silence"),
+                                 "until-state resets=3 90", control("clear"), "until-fix 60", "run 3",
+                                 "state", "stop", "finalize", "destroy"}));
+    EXPECT_EQ(unit.status(), 0);
     EXPECT_THAT(unit.logged(3, "11 cycles without any data reception have been detected"), SizeIs(1));
-    EXPECT_THAT(unit.logged(3, "GPSD does not provide any data - restarting GPSD"), SizeIs(1));
+    EXPECT_THAT(unit.logged(3, restarting), SizeIs(1));
     expectConfigured(unit.receiverStates().at(0));
+    EXPECT_EQ(unit.receiverStates().at(0)["mga_taken"], "1") << "since the last reset";
     expectResultsOfZero();
-    EXPECT_NE(dump(), "000000");
-    faultFigure("line.silent-later", "recovery_s", untilPositionFrom(endOfFault()));
+    expectDatabaseSaved();
+    faultFigure("line.silent-later", "recovery_s", recovery());
     faultFigure("line.silent-later", "until_restart_s",
-                unit.logged(3, "GPSD does not provide any data - restarting GPSD").at(0).t -
-                    unit.lines("write").front().t);
+                unit.logged(3, restarting).at(0).t - unit.lines("write").at(1).t);
 }
 
 TEST_F(LineFault, SilenceAtTheEndCostsAWaitAndTheSavedDatabase) {
@@ -83,12 +131,14 @@ TEST_F(LineFault, SilenceAtTheEndCostsAWaitAndTheSavedDatabase) {
 
 // Power comes back at the factory's speed, while gpsd listens at the service's.
 TEST_F(LineFault, UnpluggedAndPluggedInAgainTheReceiverIsServedAgain) {
+    writeDump(oldDatabase());
     unit.receiver("--ttff 2 --burst");
-    serve({"until position 1 60", control("silence"), "run 20", control("powercycle"), control("clear"),
-           "forget", "until position 1 150"});
+    serve({"until-fix 60", control("silence"), "run 20", control("powercycle"), control("clear"),
+           "until-fix 150", "run 3"});
     expectResultsOfZero();
-    EXPECT_THAT(dump(), testing::Not(testing::AnyOf("", "000000")));
-    faultFigure("line.unplugged", "recovery_s", untilPositionFrom(endOfFault()));
+    expectDatabaseSaved();
+    EXPECT_THAT(dump(), testing::Not(testing::HasSubstr("old!")));
+    faultFigure("line.unplugged", "recovery_s", recovery());
 }
 
 // --- A receiver that can't be configured ----------------------------------------------------------------
@@ -104,19 +154,23 @@ void PrintTo(const Unheard& unheard, std::ostream* stream) { *stream << unheard.
 
 class UnheardReceiver : public LineFault, public testing::WithParamInterface<Unheard> {};
 
-// The port command is lost, and the others are sent at a speed that the receiver does not have.
-TEST_P(UnheardReceiver, StaysAsItIsAndCostsTwoWaits) {
-    writeDump("000000");
-    unit.receiver(std::string("--burst ") + GetParam().receiver);
-    unit.probe({"construct", "state", "initialize", "start", "stop", "finalize", "destroy"});
-    EXPECT_EQ(unit.status(), 0);
-    expectWaits(2);
+// The port command is lost, and the others are sent at a speed that the receiver does not have; so are the
+// saved record and the poll at the end, though the receiver has found its satellites meanwhile.
+TEST_P(UnheardReceiver, StaysAsItIsAndItsDatabaseIsLost) {
+    writeDump(oldDatabase());
+    unit.receiver(std::string("--ttff 2 --burst ") + GetParam().receiver);
+    serve({"run 15", "readings", "state"});
+    expectWaits(3);
     expectResultsOfZero();
-    VirtualUnitRun::Fields state = unit.receiverStates().at(0);
-    EXPECT_THAT(state, testing::Contains(Pair("baud", GetParam().baud)));
-    EXPECT_EQ(state["frames_received"], "0");
-    EXPECT_EQ(state["antenna_flags"], "0x001f");
+    expectNoFixUntilThen();
+    EXPECT_EQ(restored().total, 0);
     EXPECT_EQ(dump(), "000000");
+    EXPECT_GE(secondsOf("destroy"), kLeastWait);
+    const VirtualUnitRun::Fields state = unit.receiverState();
+    EXPECT_THAT(state, IsSupersetOf({Pair("baud", GetParam().baud), Pair("frames_received", "0"),
+                                     Pair("antenna_flags", "0x001f"), Pair("ack_aiding", "off"),
+                                     Pair("port_baud", "9600"), Pair("fix", "1")}));
+    EXPECT_GT(std::stoi(unit.receiverStates().at(0)["database_frames"]), 10) << "there was one to save";
     faultFigure(GetParam().row, "construction_s", construction());
 }
 
@@ -127,6 +181,7 @@ INSTANTIATE_TEST_SUITE_P(Fault, UnheardReceiver,
 
 struct Refused {
     const char* name;
+    const char* row; // behind "line.refused-"
     const char* id;
     VirtualUnitRun::Fields factory; // what the receiver keeps of its settings
 };
@@ -141,20 +196,21 @@ TEST_P(RefusedCommand, CostsAWaitAndLeavesThatSettingAlone) {
     expectWaits(1);
     expectResultsOfZero();
     EXPECT_EQ(acknowledgedAtTheStart(), 4);
-    EXPECT_THAT(firstCommands(), SizeIs(5));
+    EXPECT_THAT(commandsOf(0), SizeIs(5));
     EXPECT_THAT(unit.logged(6, kAllAcknowledged), IsEmpty());
     VirtualUnitRun::Fields expected = kConfiguredState;
     for (const auto& setting : GetParam().factory)
         expected[setting.first] = setting.second;
-    EXPECT_THAT(unit.receiverStates().at(0), testing::IsSupersetOf(expected));
+    EXPECT_THAT(unit.receiverStates().at(0), IsSupersetOf(expected));
+    faultFigure(std::string("line.refused-") + GetParam().row, "construction_s", construction());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Command, RefusedCommand,
-    testing::Values(Refused{"Nmea", "23", {{"nmea_version", "4.0"}, {"sv_numbering", "strict"}}},
-                    Refused{"Gnss", "62", {{"gnss", "GPS+SBAS+QZSS+GLONASS"}}},
-                    Refused{"Navx5", "35", {{"ack_aiding", "off"}}},
-                    Refused{"Antenna", "19", {{"antenna_flags", "0x001f"}}}),
+    testing::Values(Refused{"Nmea", "nmea", "23", {{"nmea_version", "4.0"}, {"sv_numbering", "strict"}}},
+                    Refused{"Gnss", "gnss", "62", {{"gnss", "GPS+SBAS+QZSS+GLONASS"}}},
+                    Refused{"Navx5", "navx5", "35", {{"ack_aiding", "off"}}},
+                    Refused{"Antenna", "antenna", "19", {{"antenna_flags", "0x001f"}}}),
     [](const auto& refused) { return refused.param.name; });
 
 TEST_F(LineFault, ARefusedPortCommandCostsTwoWaitsAndLeavesEverySettingAlone) {
@@ -168,12 +224,13 @@ TEST_F(LineFault, ARefusedPortCommandCostsTwoWaitsAndLeavesEverySettingAlone) {
     EXPECT_EQ(state["acks_sent"], "0");
     EXPECT_EQ(state["baud"], "9600");
     EXPECT_EQ(state["antenna_flags"], "0x001f");
+    faultFigure("line.refused-port", "construction_s", construction());
 }
 
 // The first wait misses its answer, which comes into the second. Those of the other commands come when
-// nobody waits any more.
+// nobody waits any more. A wait of 6 s takes up to 11 where its pauses come late.
 TEST_F(LineFault, AnswersThatComeBehindTheirWaitCountInTheNextOne) {
-    unit.receiver("--ttff 2 --burst --command 'ubx-late 7000'");
+    unit.receiver("--ttff 2 --burst --command 'ubx-late 11000'");
     serveWith({"state", control("ubx-normal")}, {"until position 1 60"});
     expectWaits(2);
     EXPECT_EQ(acknowledgedAtTheStart(), 1);
@@ -186,26 +243,27 @@ TEST_F(LineFault, AnswersThatComeBehindTheirWaitCountInTheNextOne) {
 
 TEST_F(LineFault, RubbishHidesNoAnswerAndTheFixComesWithTheFirstSentences) {
     unit.receiver("--ttff 2 --burst --command garbage");
-    serve({"run 10", control("clear"), "until position 1 60", "state"});
+    serve({"run 10", "readings", control("clear"), "until-fix 60", "run 1", "state"});
     expectWaits(0);
     EXPECT_EQ(acknowledgedAtTheStart(), 5);
-    EXPECT_EQ(eventsBetween("position", 0, endOfFault()), 0u);
+    expectNoFixUntilThen();
     expectConfigured(unit.receiverStates().at(0));
-    faultFigure("line.rubbish", "recovery_s", untilPositionFrom(endOfFault()));
+    faultFigure("line.rubbish", "recovery_s", recovery());
 }
 
 // Ten epochs of random bytes a second: at 115200 baud the line hardly rests.
 TEST_F(LineFault, AFloodHidesNoAnswer) {
     unit.receiver("--ttff 2 --burst --command garbage --command 'hz 10'");
-    serve({"state", "run 10", "state", control("hz 0"), control("clear"), "until position 1 60"});
+    serve({"state", "run 10", "state", "readings", control("hz 0"), control("clear"), "until-fix 60"});
     expectWaits(0);
+    expectNoFixUntilThen();
     EXPECT_EQ(acknowledgedAtTheStart(), 5);
     const auto states = unit.receiverStates();
     const auto field = [&](std::size_t i, const char* name) { return std::stod(states.at(i).at(name)); };
     faultFigure("line.flood", "bytes_per_s",
                 (field(1, "bytes_to_host") - field(0, "bytes_to_host")) /
                     (field(1, "uptime_s") - field(0, "uptime_s")));
-    faultFigure("line.flood", "recovery_s", untilPositionFrom(endOfFault()));
+    faultFigure("line.flood", "recovery_s", recovery());
 }
 
 // --- An stty of the test's own ---------------------------------------------------------------------------
@@ -330,7 +388,7 @@ TEST_F(Stty, ThatFailsAtTheServicesSpeedIsTriedThreeTimesAndTheServiceGoesOn) {
     unit.receiver("--ttff 2 --burst");
     probeWith(
         "test $3 != 115200 || test $n -gt 4 || exit 1",
-        R"(construct "shell cat /data/tries" state initialize start "until position 1 150" stop finalize destroy)");
+        R"(construct "shell cat /data/tries" state initialize start "until-fix 150" stop finalize destroy)");
     EXPECT_EQ(unit.status(), 0);
     EXPECT_THAT(unit.output(), ElementsAre("4"));
     EXPECT_GE(construction(), 1 + 3 + 2 * kLeastWait);
@@ -339,7 +397,7 @@ TEST_F(Stty, ThatFailsAtTheServicesSpeedIsTriedThreeTimesAndTheServiceGoesOn) {
     expectResultsOfZero();
     faultFigure("line.stty-fails-at-service-speed", "construction_s", construction());
     faultFigure("line.stty-fails-at-service-speed", "recovery_s",
-                untilPositionFrom(unit.line("end", "construct").t));
+                recoverySince(unit.line("end", "construct").t));
 }
 
 // --- The port -------------------------------------------------------------------------------------------
@@ -347,15 +405,15 @@ TEST_F(Stty, ThatFailsAtTheServicesSpeedIsTriedThreeTimesAndTheServiceGoesOn) {
 // A command's output makes a file where the device was. The restart that finds the device again mends all.
 TEST_F(LineFault, APortThatIsGoneDuringARestartComesBackWithTheNextOne) {
     unit.receiver("--ttff 2 --burst");
-    serve({"until position 1 60", "shell mv /dev/ttymxc1 /dev/away; kill -9 $(pidof gpsd)", "run 25",
+    serve({"until-fix 60", "shell mv /dev/ttymxc1 /dev/away; kill -9 $(pidof gpsd)", "run 25",
            "shell test -f /dev/ttymxc1 && ! test -h /dev/ttymxc1 && echo a file",
-           "shell rm -f /dev/ttymxc1; mv /dev/away /dev/ttymxc1", "forget", "until position 1 150", "state"});
+           "shell rm -f /dev/ttymxc1; mv /dev/away /dev/ttymxc1", "until-fix 150", "state"});
     EXPECT_THAT(unit.logged(2, "UBXConfig: Serial port cannot be opened for reading"), SizeIs(1));
     EXPECT_THAT(unit.logged(3, "GPSD does not provide any data - restarting GPSD"), SizeIs(2));
     EXPECT_THAT(unit.output(), ElementsAre("a file"));
     expectConfigured(unit.receiverStates().at(0));
     expectResultsOfZero();
-    faultFigure("line.port-gone", "recovery_s", untilPositionFrom(unit.lines("end", "shell").back().t));
+    faultFigure("line.port-gone", "recovery_s", recoverySince(unit.lines("end", "shell").back().t));
 }
 
 // --- Stopped soon ---------------------------------------------------------------------------------------
