@@ -69,7 +69,7 @@ TEST_F(SystemClock, SetBackWhileGpsdHangsKeepsTheLastReportCurrentUntilTheRestar
         << "by the receiver's clock it is old";
     EXPECT_THAT(unit.logged(3, kWatchdog), SizeIs(1));
     noteRecovery("system.clock-back-while-gpsd-hangs", unit.line("clock"),
-                 kElevenEmptyWaits + FaultOnUnit::kRestartSeconds);
+                 kElevenEmptyWaits + FaultOnUnit::kRestartSeconds + kNextFix);
     expectNothingLeaked("system.clock-back-while-gpsd-hangs");
 }
 

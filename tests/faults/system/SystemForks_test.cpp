@@ -90,7 +90,7 @@ TEST_F(DestroyedInAChild, CostsTheParentItsGpsdAndTheFileItsContent) {
     EXPECT_THAT(unit.logged(3, kWatchdog), SizeIs(testing::Ge(1u)));
     EXPECT_GE(std::stoi(unit.receiverStates().at(0)["resets"]), 2) << "by each restart";
     noteRecovery("system.fork-destroy", unit.line("clock"),
-                 kRestart + 5 * kWaitForAnswer + kElevenEmptyWaits + FaultOnUnit::kRestartSeconds);
+                 kRestart + 5 * kWaitForAnswer + kElevenEmptyWaits + FaultOnUnit::kRestartSeconds + kNextFix);
     expectNothingLeaked("system.fork-destroy");
 }
 
