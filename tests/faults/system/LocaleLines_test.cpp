@@ -28,9 +28,9 @@ constexpr char kName[] = "de_DE";
 class GermanLocale {
 public:
     GermanLocale() : before_(std::locale::classic()) {
-        EXPECT_NE(mkdtemp(folder_), nullptr);
+        EXPECT_NE(mkdtemp(&folder_[0]), nullptr);
         make();
-        setenv("LOCPATH", folder_, 1);
+        setenv("LOCPATH", folder_.c_str(), 1);
         before_ = std::locale::global(std::locale(kName));
     }
     ~GermanLocale() {
@@ -43,10 +43,10 @@ public:
 
 private:
     void make() {
-        const std::string source = std::string(folder_) + "/source";
+        const std::string source = folder_ + "/source";
         std::ofstream(source) << text();
         std::string words[] = {"localedef", "-c", "--quiet",        "-i",
-                               source,      "-f", "ANSI_X3.4-1968", std::string(folder_) + "/" + kName};
+                               source,      "-f", "ANSI_X3.4-1968", folder_ + "/" + kName};
         char* arguments[std::size(words) + 1] = {};
         for (std::size_t i = 0; i < std::size(words); ++i)
             arguments[i] = &words[i][0];
@@ -66,7 +66,7 @@ private:
         return all;
     }
 
-    char folder_[64] = "/tmp/ruxogps-locale-XXXXXX";
+    std::string folder_ = std::filesystem::temp_directory_path() / "ruxogps-locale-XXXXXX";
     std::locale before_;
 };
 

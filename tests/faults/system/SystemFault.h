@@ -22,6 +22,7 @@ protected:
     /// an epoch and the probe's looks, 50 ms each.
     static constexpr double kNextFix = 2.5;
     static constexpr double kFixAge = kNextFix + 1; ///< by its time, of which gpsd tells whole seconds
+    static constexpr double kFresh = 10;            ///< for so long counts what has come
     static constexpr double kStatusInterval = 2;
     static constexpr double kStartDelay = 3; ///< between gpsd's start and the connection
     /// A wait of the reader that lasts until the next epoch, and the worker's for its token.

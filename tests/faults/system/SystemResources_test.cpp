@@ -55,7 +55,7 @@ TEST_F(SystemResources, FiveDescriptorsAreMissedByARestartAlone) {
                  "descriptor-limit 1024", "clock 0", "until-fix 120", "readings"});
     const auto readings = unit.lines("readings");
     ASSERT_THAT(readings, SizeIs(2));
-    EXPECT_LT(readings[0].number("time"), readings[0].t - 30) << "no fix all the while";
+    EXPECT_LT(readings[0].number("time"), readings[0].t - (40 - kFresh)) << "no fix all the while";
     EXPECT_THAT(unit.loggedLike("Failed to"), SizeIs(Gt(1u))) << "more than the missing database";
     noteRecovery("system.5-descriptors", unit.line("clock"), kRefusedRestart);
     EXPECT_NEAR(readings[1].number("time"), readings[1].t, kFixAge);
@@ -82,7 +82,8 @@ TEST_F(SystemResources, FiveToEightDescriptorsFromTheBeginOnEndInNoCrashAndNoHan
 TEST_F(SystemResources, DescriptorsAbove1023AreRefusedUntilLowerOnesAreFree) {
     liveThrough({kFirstFix, "stop", "descriptor-limit 4096", "descriptors 1100", "start", "run 30",
                  "readings", "descriptors 0", "clock 0", "until-fix 60"});
-    EXPECT_LT(unit.line("readings").number("time"), unit.line("readings").t - 20) << "no fix all the while";
+    EXPECT_LT(unit.line("readings").number("time"), unit.line("readings").t - (30 - kFresh))
+        << "no fix all the while";
     EXPECT_THAT(unit.loggedLike("Failed to connect to GPSD server (errno=-24)"), SizeIs(Gt(0u)));
     noteRecovery("system.1100-descriptors", unit.line("clock"), kRestart + kNextFix);
     expectNothingLeaked("system.1100-descriptors");
@@ -92,7 +93,8 @@ TEST_F(SystemResources, DescriptorsAbove1023AreRefusedUntilLowerOnesAreFree) {
 TEST_F(SystemResources, InheritedDescriptorsBurdenTheNextGpsdAsWell) {
     liveThrough({kFirstFix, "descriptor-limit 4096", "descriptors 1100 inherited", kKillGpsd, "run 30",
                  "readings", "descriptors 0", "clock 0", "until-fix 60"});
-    EXPECT_LT(unit.line("readings").number("time"), unit.line("readings").t - 20) << "no fix all the while";
+    EXPECT_LT(unit.line("readings").number("time"), unit.line("readings").t - (30 - kFresh))
+        << "no fix all the while";
     noteRecovery("system.1100-descriptors-inherited", unit.line("clock"),
                  2 * kRestart); // the one that is on its way too
     expectNothingLeaked("system.1100-descriptors-inherited");
@@ -138,7 +140,7 @@ TEST_F(SystemResources, NoReaderInTheWatchdogsRestartLeavesTheServiceWithoutFixe
                  "stop", "start", "until-fix 30"});
     EXPECT_THAT(unit.logged(3, kWatchdog), SizeIs(1));
     EXPECT_THAT(unit.logged(3, kThreadFailed), SizeIs(1));
-    EXPECT_LT(unit.line("readings").number("time"), unit.line("readings").t - 50);
+    EXPECT_LT(unit.line("readings").number("time"), unit.line("readings").t - (60 - kFresh));
     EXPECT_EQ(unit.line("readings").text("available"), "1");
     noteRecovery("system.no-threads-in-the-restart", unit.line("begin", "stop"), kStopAndStart);
     expectNothingLeaked("system.no-threads-in-the-restart");
