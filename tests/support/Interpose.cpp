@@ -242,9 +242,10 @@ extern "C" int __fprintf_chk(FILE* stream, int, const char* format, ...) {
 }
 
 extern "C" size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
+    const auto next = REAL(fread);
     if (unit() != nullptr && unit()->port.owns(stream))
-        ++unit()->port.reads;
-    return REAL(fread)(buffer, size, count, stream);
+        return unit()->port.read(buffer, size, count, next);
+    return next(buffer, size, count, stream);
 }
 
 /// `fread` under _FORTIFY_SOURCE.

@@ -64,6 +64,11 @@ void VirtualGpsd::isSilent(int times) {
         script_.push_back({Duration::max(), false, 0, nullptr});
 }
 
+void VirtualGpsd::isInterrupted(int times) {
+    for (int i = 0; i < times; ++i)
+        script_.push_back({Duration(0), false, 0, nullptr, true});
+}
+
 void VirtualGpsd::reportsEvery(Duration period, Fill fill) {
     // At fixed times, however long the reader took for the one before.
     Duration next = clock_.elapsed();
@@ -190,6 +195,10 @@ bool VirtualGpsd::waiting(const gps_data_t* record, int timeoutMicros) {
     if (record->gps_fd < 0)
         return true;
     EXPECT_TRUE(hasBuffer_) << "gps_waiting crashes without the session's buffer";
+    if (current_.interrupted) {
+        errno = EINTR;
+        return false;
+    }
     const bool arrives = current_.arrives && current_.wait <= Duration(timeoutMicros);
     clock_.advance(arrives ? current_.wait : Duration(timeoutMicros));
     return arrives;

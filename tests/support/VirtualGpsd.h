@@ -43,6 +43,8 @@ public:
     void readGives(int result, Duration wait = Duration(0), Fill fill = nullptr);
     /// Nothing comes: `times` waits last to their end.
     void isSilent(int times = 1);
+    /// A signal ends `times` waits at once, as if they had brought nothing.
+    void isInterrupted(int times = 1);
     /// When the script is over: a report each `period`. Without this gpsd is silent.
     void reportsEvery(Duration period, Fill fill);
     /// A report of a fix (status, mode and position), which sets the mask anew, as libgps has it.
@@ -102,6 +104,7 @@ private:
         bool arrives;
         int result;
         Fill fill;
+        bool interrupted = false;
     };
     Cycle nextCycle();
 

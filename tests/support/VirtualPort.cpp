@@ -71,6 +71,20 @@ const char* VirtualPort::openHere(const char* path, const char* mode) {
     return fails ? nullptr : files_[path].c_str();
 }
 
+/// An error stays with the stream until it is cleared, and nothing is read meanwhile, as POSIX allows it.
+std::size_t VirtualPort::read(void* buffer, std::size_t size, std::size_t count, Read real) {
+    ++reads;
+    if (ferror(device_) != 0)
+        return 0;
+    if (interruptions_ == 0)
+        return real(buffer, size, count, device_);
+    --interruptions_;
+    const std::size_t before = readBefore_ == 0 ? 0 : real(buffer, size, readBefore_ / size, device_);
+    device_->_flags |= _IO_ERR_SEEN;
+    errno = EINTR;
+    return before;
+}
+
 void VirtualPort::closed() {
     journal_.add(std::string("fclose ") + kDevice);
     device_ = nullptr;

@@ -52,6 +52,10 @@ public:
     /// Bytes that come with the next pause (`usleep`), one piece a pause.
     void arrivesLater(const Bytes& bytes);
 
+    /// The next `times` reads of the port are interrupted: they give no more than the first `bytes` of what
+    /// has come, with EINTR.
+    void interruptsReading(int times, std::size_t bytes = 0) { interruptions_ = times, readBefore_ = bytes; }
+
     /// Frames written so far, decoded, without the line feed of `echo`.
     std::vector<Bytes> sent;
     /// Calls of `fread` on the port.
@@ -75,6 +79,8 @@ public:
     /// For an open that is no `fopen`, in its words: where the path leads here, null when it fails.
     const char* openHere(const char* path, const char* mode);
     bool owns(FILE* stream) const { return stream != nullptr && stream == device_; }
+    using Read = std::size_t (*)(void*, std::size_t, std::size_t, FILE*);
+    std::size_t read(void* buffer, std::size_t size, std::size_t count, Read real);
     void closed();
     void paused();
 
@@ -94,6 +100,8 @@ private:
     std::deque<Bytes> later_;
     std::vector<Failure> failures_;
     FILE* device_ = nullptr;
+    int interruptions_ = 0;
+    std::size_t readBefore_ = 0;
 };
 
 #endif

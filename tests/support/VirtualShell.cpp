@@ -100,5 +100,10 @@ bool VirtualShell::failsToRead(FILE* stream) {
 int VirtualShell::close(FILE* stream) {
     journal_.add("pclose " + streams_[stream]);
     streams_.erase(stream);
-    return fclose(stream);
+    const int result = fclose(stream);
+    if (closingInterruptions_ == 0)
+        return result;
+    --closingInterruptions_;
+    errno = EINTR;
+    return -1;
 }

@@ -47,6 +47,9 @@ public:
     /// The next `times` reads of a command's output fail with `error`, as they do when a signal comes.
     void interruptsReading(int times, int error = EINTR) { interruptions_ = times, readError_ = error; }
 
+    /// The next `times` calls of `pclose` end the stream and give -1 with EINTR.
+    void interruptsClosing(int times) { closingInterruptions_ = times; }
+
     int system(const std::string& command);
     FILE* open(const std::string& command, const std::string& mode);
     bool owns(FILE* stream) const { return streams_.count(stream) != 0; }
@@ -66,6 +69,7 @@ private:
     Journal& journal_;
     int interruptions_ = 0;
     int readError_ = 0;
+    int closingInterruptions_ = 0;
     std::vector<Result> results_;
     std::map<std::string, int> failures_;
     std::map<std::string, std::string> outputs_;

@@ -138,7 +138,6 @@ bool limitDescriptors(unsigned int most) {
 namespace {
 
 constexpr unsigned int kDaemonSeconds = 1000;
-constexpr itimerval kChildsTime = {{0, 0}, {1, 0}}; // the host's
 
 [[noreturn]] void becomeADaemon() {
     setsid();
@@ -212,9 +211,11 @@ int statusOf(pid_t child) {
 
 bool forks(const std::string& way) { return statusOf(start(way)) == 0; }
 
-bool childComesBackFrom(const std::function<void()>& call) {
-    return statusOf(startChild([&call] {
-               setitimer(ITIMER_REAL, &kChildsTime, nullptr);
+bool childComesBackFrom(const std::function<void()>& call, double hostSeconds) {
+    const auto micros = static_cast<long>(1e6 * hostSeconds);
+    const itimerval time = {{0, 0}, {micros / 1000000, micros % 1000000}};
+    return statusOf(startChild([&call, &time] {
+               setitimer(ITIMER_REAL, &time, nullptr);
                call();
                _exit(0);
            })) == 0;
@@ -246,6 +247,7 @@ void SignalStorm::begin(const std::vector<int>& signals, double perSecond) {
     for (const int signal : signals_)
         sigaction(signal, &action, nullptr);
     ended_ = false;
+    begin_ = unitTime();
     thread_ = std::thread([this, perSecond] { run(perSecond); });
 }
 
@@ -254,22 +256,27 @@ std::string SignalStorm::end() {
         return "";
     ended_ = true;
     thread_.join();
-    return "sent=" + std::to_string(sent_) + " here=" + std::to_string(handledHere) +
-           " elsewhere=" + std::to_string(handledElsewhere);
+    return "ms=" + std::to_string(static_cast<long>(1000 * (unitTime() - begin_))) +
+           " rounds=" + std::to_string(rounds_) + " sent=" + std::to_string(sent_) +
+           " here=" + std::to_string(handledHere) + " elsewhere=" + std::to_string(handledElsewhere);
 }
 
 void SignalStorm::run(double perSecond) {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    const timespec pause = {0, static_cast<long>(1e9 / perSecond)};
-    for (std::size_t turn = 0; !ended_; ++turn) {
-        const int signal = signals_[turn % signals_.size()];
-        for (const std::string& thread : namesIn("/proc/self/task"))
-            if (std::atoi(thread.c_str()) != threadId())
-                sent_ += syscall(SYS_tgkill, getpid(), std::atoi(thread.c_str()), signal) == 0 ? 1 : 0;
-        syscall(SYS_nanosleep, &pause, nullptr); // the host's time
+    for (; !ended_; ++rounds_) {
+        const double left = begin_ + static_cast<double>(rounds_) / perSecond - unitTime();
+        if (left > 0)
+            usleep(static_cast<useconds_t>(left * 1e6));
+        sendToEachThread(signals_[static_cast<std::size_t>(rounds_) % signals_.size()]);
     }
+}
+
+void SignalStorm::sendToEachThread(int signal) {
+    for (const std::string& thread : namesIn("/proc/self/task"))
+        if (std::atoi(thread.c_str()) != threadId())
+            sent_ += syscall(SYS_tgkill, getpid(), std::atoi(thread.c_str()), signal) == 0 ? 1 : 0;
 }
 
 } // namespace processfaults

@@ -11,6 +11,7 @@
 //   geofence NAME LAT LON WIDTH HEIGHT [MARGIN]  the next of the settings' geofences; degrees, microdegrees
 //   position LAT LON ALT                      setInitialPosition; degrees and metres
 //   run SECONDS
+//   run-counting SECONDS                      the same, and prints how many pauses of 50 ms that were
 //   until EVENT[,FIELD=VALUE] COUNT SECONDS   waits for events that no earlier `until` has gone past
 //   forget                                    goes past all events that have come
 //   until-reading NAME=VALUE SECONDS          waits for a reading; NAME>VALUE as well
@@ -81,6 +82,8 @@ constexpr int kExitMissed = 1;
 constexpr int kExitUsage = 2;
 constexpr useconds_t kLookPeriodUs = 50000;
 constexpr useconds_t kDriverPollPeriodUs = 20000; // more often than the reader takes reports
+constexpr double kReadingsSeconds = 10;           // after which a child doesn't come back any more
+constexpr double kDestroySeconds = 60;
 constexpr useconds_t kPortLookPeriodUs = 20000;
 constexpr char kReceiverState[] = "/run/unit/receiver.state";
 constexpr char kPort[] = "/dev/ttymxc1";
@@ -393,6 +396,7 @@ private:
             {"geofence", 5, &Probe::addGeofence},
             {"position", 3, &Probe::setInitialPosition},
             {"run", 1, &Probe::run},
+            {"run-counting", 1, &Probe::runCounting},
             {"until", 3, &Probe::awaitEvents},
             {"forget", 0, &Probe::forgetEvents},
             {"until-reading", 2, &Probe::awaitReading},
@@ -538,6 +542,14 @@ private:
             usleep(kLookPeriodUs);
     }
 
+    void runCounting(const Words& words) {
+        const double begin = unitTime();
+        int pauses = 0;
+        for (; unitTime() < begin + number(words[1]); ++pauses)
+            usleep(kLookPeriodUs);
+        print(text("ran pauses=%d seconds=%.3f", pauses, unitTime() - begin));
+    }
+
     void awaitEvents(const Words& words) {
         const std::size_t comma = std::min(words[1].find(','), words[1].size());
         const Fields fields = fieldsOf(words[1].substr(std::min(comma + 1, words[1].size())));
@@ -675,7 +687,7 @@ private:
     }
 
     void sendSignals(const Words& words) {
-        const double rate = number(words[1]) * unitSpeed();
+        const double rate = number(words[1]);
         if (rate > 0)
             signals_.begin({SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGCHLD, SIGUSR1, SIGUSR2, SIGRTMIN + 1},
                            rate);
@@ -694,9 +706,9 @@ private:
 
     bool forkChild(const std::string& way) {
         if (way == "readings")
-            return processfaults::childComesBackFrom([this] { readings(); });
+            return processfaults::childComesBackFrom([this] { readings(); }, kReadingsSeconds / unitSpeed());
         if (way == "destroy")
-            return processfaults::childComesBackFrom([this] { adapter_.reset(); });
+            return processfaults::childComesBackFrom([this] { destroy({}); }, kDestroySeconds / unitSpeed());
         return processfaults::forks(way);
     }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "FaultFigures.h"
+#include "GpsRecord.h"
 #include "ServedAdapter.h"
 
 using ::testing::Contains;
@@ -120,6 +121,72 @@ TEST_F(FixFaults, PoleCountsNoMetreOfItsMeridians) {
     EXPECT_EQ(odometer(), 0u) << "meridians are one point there";
     EXPECT_EQ(readings().data.latitude, 90000000);
     EXPECT_TRUE(readings().available);
+}
+
+// --- One coordinate alone
+// -----------------------------------------------------------------------------------
+
+constexpr double kMissing = std::numeric_limits<double>::quiet_NaN();
+
+/// An older libgps marks the place as there when either coordinate has come; the other one is no number.
+class HalfAPlace : public FixFaults {
+protected:
+    /// A report with both coordinates, and five seconds later one with these; what is there five seconds on.
+    GPSReadings after(double latitude, double longitude) {
+        reportComes(47, 8);
+        serve(5, [](int) {});
+        before = readings();
+        unit.forget();
+        reportComes(latitude, longitude);
+        serve(5, [](int) {});
+        return readings();
+    }
+
+    GPSReadings before;
+
+private:
+    /// Through the library's own reader.
+    void reportComes(double latitude, double longitude) {
+        unit.gpsd.reports([latitude, longitude](gps_data_t& r) {
+            fillNorthbound(r);
+            r.fix.latitude = latitude;
+            r.fix.longitude = longitude;
+        });
+        block().stopRequested = false;
+        unit.gpsd.whenLastCycleBegins = [this] { block().stopRequested = true; };
+        GPSHAL_RUXO_3::ReadData(&block());
+    }
+};
+
+TEST_F(HalfAPlace, WithoutItsLongitudeIsOnTheMeridianOfGreenwich) {
+    const GPSReadings half = after(48, kMissing);
+    EXPECT_GT(half.fixTick, before.fixTick) << "a fix like others";
+    EXPECT_EQ(half.data.latitude, 48000000);
+    EXPECT_EQ(half.data.longitude, 0);
+    EXPECT_TRUE(half.available);
+    EXPECT_THAT(unit.journal.only({"callback OnAvailabilityChanged"}), IsEmpty());
+    faultFigure("fix.latitude-alone", "longitude_microdegrees", half.data.longitude);
+}
+
+TEST_F(HalfAPlace, WithoutItsLatitudeIsOnTheEquator) {
+    const GPSReadings half = after(kMissing, 9);
+    EXPECT_GT(half.fixTick, before.fixTick);
+    EXPECT_EQ(half.data.latitude, 0);
+    EXPECT_EQ(half.data.longitude, 9000000);
+    EXPECT_TRUE(half.available);
+    faultFigure("fix.longitude-alone", "latitude_microdegrees", half.data.latitude);
+}
+
+TEST_F(HalfAPlace, OnTheEquatorWithoutItsLongitudeIsNoFix) {
+    const GPSReadings half = after(0, kMissing);
+    EXPECT_LE(half.fixTick, before.fixTick + 1) << "of the cycle that ran before the report";
+    EXPECT_EQ(half.data.latitude, 47000000) << "of the last fix";
+    EXPECT_EQ(half.data.longitude, 8000000);
+    EXPECT_FALSE(half.available);
+    EXPECT_THAT(unit.journal.only({"callback OnAvailabilityChanged"}),
+                Contains("callback OnAvailabilityChanged 0"));
+    faultFigure("fix.latitude-0-alone", "availability_told",
+                static_cast<double>(unit.journal.count("callback OnAvailabilityChanged 0")));
 }
 
 // --- Turns ----------------------------------------------------------------------------------------------

@@ -16,6 +16,8 @@ using testing::SizeIs;
 namespace {
 
 constexpr int kRoom = static_cast<int>(std::extent_v<decltype(gps_data_t::skyview)>); // of this libgps
+constexpr double kMostReportsASecond = 20;
+constexpr double kReportsKib = 20;     // some 30 reports, or a session's record; and the probe's own events
 constexpr double kBacklogSeconds = 25; // what the buffers between hold, 19.9 reports a second
 
 class HeldPort : public FaultOnUnit {
@@ -93,9 +95,14 @@ public:
     void sees140Satellites() const { seesSatellites(140); }
     void seesOrRefuses190Satellites() const { seesSatellites(190); }
     void sees8Satellites() const { seesSatellites(8); }
-    /// It takes 19.9 of the reports a second and loses none: what it tells grows old.
+    /// The reader pauses 50 ms behind each report, so it takes 20 a second at most, and loses none: what it
+    /// tells grows old. The probe's pauses of 50 ms were as late as the reader's; two of them behind a report
+    /// would make it half as many.
     void fallsBehind() const {
         EXPECT_EQ(restartsMeanwhile(), 0u);
+        EXPECT_LE(reportsASecond(), kMostReportsASecond);
+        EXPECT_GT(reportsASecond(), 0.75 * pausesASecond());
+        faultFigure(row, "reports_a_second", std::round(10 * reportsASecond()) / 10);
         EXPECT_GT(during().t - during().number("time"), 3);
         EXPECT_GT(during().number("fixTick"), during().t - 3) << "old, but accepted";
     }
@@ -108,7 +115,26 @@ public:
         EXPECT_NEAR(during().number("delta"), 0, 5) << "more than 30 days are not believed";
     }
 
+    std::string row; ///< its id
+
 protected:
+    /// An epoch is two reports; the one that was read half when the readings were taken is none.
+    double reportsASecond() const {
+        const double epochs = std::round(1e6 * (during().number("lat") - before().number("lat")));
+        return (2 * epochs - 1) / (during().t - before().t);
+    }
+    double pausesASecond() const {
+        return unit.line("ran").number("pauses") / unit.line("ran").number("seconds");
+    }
+    /// What is not read stays in the connection: a second of what floods is more than this.
+    void expectNoGrowthMeanwhile() const {
+        const auto steps = unit.lines("resources");
+        ASSERT_THAT(steps, SizeIs(4));
+        const double grown = steps[2].number("heap_kib") - steps[1].number("heap_kib");
+        EXPECT_LT(grown, kReportsKib);
+        faultFigure(row, "grown_meanwhile_kib", std::max(0.0, grown));
+    }
+
     /// Returns when the server listens (2947 is 0x0B83), so that no gpsd can be earlier.
     static std::string hold(const std::string& script) {
         return "shell (exec " SCRIPTED_SERVER " " + script +
@@ -119,9 +145,10 @@ protected:
     /// Judged before the server ends: the real gpsd finds the port free at the next restart.
     void serveBeside(const std::string& script, double seconds) {
         unit.receiver("--ttff 2 --burst");
-        unit.probe({"construct", "resources", hold(script), "initialize", "start", "run 4", "readings",
-                    "run " + std::to_string(seconds), "readings", endBackground(), "until-reading lat>47 200",
-                    "stop", "finalize", "forget", "resources", "destroy"});
+        unit.probe({"construct", "resources", hold(script), "initialize", "start", "run 4", "resources",
+                    "readings", "run-counting " + std::to_string(seconds), "readings", "resources",
+                    endBackground(), "until-reading lat>47 200", "stop", "finalize", "forget", "resources",
+                    "destroy"});
         EXPECT_EQ(unit.status(), 0) << "the real gpsd did not come back";
     }
 
@@ -191,11 +218,12 @@ public:
     explicit HeldPortRow(const Held& held) : held_(held) {}
 
     void TestBody() override {
-        const std::string row = std::string("server.") + held_.script;
+        row = std::string("server.") + held_.script;
         serveBeside(held_.script, held_.seconds);
         ASSERT_THAT(unit.lines("readings"), SizeIs(2));
         (this->*held_.judge)();
         expectRecovery(row, secondsToSee("lat>47"), held_.recovery);
+        expectNoGrowthMeanwhile();
         expectNothingLeft(row);
         expectAllSucceeded();
     }

@@ -123,6 +123,13 @@ std::string sky(int satellites, int firstPrn, const std::string& pdop = "1.5") {
 
 std::string goodEpoch() { return fix({}) + sky(8, 1); }
 
+/// Two reports, and their epoch's number in microdegrees of latitude, so that it tells how many were read.
+std::string numberedEpoch(int number) {
+    char latitude[32];
+    snprintf(latitude, sizeof latitude, "%.7f", 10.5000005 + 1e-6 * number);
+    return fix({{"lat", latitude}}) + sky(8, 1);
+}
+
 // --- Scripts: how it is sent ----------------------------------------------------------------------------
 
 void sendGood(const Client& client, double seconds) {
@@ -137,8 +144,8 @@ void drip(const Client& client) {
                 [&](int i) { client.send(std::string(1, text[static_cast<std::size_t>(i) % text.size()])); });
 }
 void flood(const Client& client) {
-    for (;;)
-        client.send(goodEpoch());
+    for (int i = 0;; ++i)
+        client.send(numberedEpoch(i));
 }
 
 /// A kilobyte of noise each second, the same one in each run.
@@ -172,10 +179,10 @@ void sendLinesOf19Kb(const Client& client) { sendLinesOf(client, 19000); }
 void sendLinesOf1Mb(const Client& client) { sendLinesOf(client, 1000000); }
 
 void sendAt20Hz(const Client& client) {
-    client.each(20, kForever, [&](int) { client.send(goodEpoch()); });
+    client.each(20, kForever, [&](int i) { client.send(numberedEpoch(i)); });
 }
 void sendAt100Hz(const Client& client) {
-    client.each(100, kForever, [&](int) { client.send(goodEpoch()); });
+    client.each(100, kForever, [&](int i) { client.send(numberedEpoch(i)); });
 }
 
 /// Each second another day: in 31 days, 1970, in 4000 days, 31 days ago.

@@ -1,9 +1,11 @@
 #ifndef SYSTEMFAULT_H
 #define SYSTEMFAULT_H
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
+#include "../FaultOnUnit.h"
 #include "EndToEnd.h"
 #include "FaultFigures.h"
 
@@ -13,6 +15,29 @@ protected:
     static constexpr char kWatchdog[] = "GPSD does not provide any data - restarting GPSD";
     static constexpr char kFirstFix[] = "until position 1 90"; // eleven fixes, in fact
     static constexpr char kKillGpsd[] = "shell kill -9 $(pidof gpsd)";
+
+    // --- What the described pauses allow for, in the unit's seconds
+
+    /// The receiver's epoch and the worker's cycle, a second each; the reader's pauses between the reports of
+    /// an epoch and the probe's looks, 50 ms each.
+    static constexpr double kNextFix = 2.5;
+    static constexpr double kFixAge = kNextFix + 1; ///< by its time, of which gpsd tells whole seconds
+    static constexpr double kFresh = 10;            ///< for so long counts what has come
+    static constexpr double kStatusInterval = 2;
+    static constexpr double kStartDelay = 3; ///< between gpsd's start and the connection
+    /// A wait of the reader that lasts until the next epoch, and the worker's for its token.
+    static constexpr double kStopAndStart = 2 + kNextFix;
+    /// From gpsd's end to the first fix behind the restart.
+    static constexpr double kRestart = FaultOnUnit::kCountsToRestart + FaultOnUnit::kRestartSeconds;
+    /// The restart in which something is refused until now may have missed gpsd's start alone, which it looks
+    /// after nine times, a second each; then it connects in vain.
+    static constexpr double kRefusedRestart = 9 + kStartDelay + kRestart;
+    /// Until the reader gives a silent gpsd up.
+    static constexpr double kElevenEmptyWaits = 11 * FaultOnUnit::kEmptyWait;
+    static constexpr double kWaitForAnswer = 275 * 0.021701;
+
+    /// Seconds between two notifications of a position, and fixes too.
+    static constexpr double kFixesPerUpdate = 11;
 
     SystemFault() { unit.receiver("--ttff 2 --burst"); }
 
@@ -28,6 +53,22 @@ protected:
         const double seconds = secondsToTheFixAfter(endOfTheFault);
         EXPECT_LT(seconds, atMost);
         faultFigure(row, "recovery_s", seconds);
+    }
+
+    /// The longest time between two notifications of a position until then.
+    double longestGap(double until) const {
+        double longest = 0;
+        double last = std::nan("");
+        for (const ProbeLine& event : unit.lines("event", "position")) {
+            if (event.t < until && event.t - last > longest)
+                longest = event.t - last;
+            last = event.t;
+        }
+        return longest;
+    }
+    /// How many are missing until then: one for each multiple of its time that a gap is longer.
+    double positionsLost(double until) const {
+        return std::max(0.0, std::round(longestGap(until) / kFixesPerUpdate) - 1);
     }
 
     /// Cycles of the reader without data behind this line; before the first fix gpsd may still be looking for
