@@ -59,6 +59,7 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -309,11 +310,42 @@ std::size_t entriesOf(const char* path, const std::function<bool(const char* nam
 
 bool isNumber(const char* name) { return *name >= '0' && *name <= '9'; }
 
+std::string fileText(const std::string& path) {
+    std::stringstream whole;
+    whole << std::ifstream(path).rdbuf();
+    return whole.str();
+}
+
+// The mask behind `name` in a process's status.
+bool isPending(const std::string& status, const char* name, int signal) {
+    const std::size_t at = status.find(name);
+    return at != std::string::npos &&
+           (std::stoull(status.substr(at + std::strlen(name)), nullptr, 16) >> (signal - 1) & 1) != 0;
+}
+
+// Whether it is a process that stays: one that has been killed ends when the host finds the time.
+bool isProcess(const char* name) {
+    constexpr unsigned kExiting = 0x4; // among the flags in its stat
+    if (!isNumber(name))
+        return false;
+    const std::string folder = std::string("/proc/") + name;
+    const std::string stat = fileText(folder + "/stat");
+    const std::size_t behindName = stat.rfind(')');
+    char state = 'X';
+    unsigned flags = 0;
+    if (behindName == std::string::npos ||
+        std::sscanf(stat.c_str() + behindName, ") %c %*d %*d %*d %*d %*d %u", &state, &flags) != 2)
+        return false;
+    const std::string status = fileText(folder + "/status");
+    return state != 'Z' && state != 'X' && (flags & kExiting) == 0 &&
+           !isPending(status, "\nSigPnd:", SIGKILL) && !isPending(status, "\nShdPnd:", SIGKILL);
+}
+
 std::string resources() {
     const std::size_t descriptors = entriesOf("/proc/self/fd", isNumber) - 1; // the folder's own
     const struct mallinfo2 heap = mallinfo2();
     return text("resources descriptors=%zu threads=%zu processes=%zu heap_kib=%.1f", descriptors,
-                entriesOf("/proc/self/task", isNumber), entriesOf("/proc", isNumber),
+                entriesOf("/proc/self/task", isNumber), entriesOf("/proc", isProcess),
                 static_cast<double>(heap.uordblks + heap.hblkhd) / 1024);
 }
 
