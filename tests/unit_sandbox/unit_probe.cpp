@@ -36,8 +36,8 @@
 //   fork WAY COUNT                            children that end by _exit, exit, exec, spawn or as a
 //                                             daemon, or try the adapter's readings or destroy it. A child
 //                                             of the child's, in a session of its own, is a daemon
-//   callback EVENT WHAT                       in the next call of this event: throw, a number of seconds to
-//                                             block, or one of the adapter's operations to call
+//   callback EVENT WHAT ...                   in the next call of this event: throw, a number of seconds to
+//                                             block, or another step, on the library's thread
 //   locale NAME                               for all categories, for C and C++
 //   held                                      prints how many descriptors, threads and children there are
 //   driver, destroy-driver                    a driver without an adapter, started
@@ -701,21 +701,17 @@ private:
     }
 
     void setCallback(const Words& words) {
-        events_.onNext(words[1], [this, what = words[2]] { misbehave(what); });
+        events_.onNext(words[1], [this, what = joined(words, 2)] { misbehave(what); });
     }
 
     // On the library's thread, in a callback.
     void misbehave(const std::string& what) {
-        print("misbehaves what=" + what);
+        const std::string name = what.substr(0, what.find(' '));
+        print("misbehaves what=" + name);
         if (what == "throw")
             throw std::runtime_error("a callback's");
-        if (what == "readings")
-            readings();
-        else if (what == "stop")
-            call(what);
-        else
-            run({"run", what});
-        print("behaves what=" + what);
+        carryOut(isNumber(what.c_str()) ? "run " + what : what);
+        print("behaves what=" + name);
     }
 
     void setLocale(const Words& words) { std::locale::global(std::locale(words[1].c_str())); }
