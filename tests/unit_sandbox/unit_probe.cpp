@@ -47,6 +47,7 @@
 #include <dirent.h>
 #include <locale.h>
 #include <malloc.h>
+#include <netdb.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/time.h>
@@ -202,7 +203,9 @@ private:
             const std::lock_guard<std::mutex> hold(mutex_);
             print("event " + name + (fields.empty() ? "" : " ") + fields);
             events_.emplace_back(name, fieldsOf(fields));
-            action.swap(actions_[name]);
+            const auto next = actions_.find(name);
+            if (next != actions_.end())
+                action.swap(next->second);
         }
         if (action)
             action();
@@ -306,7 +309,29 @@ std::size_t entriesOf(const char* path, const std::function<bool(const char* nam
 
 bool isNumber(const char* name) { return *name >= '0' && *name <= '9'; }
 
+// What the C library takes when it is used for the first time, and keeps: for two threads at once, as the
+// service has, for the service of names, which a connection to localhost asks, and for the rules of the time
+// zone, which a date in the log asks.
+void takeWhatIsKept() {
+    static bool isTaken = false;
+    if (isTaken)
+        return;
+    isTaken = true;
+    std::thread first(usleep, kLookPeriodUs);
+    std::thread second(usleep, kLookPeriodUs);
+    first.join();
+    second.join();
+    addrinfo* addresses = nullptr;
+    if (getaddrinfo("localhost", "2947", nullptr, &addresses) == 0)
+        freeaddrinfo(addresses);
+    getprotobyname("tcp");
+    const time_t now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+}
+
 std::string resources() {
+    takeWhatIsKept();
     const std::size_t descriptors = entriesOf("/proc/self/fd", isNumber) - 1; // the folder's own
     const struct mallinfo2 heap = mallinfo2();
     return text("resources descriptors=%zu threads=%zu processes=%zu heap_kib=%.1f", descriptors,
