@@ -117,8 +117,9 @@ constexpr Operation kOperations[] = {
     {"GPSAdapter::lock", Who::Anyone,
      [](Caller& c) {
          adapter->lock();
-         ++inLock;
-         usleep(1000 * c.any(20)); // others are sure to come meanwhile
+         const long entered = inLock;
+         usleep(1000 * c.any(20)); // another thread that comes in meanwhile is not counted
+         inLock = entered + 1;
      }},
     {"GPSAdapter::unlock", Who::HoldsLock, [](Caller&) { adapter->unlock(); }},
     {"GPSAdapter::ResetParams", Who::Anyone, [](Caller&) { adapter->ResetParams(); }},
