@@ -177,7 +177,7 @@ public:
 
     void takeAll() {
         const std::lock_guard<std::mutex> hold(mutex_);
-        events_ = {}; // with their memory, which is the probe's own and no leak
+        decltype(events_)().swap(events_); // with their memory, which is the probe's own and no leak
         taken_ = 0;
     }
 
