@@ -37,8 +37,8 @@
 //   fork WAY COUNT                            children that end by _exit, exit, exec, spawn or as a
 //                                             daemon, or try the adapter's readings or destroy it. A child
 //                                             of the child's, in a session of its own, is a daemon
-//   callback EVENT WHAT                       in the next call of this event: throw, a number of seconds to
-//                                             block, or one of the adapter's operations to call
+//   callback EVENT WHAT ...                   in the next call of this event: throw, a number of seconds to
+//                                             block, or another step, on the library's thread
 //   locale NAME                               for all categories, for C and C++
 //   held                                      prints how many descriptors, threads and children there are
 //   driver, destroy-driver                    a driver without an adapter, started
@@ -48,6 +48,7 @@
 #include <dirent.h>
 #include <locale.h>
 #include <malloc.h>
+#include <netdb.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/time.h>
@@ -180,7 +181,7 @@ public:
 
     void takeAll() {
         const std::lock_guard<std::mutex> hold(mutex_);
-        events_ = {}; // with their memory, which is the probe's own and no leak
+        decltype(events_)().swap(events_); // with their memory, which is the probe's own and no leak
         taken_ = 0;
     }
 
@@ -206,7 +207,9 @@ private:
             const std::lock_guard<std::mutex> hold(mutex_);
             print("event " + name + (fields.empty() ? "" : " ") + fields);
             events_.emplace_back(name, fieldsOf(fields));
-            action.swap(actions_[name]);
+            const auto next = actions_.find(name);
+            if (next != actions_.end())
+                action.swap(next->second);
         }
         if (action)
             action();
@@ -341,7 +344,29 @@ bool isProcess(const char* name) {
            !isPending(status, "\nSigPnd:", SIGKILL) && !isPending(status, "\nShdPnd:", SIGKILL);
 }
 
+// What the C library takes when it is used for the first time, and keeps: for two threads at once, as the
+// service has, for the service of names, which a connection to localhost asks, and for the rules of the time
+// zone, which a date in the log asks.
+void takeWhatIsKept() {
+    static bool isTaken = false;
+    if (isTaken)
+        return;
+    isTaken = true;
+    std::thread first(usleep, kLookPeriodUs);
+    std::thread second(usleep, kLookPeriodUs);
+    first.join();
+    second.join();
+    addrinfo* addresses = nullptr;
+    if (getaddrinfo("localhost", "2947", nullptr, &addresses) == 0)
+        freeaddrinfo(addresses);
+    getprotobyname("tcp");
+    const time_t now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+}
+
 std::string resources() {
+    takeWhatIsKept();
     const std::size_t descriptors = entriesOf("/proc/self/fd", isNumber) - 1; // the folder's own
     const struct mallinfo2 heap = mallinfo2();
     return text("resources descriptors=%zu threads=%zu processes=%zu heap_kib=%.1f", descriptors,
@@ -745,21 +770,17 @@ private:
     }
 
     void setCallback(const Words& words) {
-        events_.onNext(words[1], [this, what = words[2]] { misbehave(what); });
+        events_.onNext(words[1], [this, what = joined(words, 2)] { misbehave(what); });
     }
 
     // On the library's thread, in a callback.
     void misbehave(const std::string& what) {
-        print("misbehaves what=" + what);
+        const std::string name = what.substr(0, what.find(' '));
+        print("misbehaves what=" + name);
         if (what == "throw")
             throw std::runtime_error("a callback's");
-        if (what == "readings")
-            readings();
-        else if (what == "stop")
-            call(what);
-        else
-            run({"run", what});
-        print("behaves what=" + what);
+        carryOut(isNumber(what.c_str()) ? "run " + what : what);
+        print("behaves what=" + name);
     }
 
     void setLocale(const Words& words) { std::locale::global(std::locale(words[1].c_str())); }

@@ -31,7 +31,7 @@ struct Plan {
 
 thread_local Plan plan;
 
-/// Counts one wish; true when it is to be refused.
+/// Counts one request; true when it is to be refused.
 bool refuses(Resource resource) {
     if (!plan.active || plan.resource != resource || GroundMemory::lives())
         return false;

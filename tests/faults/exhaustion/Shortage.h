@@ -15,9 +15,9 @@ enum class Resource {
     Writes,    ///< fwrite, fprintf and fclose of the database
 };
 
-/// While one lives, the `first`-th wish for the resource, counted from 1, is refused, and those behind it up
-/// to `count` of them (FailingMemory::kForever: all that follow). The virtual unit's own are neither counted
-/// nor refused.
+/// While one lives, the `first`-th request for the resource, counted from 1, is refused, and those behind it
+/// up to `count` of them (FailingMemory::kForever: all that follow). The virtual unit's own are neither
+/// counted nor refused.
 class Shortage {
 public:
     Shortage(Resource resource, std::size_t first, std::size_t count);
@@ -25,7 +25,7 @@ public:
     Shortage(const Shortage&) = delete;
     Shortage& operator=(const Shortage&) = delete;
 
-    /// Whether a wish was refused meanwhile. When the answer is no, the operation has none behind the
+    /// Whether a request was refused meanwhile. When the answer is no, the operation has none behind the
     /// `first`.
     bool hasRefused() const;
 
