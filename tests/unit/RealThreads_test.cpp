@@ -172,6 +172,24 @@ TEST_F(RealThreads, StopAReaderThatHasGivenUp) {
     EXPECT_EQ(adapter.Stop(), 0u);
 }
 
+TEST_F(RealThreads, RestartGpsdWhileTheApplicationIsStillStartingThem) {
+    unit.gpsd.isSilent(11);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
+    GPSParams params;
+    adapter.GetParams(params);
+    params.enabled = false;
+    adapter.SetParams(params); // no worker yet
+    startService();
+    unit.clock.advance(60s); // the reader has given up
+    params.enabled = true;
+    adapter.SetParams(params);
+    adapter.Start(); // fails where the worker is the faster one, which first of all stops the driver
+    unit.clock.advance(60s);
+    EXPECT_EQ(unit.gpsd.opens(), 2);
+    EXPECT_TRUE(readings().available);
+    EXPECT_EQ(adapter.Stop(), 0u);
+}
+
 TEST_F(RealThreads, EndTheWorkerThatWasDisabledAndStartItAgain) {
     unit.gpsd.reportsEvery(1s, fillNorthbound);
     startService();
