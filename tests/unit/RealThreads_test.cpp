@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "DriverMembers.h"
 #include "GPSAdapter.h"
 #include "GpsRecord.h"
 #include "VirtualUnit.h"
@@ -40,7 +41,10 @@ private:
 
 class RealThreads : public UnitTest {
 protected:
-    RealThreads() { unit.useRealThreads(); }
+    RealThreads() {
+        unit.useRealThreads();
+        noDataReadCounter() = 0; // the process's, and other tests leave it where it is
+    }
 
     void startService() {
         ASSERT_EQ(adapter.Initialize(), 0u);
