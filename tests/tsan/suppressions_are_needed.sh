@@ -1,7 +1,7 @@
 #!/bin/bash
-# That each line of ThreadSanitizer's suppressions is needed: without it, and with all others, the test that is named above
-# it ("Shown by") is red with a report of a data race. Each test in a process of its own, as a place that was suppressed
-# once is not reported again in the same process.
+# That each line of ThreadSanitizer's suppressions is needed: without it, and with all others, the test that is named
+# above it ("Shown by") is red with a report of a data race. Each test in a process of its own, as a place that was
+# suppressed once is not reported again in the same process.
 #
 # A race is seen where two threads meet in it, and ThreadSanitizer forgets old accesses: one run may miss it, not all.
 #
@@ -20,7 +20,7 @@ fail() {
 }
 
 shows_a_race() {
-    TSAN_OPTIONS="suppressions=$work/others:halt_on_error=1" "$program" --gtest_brief=1 --gtest_filter="$1" >"$work/said" 2>&1
+    TSAN_OPTIONS="suppressions=$work/others:halt_on_error=1" "$program" --gtest_filter="$1" >"$work/said" 2>&1
     grep -q 'WARNING: ThreadSanitizer: data race' "$work/said"
 }
 
