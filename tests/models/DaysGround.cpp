@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gps.h>
-#include <malloc.h>
 #include <pthread.h>
 #include <sys/time.h>
 #include <ucontext.h>
@@ -16,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "Bytes.h"
@@ -110,7 +110,8 @@ days::Gpsd gpsd;
 bool isStarted = false;
 days::Tally counted;
 days::Memory live;
-char portFile[] = "/tmp/ruxogps-days-XXXXXX";
+std::string folder;   ///< of its own
+std::string portFile; ///< in it
 
 bool gpsdLives() { return isStarted && gpsd.livesAt(clockUs); }
 
@@ -177,7 +178,7 @@ void fill(gps_data_t& record, int64_t report) {
 void answer(const std::string& command) {
     const std::size_t begin = sizeof "echo -e \"" - 1;
     const Bytes reply = contentReceiver(unescaped(command.substr(begin, command.rfind('"') - begin)));
-    const int file = open(portFile, O_WRONLY | O_APPEND);
+    const int file = open(portFile.c_str(), O_WRONLY | O_APPEND);
     if (write(file, reply.data(), reply.size()) < 0)
         abort();
     close(file);
@@ -202,7 +203,11 @@ int days::threads() {
 void days::setUp() {
     contexts[0].isUsed = true;
     contexts[0].joiner = -1;
-    close(mkstemp(portFile));
+    folder = std::filesystem::temp_directory_path() / "ruxogps-days-XXXXXX";
+    if (mkdtemp(&folder[0]) == nullptr)
+        abort();
+    portFile = folder + "/port";
+    close(open(portFile.c_str(), O_WRONLY | O_CREAT, 0600));
     tzset(); // the C library reads the time zone once
     setPlatformHooks(&kHooks);
     isUp = true;
@@ -211,13 +216,14 @@ void days::setUp() {
 void days::tearDown() {
     isUp = false;
     setPlatformHooks(nullptr);
-    unlink(portFile);
+    std::filesystem::remove_all(folder);
 }
 
 // --- The C library --------------------------------------------------------------------------------------
 
 // The whole program's, the library's `new` included. What is freed counts as gone at once, whatever the C
-// library keeps.
+// library keeps, and a block counts as long as it was wished for: how much the C library gives on top depends
+// on what lay there before.
 
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
@@ -226,34 +232,71 @@ extern "C" void __libc_free(void* memory);
 
 namespace {
 
-void* taken(void* memory) {
+struct Block {
+    const void* begin;
+    std::size_t size;
+};
+
+/// All that are held, each at the place of its address or behind, where that was taken.
+constexpr std::size_t kPlaces = std::size_t{1} << 16;
+Block blocks[kPlaces];
+
+std::size_t placeOf(const void* begin) { return reinterpret_cast<uintptr_t>(begin) / 16 % kPlaces; }
+
+void* taken(void* memory, std::size_t size) {
     if (memory == nullptr)
         return nullptr;
-    ++live.blocks;
-    live.bytes += static_cast<int64_t>(malloc_usable_size(memory));
+    std::size_t at = placeOf(memory);
+    while (blocks[at].begin != nullptr)
+        at = (at + 1) % kPlaces;
+    blocks[at] = {memory, size};
+    live.bytes += static_cast<int64_t>(size);
+    if (++live.blocks > static_cast<int64_t>(kPlaces / 2))
+        abort();
     return memory;
 }
 
-void given(void* memory) {
+/// Those behind it move up, so that none stands behind a gap.
+void closeGap(std::size_t gap) {
+    for (std::size_t at = (gap + 1) % kPlaces; blocks[at].begin != nullptr; at = (at + 1) % kPlaces) {
+        const std::size_t wayFromItsPlace = (at - placeOf(blocks[at].begin)) % kPlaces;
+        if (wayFromItsPlace < (at - gap) % kPlaces)
+            continue;
+        blocks[gap] = blocks[at];
+        gap = at;
+    }
+    blocks[gap] = {};
+}
+
+/// Returns its size. Aligned blocks, which the library has none of, are unknown.
+std::size_t given(const void* memory) {
     if (memory == nullptr)
-        return;
+        return 0;
+    std::size_t at = placeOf(memory);
+    while (blocks[at].begin != memory && blocks[at].begin != nullptr)
+        at = (at + 1) % kPlaces;
+    if (blocks[at].begin == nullptr)
+        return 0;
+    const std::size_t size = blocks[at].size;
     --live.blocks;
-    live.bytes -= static_cast<int64_t>(malloc_usable_size(memory));
+    live.bytes -= static_cast<int64_t>(size);
+    closeGap(at);
+    return size;
 }
 
 } // namespace
 
-extern "C" void* malloc(std::size_t size) noexcept { return taken(__libc_malloc(size)); }
+extern "C" void* malloc(std::size_t size) noexcept { return taken(__libc_malloc(size), size); }
 
 extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
-    return taken(__libc_calloc(count, size));
+    return taken(__libc_calloc(count, size), count * size);
 }
 
 extern "C" void* realloc(void* memory, std::size_t size) noexcept {
-    given(memory);
-    void* const moved = taken(__libc_realloc(memory, size));
+    const std::size_t before = given(memory);
+    void* const moved = taken(__libc_realloc(memory, size), size);
     if (moved == nullptr && size != 0)
-        taken(memory);
+        taken(memory, before);
     return moved;
 }
 
@@ -350,9 +393,9 @@ extern "C" int pclose(FILE* stream) { return fclose(stream); }
 static FILE* openStream(FILE* (*next)(const char*, const char*), const char* path, const char* mode) {
     if (!isUp || strcmp(path, kDevice) != 0)
         return next(path, mode);
-    if (truncate(portFile, 0) != 0)
+    if (truncate(portFile.c_str(), 0) != 0)
         abort();
-    return next(portFile, mode);
+    return next(portFile.c_str(), mode);
 }
 
 // With 64-bit offsets the C library's headers make these names those of the 64-bit forms.

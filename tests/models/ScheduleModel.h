@@ -33,8 +33,8 @@ public:
     bool hasAPositionTask(const Timetable& wanted, uint32_t now) const {
         return isDue(now, lastPosition_, wanted.positionInterval);
     }
-    /// A cycle's position task takes its time, so the clocks are read twice: `now` at its begin, `later` and
-    /// `utc` behind that task.
+    /// A cycle's tasks take their time, so the clocks are read again: `now` is the tick at its begin, `utc`
+    /// the time behind the position task, `later` the tick behind the status task.
     std::vector<Task> cycle(const Timetable& wanted, uint32_t now, uint32_t later, int64_t utc) {
         std::vector<Task> tasks;
         if (hasAPositionTask(wanted, now)) {

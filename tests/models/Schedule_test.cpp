@@ -10,7 +10,8 @@ namespace {
 struct Stretch {
     enum Change { Nothing, TakesATimetable, SetsItsClock, SetsItsTick, IsDisabled };
     int cycles = 1;
-    int slowness = 0; ///< seconds that each position task of it takes
+    int slowness = 0;       ///< seconds that each position task of it takes
+    int statusSlowness = 0; ///< and each status task
     int change = Nothing;
     Timetable wanted;
     int64_t utc = 0;
@@ -24,8 +25,8 @@ std::ostream& operator<<(std::ostream& out, const Timetable& t) {
 }
 
 std::ostream& operator<<(std::ostream& out, const Stretch& s) {
-    return out << "{" << s.cycles << ", " << s.slowness << ", " << s.change << ", " << s.wanted << ", "
-               << s.utc << ", " << s.tick << "u}";
+    return out << "{" << s.cycles << ", " << s.slowness << "+" << s.statusSlowness << ", " << s.change << ", "
+               << s.wanted << ", " << s.utc << ", " << s.tick << "u}";
 }
 
 rc::Gen<int32_t> shifts() {
@@ -60,6 +61,7 @@ rc::Gen<Stretch> stretches() {
     return rc::gen::build<S>(
         rc::gen::set(&S::cycles, from(1, 12)),
         rc::gen::set(&S::slowness, rc::gen::weightedElement<int>({{6, 0}, {1, 1}, {1, 9}})),
+        rc::gen::set(&S::statusSlowness, rc::gen::weightedElement<int>({{6, 0}, {1, 1}, {1, 9}})),
         rc::gen::set(&S::change, rc::gen::weightedElement<int>({{6, S::Nothing},
                                                                 {4, S::TakesATimetable},
                                                                 {2, S::SetsItsClock},
@@ -94,23 +96,28 @@ public:
     }
 
 private:
-    /// The query behind the position task may take seconds, as it does while the receiver is restarted.
+    /// The query behind the position task may take seconds, as it does while the receiver is restarted; the
+    /// last of the status task where the platform is busy.
     void slowDown(const std::string& name) {
-        if (name != "GetData" || stretch_ == history_.size())
+        if (stretch_ == history_.size() || (name != kPositionQuery && name != kLastStatusQuery))
             return;
+        const Stretch& s = history_[stretch_];
         const auto hook = std::move(unit.clock.afterEachSleep);
         unit.clock.afterEachSleep = nullptr;
-        unit.clock.advance(history_[stretch_].slowness * kSecond);
+        unit.clock.advance((name == kPositionQuery ? s.slowness : s.statusSlowness) * kSecond);
         unit.clock.afterEachSleep = hook;
+    }
+    /// Seconds that a task took in this cycle.
+    int secondsOf(const char* query, int slowness) const {
+        return unit.journal.count("hal " + std::string(query)) != 0 ? slowness : 0;
     }
 
     /// In the pause behind a cycle: was it the model's?
     void pause() {
-        const int slowness = history_[stretch_].slowness;
-        const bool hadPosition = unit.journal.count("hal GetData") != 0;
-        const auto later =
-            static_cast<uint32_t>(began_ + (hadPosition ? static_cast<uint32_t>(slowness) : 0u));
-        const auto utc = beganUtc_ + (hadPosition ? slowness : 0);
+        const int position = secondsOf(kPositionQuery, history_[stretch_].slowness);
+        const int status = secondsOf(kLastStatusQuery, history_[stretch_].statusSlowness);
+        const auto later = static_cast<uint32_t>(began_ + static_cast<uint32_t>(position + status));
+        const auto utc = beganUtc_ + position;
         const Lines wanted = linesOf(model_.cycle(wanted_, began_, later, utc));
         if (cycle() != wanted && failure_.empty())
             failure_ =
@@ -178,6 +185,9 @@ private:
         return unit.journal.only({"hal ", "log 3 src/GPSTimedWorker", "callback OnTracking", "usleep",
                                   "log 6 src/GPSAdapter.cpp Current"});
     }
+
+    static constexpr char kPositionQuery[] = "GetData";
+    static constexpr char kLastStatusQuery[] = "GetErrorEstimates";
 
     Timetable wanted_;
     ScheduleModel model_;

@@ -56,6 +56,16 @@ public:
     static constexpr uint32_t kNotRunning = 0x17000002;
     static constexpr uint32_t kNotCurrent = 0x17000205;
 
+    /// Nothing has arrived since 1970; what was said last stays.
+    void start() {
+        isRunning_ = true;
+        for (auto& kept : groups_)
+            kept.second.since = 0;
+        dilutions_.since = 0;
+    }
+    /// No query is answered any more.
+    void stop() { isRunning_ = false; }
+
     void take(const Report& report, int64_t began) {
         for (const Report::Group group : kGroups)
             if (report.has(group))
@@ -63,16 +73,13 @@ public:
         if (report.has(Report::Time | Report::Position | Report::Altitude | Report::Sky))
             dilutions_ = {began, report};
     }
-    /// Nothing has arrived since 1970; what was said last stays.
-    void forgetAll() {
-        for (auto& kept : groups_)
-            kept.second.since = 0;
-        dilutions_.since = 0;
-    }
 
     /// `antenna` and `antennaResult` are the platform's answer.
     Answer data(int64_t now, uint32_t antenna, uint32_t antennaResult) const {
         Answer answer;
+        answer.result = kNotRunning;
+        if (!isRunning_)
+            return answer;
         answer.result = isFresh(Report::Status, now) ? antennaResult : kNotCurrent;
         answer.valid = answer.result == 0 && antenna == 1;
         if (const Report* r = fresh(Report::Time, now))
@@ -90,29 +97,28 @@ public:
         fillDilutions(answer, now);
         return answer;
     }
-    bool isReceiving(int64_t now) const { return isFresh(Report::Status, now); }
-    /// Seconds of the fix, or nothing known (the result).
+    // The other queries give their result, and 0 or false for what isn't known.
+
+    uint32_t status(int64_t now, bool& receiving) const {
+        receiving = isRunning_ && isFresh(Report::Status, now);
+        return isRunning_ ? 0 : kNotRunning;
+    }
     uint32_t time(int64_t now, int64_t& seconds) const {
         const Report* r = fresh(Report::Time, now);
         seconds = r == nullptr ? 0 : toInt32(static_cast<double>(r->seconds));
-        return r == nullptr ? kNotCurrent : 0;
+        return r == nullptr ? resultOfNothing() : 0;
     }
-    int32_t timeErrorMs(int64_t now) const {
+    uint32_t errors(int64_t now, uint32_t& horizontalMetres, int32_t& timeMs) const {
         const Report* r = fresh(Report::TimeError, now);
-        return r == nullptr ? 0 : toInt32(r->timeError * 1000);
-    }
-    uint32_t horizontalError(int64_t now) const {
-        const Report* r = fresh(Report::PositionError, now);
-        if (r == nullptr)
-            return 0;
-        const auto sum = static_cast<float>(r->eastError * r->eastError + r->northError * r->northError);
-        return toUint32(std::sqrt(static_cast<double>(sum)));
+        timeMs = r == nullptr ? 0 : toInt32(r->timeError * 1000);
+        horizontalMetres = horizontalError(now);
+        return isRunning_ ? 0 : kNotRunning;
     }
     uint32_t satellites(int64_t now, uint32_t& strength, uint32_t& visible) const {
         const Report* r = fresh(Report::Sky, now);
         strength = visible = 0;
         if (r == nullptr)
-            return kNotCurrent;
+            return resultOfNothing();
         visible = static_cast<uint32_t>(r->satellites.size());
         uint32_t sum = 0;
         for (const Report::Satellite& satellite : r->satellites)
@@ -141,12 +147,20 @@ private:
             return 0;
         return value < least ? least : value > greatest ? greatest : value;
     }
+    uint32_t resultOfNothing() const { return isRunning_ ? kNotCurrent : kNotRunning; }
+    uint32_t horizontalError(int64_t now) const {
+        const Report* r = fresh(Report::PositionError, now);
+        if (r == nullptr)
+            return 0;
+        const auto sum = static_cast<float>(r->eastError * r->eastError + r->northError * r->northError);
+        return toUint32(std::sqrt(static_cast<double>(sum)));
+    }
     void keep(Report::Group group, const Report& report, int64_t began) { groups_[group] = {began, report}; }
     static bool isFresh(const Kept& kept, int64_t now) { return kept.since >= now - 10; }
     bool isFresh(Report::Group group, int64_t now) const { return fresh(group, now) != nullptr; }
     const Report* fresh(Report::Group group, int64_t now) const {
         const Kept& kept = groups_[group];
-        return isFresh(kept, now) ? &kept.report : nullptr;
+        return isRunning_ && isFresh(kept, now) ? &kept.report : nullptr;
     }
     void fillDilutions(Answer& answer, int64_t now) const {
         if (!isFresh(dilutions_, now))
@@ -157,6 +171,7 @@ private:
         answer.gdop = static_cast<float>(dilutions_.report.gdop);
     }
 
+    bool isRunning_ = false;
     mutable std::map<Report::Group, Kept> groups_;
     Kept dilutions_;
 };

@@ -32,9 +32,11 @@ public:
 
     void pass(int64_t us) { passTo(now + us); }
 
-    void initialize() {
+    // The application's operations, with their results.
+
+    uint32_t initialize() {
         if (active_)
-            return;
+            return 0;
         kill();
         if (!daemonRuns && atStart)
             atStart(now);
@@ -42,10 +44,13 @@ public:
         daemonRuns = true;
         initialized_ = now;
         active_ = true;
+        return 0;
     }
-    void start() {
-        if (!active_ || running_)
-            return;
+    uint32_t start() {
+        if (!active_)
+            return kNotRunning;
+        if (running_)
+            return 0;
         running_ = true;
         const int64_t elapsed = now / kSecond - initialized_ / kSecond;
         if (elapsed <= 2) {
@@ -55,21 +60,24 @@ public:
         statusSecond_ = fixSecond_ = kLongAgo;
         reader_ = {true, false, kNoFix, now};
         ++threads;
+        return 0;
     }
-    void stop() {
+    uint32_t stop() {
         if (!running_)
-            return;
+            return 0;
         const int64_t told = now;
         while (reader_.isAlive && reader_.at <= told)
             readerCycle(); // it finds out when its cycle is over
         now = std::max(now, reader_.at);
         reader_.isAlive = false;
         running_ = false;
+        return 0;
     }
-    void finalize() {
+    uint32_t finalize() {
         stop();
         kill();
         active_ = false;
+        return 0;
     }
 
     /// The result of a query for a fix, the antenna being in order.
@@ -78,7 +86,7 @@ public:
         if (emptyCycles_ > kMostEmptyCycles)
             restart();
         if (!running_)
-            return 0x17000002;
+            return kNotRunning;
         return statusSecond_ >= second - 10 ? 0 : 0x17000205;
     }
     /// The number of the position that is known in this second.
@@ -86,6 +94,7 @@ public:
     bool hasAStatusIn(int64_t second) const { return statusSecond_ >= second - 10; }
 
 private:
+    static constexpr uint32_t kNotRunning = 0x17000002;
     static constexpr int64_t kSecond = 1000000;
     static constexpr int64_t kLongAgo = INT64_MIN;
     static constexpr unsigned int kMostEmptyCycles = 10;

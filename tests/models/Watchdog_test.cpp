@@ -72,11 +72,11 @@ public:
         if (step.kind == Step::Queries)
             query();
         if (step.kind == Step::Stops)
-            model_.stop(), driver->Stop();
+            expectSame(model_.stop(), driver->Stop());
         if (step.kind == Step::Starts)
             start();
         if (step.kind == Step::Finalizes)
-            model_.finalize(), driver->Finalize();
+            expectSame(model_.finalize(), driver->Finalize());
         if (step.kind == Step::Initializes)
             initialize();
         RC_ASSERT(unit.clock.elapsed().count() == model_.now);
@@ -96,14 +96,9 @@ private:
         else
             unit.gpsd.readGives(cycle.find == WatchdogModel::HalfALine ? 0 : -1, wait);
     }
-    void initialize() {
-        model_.initialize();
-        driver->Initialize();
-    }
-    void start() {
-        model_.start();
-        driver->Start();
-    }
+    void initialize() { expectSame(model_.initialize(), driver->Initialize()); }
+    void start() { expectSame(model_.start(), driver->Start()); }
+    static void expectSame(uint32_t wanted, uint32_t result) { RC_ASSERT(result == wanted); }
     void query() {
         GPSData fix;
         const uint32_t wanted = model_.query();

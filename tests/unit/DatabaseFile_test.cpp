@@ -70,14 +70,25 @@ class DatabaseOnAFullDisk : public DatabaseFile {
 protected:
     static constexpr std::size_t kRoom = 4096;
     const FullDisk disk{kRoom};
+
+    /// The frames' behind the trailer's; in a file that is appended to the trailer's behind the frames'.
+    void secondWriteFails() {
+        unit.refuses = [this](Want want) { return want == Want::Write && ++written_ == 2; };
+    }
+
+private:
+    int written_ = 0;
 };
 
-TEST_F(DatabaseOnAFullDisk, IsEmptyAgain) {
-    writes(std::string(kRoom + 1, 'f'), 1);
+/// On a real disk the trailer finds room behind a gap, and only the frames none; the limit ends the trailer,
+/// which is written first.
+TEST_F(DatabaseOnAFullDisk, IsEmptyAgainWhenOnlyTheFramesFindNoRoom) {
+    secondWriteFails();
+    writes(std::string(kRoom - 6, 'f'), 1);
     EXPECT_THAT(unit.port.dumpFile(), Optional(Bytes("")));
 }
 
-TEST_F(DatabaseOnAFullDisk, IsEmptyAgainWhenOnlyTheTrailerFindsNoRoom) {
+TEST_F(DatabaseOnAFullDisk, IsEmptyAgainWhenTheTrailerFindsNoRoom) {
     writes(std::string(kRoom - 5, 'f'), 1);
     EXPECT_THAT(unit.port.dumpFile(), Optional(Bytes("")));
 }
@@ -92,6 +103,14 @@ TEST_F(DatabaseOnAFullDisk, KeepsTheOldContentsThatItCouldNotReplace) {
     unit.port.openFails("/data/NavigationDatabaseDump", 1, "w");
     writes(std::string(kRoom, 'f'), 1);
     EXPECT_EQ(unit.port.dumpFile().value_or("").substr(0, 4), "oldf");
+}
+
+TEST_F(DatabaseOnAFullDisk, KeepsTheOldContentsAndFramesWhoseTrailerFindsNoRoom) {
+    unit.port.setDumpFile("old");
+    unit.port.openFails("/data/NavigationDatabaseDump", 1, "w");
+    secondWriteFails();
+    writes("frames", 1);
+    EXPECT_THAT(unit.port.dumpFile(), Optional(Bytes("oldframes")));
 }
 
 // --- Reading --------------------------------------------------------------------------------------------

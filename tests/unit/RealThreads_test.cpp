@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "DriverMembers.h"
 #include "GPSAdapter.h"
 #include "GpsRecord.h"
 #include "VirtualUnit.h"
@@ -40,7 +41,10 @@ private:
 
 class RealThreads : public UnitTest {
 protected:
-    RealThreads() { unit.useRealThreads(); }
+    RealThreads() {
+        unit.useRealThreads();
+        noDataReadCounter() = 0; // the process's, and other tests leave it where it is
+    }
 
     void startService() {
         ASSERT_EQ(adapter.Initialize(), 0u);
@@ -169,6 +173,24 @@ TEST_F(RealThreads, StopAReaderThatHasGivenUp) {
     startService();
     unit.clock.advance(60s); // eleven waits of 5 s brought nothing
     EXPECT_EQ(unit.gpsd.closes(), 1);
+    EXPECT_EQ(adapter.Stop(), 0u);
+}
+
+TEST_F(RealThreads, RestartGpsdWhileTheApplicationIsStillStartingThem) {
+    unit.gpsd.isSilent(11);
+    unit.gpsd.reportsEvery(1s, fillNorthbound);
+    GPSParams params;
+    adapter.GetParams(params);
+    params.enabled = false;
+    adapter.SetParams(params); // no worker yet
+    startService();
+    unit.clock.advance(60s); // the reader has given up
+    params.enabled = true;
+    adapter.SetParams(params);
+    adapter.Start(); // fails where the worker is the faster one, which first of all stops the driver
+    unit.clock.advance(60s);
+    EXPECT_EQ(unit.gpsd.opens(), 2);
+    EXPECT_TRUE(readings().available);
     EXPECT_EQ(adapter.Stop(), 0u);
 }
 

@@ -36,6 +36,9 @@ std::vector<Bytes> differentFrames(int count) {
     return frames;
 }
 
+/// Of those; the poll of the database at the end is shorter.
+bool isTheSecond(const Bytes& frame) { return frame.size() > 9 && frame[9] == '2'; }
+
 Bytes joined(const std::vector<Bytes>& frames) {
     Bytes all;
     for (const Bytes& frame : frames)
@@ -128,14 +131,14 @@ TEST_F(Restore, NeverResetsTheCounters) {
 }
 
 TEST_F(Restore, CountsRefusedFramesAsNotUsed) {
-    unit.port.receiver = [](const Bytes& frame) { return mgaAck(0x80, frame[9] == '2' ? 0 : 1); };
+    unit.port.receiver = [](const Bytes& frame) { return mgaAck(0x80, isTheSecond(frame) ? 0 : 1); };
     restores(database(differentFrames(3)));
     EXPECT_LOGGED(6, completion(2, 1));
 }
 
 TEST_F(Restore, GoesOnAfterAFrameThatIsNotAcknowledged) {
     unit.port.receiver = [](const Bytes& frame) {
-        return frame[9] == '2' ? Bytes() : contentReceiver(frame);
+        return isTheSecond(frame) ? Bytes() : contentReceiver(frame);
     };
     restores(database(differentFrames(3)));
     EXPECT_THAT(unit.port.sent, SizeIs(3));

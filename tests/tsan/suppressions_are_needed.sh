@@ -1,0 +1,51 @@
+#!/bin/bash
+# That each line of ThreadSanitizer's suppressions is needed: without it, and with all others, the test that is named
+# above it ("Shown by") is red with a report of a data race. Each test in a process of its own, as a place that was
+# suppressed once is not reported again in the same process.
+#
+# A race is seen where two threads meet in it, and ThreadSanitizer forgets old accesses: one run may miss it, not all.
+#
+#   suppressions_are_needed.sh REALTHREADS_TEST SUPPRESSIONS
+set -u
+
+readonly runs=20
+readonly program=$1
+readonly suppressions=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+    echo "$1"
+    failures=$((failures + 1))
+}
+
+shows_a_race() {
+    TSAN_OPTIONS="suppressions=$work/others:halt_on_error=1" "$program" --gtest_filter="$1" >"$work/said" 2>&1
+    grep -q 'WARNING: ThreadSanitizer: data race' "$work/said"
+}
+
+# check_line LINE COMMENT: COMMENT stands above it.
+check_line() {
+    local line=$1 test run
+    test=$(sed -n 's/^# Shown by //p' <<<"$2")
+    "$program" --gtest_list_tests --gtest_filter="${test:-none}" | grep -q '^  ' ||
+        { fail "'$line': no test is named above it, or it is gone: '$test'"; return; }
+    grep -vxF -e "$line" "$suppressions" >"$work/others"
+    for ((run = 0; run < runs; run++)); do
+        ! shows_a_race "$test" || return
+    done
+    fail "'$line': $test does without it"
+}
+
+failures=0
+lines=0
+above=
+while IFS= read -r line; do
+    if [[ -n $line && $line != '#'* ]]; then
+        lines=$((lines + 1))
+        check_line "$line" "$above"
+    fi
+    above=$line
+done <"$suppressions"
+((lines > 0)) || fail "no suppression in $suppressions"
+exit $((failures > 0))
