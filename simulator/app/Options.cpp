@@ -119,6 +119,7 @@ constexpr std::array<Choice<NmeaVersion>, 4> kVersions{{
     {"4.1", NmeaVersion::V41},
 }};
 constexpr std::array<Choice<bool>, 2> kFirstEpochs{{{"cut", true}, {"whole", false}}};
+constexpr std::array<Choice<bool>, 2> kGnssAcks{{{"first", true}, {"last", false}}};
 constexpr std::array<Choice<bool>, 2> kUtcForms{{{"floored", false}, {"hundredths", true}}};
 constexpr std::array<Choice<bool>, 2> kNumberings{{{"strict", false}, {"extended", true}}};
 constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
@@ -268,6 +269,9 @@ const Row kRows[] = {
     {"gnss-busy", "SECONDS",
      [](Draft& d, const Given& g) { d.options.engine.input.gnssBusyTime = seconds(g); },
      "neither answers nor takes anything for so long after CFG-GNSS (0.5)"},
+    {"gnss-ack", "first|last",
+     [](Draft& d, const Given& g) { d.options.engine.input.acknowledgesGnssFirst = choose(g, kGnssAcks); },
+     "CFG-GNSS is acknowledged before it is busy (first, the default), or after"},
     {"input-buffer", "BYTES",
      [](Draft& d, const Given& g) {
          d.options.engine.input.bufferBytes = static_cast<std::size_t>(wholeNumber(g, 1e6));

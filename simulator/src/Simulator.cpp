@@ -52,7 +52,7 @@ void Simulator::powerUp(ResetCause cause, TimePoint now) {
 void Simulator::restartNavigation(TimePoint now) {
     navigationStart_ = now;
     firstFix_.reset();
-    leapSecondsHeard_ = false;
+    leapSource_ = LeapSource::Firmware;
 }
 
 void Simulator::setResetLine(bool asserted, TimePoint now) {
@@ -136,7 +136,7 @@ Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
     if (!firstFix_)
         knownAtStart_ = engine_->knowledge();
     reception.orbitsKnown = knownAtStart_.orbits;
-    reception.leapSecondsKnown = leapSecondsHeard_ || knownAtStart_.leapSeconds;
+    reception.leapSource = leapSource_ != LeapSource::Firmware ? leapSource_ : knownAtStart_.leapSource;
     reception.unhealthySatellites = settings_.unhealthySatellites;
     reception.timeToLeapSeconds = settings_.timeToLeapSeconds;
     reception.noiseM = settings_.noiseM;
@@ -151,7 +151,7 @@ void Simulator::runEpoch(TimePoint at) {
     auto satellites = sky_.above(motion_.position, utcAt(at), engine_->output().enabled);
     epoch_ = navigate(motion_, std::move(satellites), utcAt(at), reception, settings_.seed);
     epoch_.clockRest = clockRest(at - poweredUpAt_);
-    leapSecondsHeard_ = isUtcResolved(epoch_);
+    leapSource_ = isUtcResolved(epoch_) ? epoch_.leapSource : LeapSource::Firmware;
     if (epoch_.fix != FixType::None && !firstFix_)
         firstFix_ = at;
     Reaction messages = engine_->epoch(epoch_, at);

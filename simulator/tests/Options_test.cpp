@@ -100,10 +100,12 @@ TEST(Options, ReceiverIsDescribed) {
 TEST(Options, ReceiverTakesItsInputAsARealOneDoesUnlessToldOtherwise) {
     const InputOptions usual = parseOptions({}).engine.input;
     EXPECT_EQ(500ms, usual.gnssBusyTime);
+    EXPECT_TRUE(usual.acknowledgesGnssFirst);
     EXPECT_EQ(5ms, usual.messageTime);
     EXPECT_EQ(1000U, usual.bufferBytes);
     EXPECT_TRUE(usual.linePaced);
     EXPECT_EQ(1s, parseOptions({"--gnss-busy", "1"}).engine.input.gnssBusyTime);
+    EXPECT_FALSE(parseOptions({"--gnss-ack", "last"}).engine.input.acknowledgesGnssFirst);
     EXPECT_EQ(20ms, parseOptions({"--message-time=0.02"}).engine.input.messageTime);
     EXPECT_EQ(64U, parseOptions({"--input-buffer", "64"}).engine.input.bufferBytes);
 }
@@ -278,6 +280,7 @@ TEST(Options, HelpHasOneLineForEveryOption) {
                                    "--deaf",
                                    "--message-time",
                                    "--gnss-busy",
+                                   "--gnss-ack",
                                    "--input-buffer",
                                    "--output-buffer",
                                    "--database",

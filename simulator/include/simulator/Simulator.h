@@ -174,9 +174,9 @@ private:
     uint32_t hostBaud_ = 0; ///< of the host's port, when it wrote last
     TimePoint navigationStart_{};
     Knowledge knownAtStart_;
-    bool leapSecondsHeard_ = false;     ///< since navigationStart_
-    std::optional<TimePoint> firstFix_; ///< the first since navigationStart_
-    TimePoint skyBlockedAt_{};          ///< last time at which no satellite could be heard
+    LeapSource leapSource_ = LeapSource::Firmware; ///< what told them since navigationStart_
+    std::optional<TimePoint> firstFix_;            ///< the first since navigationStart_
+    TimePoint skyBlockedAt_{};                     ///< last time at which no satellite could be heard
     TimePoint nextEpoch_{};
     std::size_t nextRecorded_ = 0;                          ///< index of the epoch to be played next
     std::optional<std::chrono::milliseconds> forcedPeriod_; ///< of the command "hz"
