@@ -136,6 +136,8 @@ constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
 constexpr std::array<Choice<int32_t>, 2> kQualities{{{"1", 1}, {"2", 2}}};
 constexpr std::array<Choice<DatabaseStyle>, 2> kDatabases{
     {{"mixed", DatabaseStyle::Mixed}, {"recorded", DatabaseStyle::Recorded}}};
+constexpr std::array<Choice<EmptyDatabaseReply>, 2> kEmptyDatabases{
+    {{"refused", EmptyDatabaseReply::Refused}, {"counted", EmptyDatabaseReply::Counted}}};
 constexpr std::array<Choice<const char*>, 2> kEngines{{{"nmea", "nmea"}, {"ubx", "ubx"}}};
 
 void setSystems(Draft& draft, const Given& given) {
@@ -285,6 +287,9 @@ const Row kRows[] = {
     {"database", "mixed|recorded",
      [](Draft& d, const Given& g) { d.options.engine.database = choose(g, kDatabases); },
      "some fifty records of all sizes, or several hundred small ones (mixed)"},
+    {"empty-database", "refused|counted",
+     [](Draft& d, const Given& g) { d.options.engine.emptyDatabase = choose(g, kEmptyDatabases); },
+     "its poll is answered with a refusal (default), or with a count of 0"},
     {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
     {"nmea", "VERSION",
      [](Draft& d, const Given& g) { d.options.engine.factory.nmeaVersion = choose(g, kVersions); },

@@ -116,6 +116,11 @@ TEST(Options, DatabaseIsMixedUnlessToldOtherwise) {
     EXPECT_THROW(parseOptions({"--database", "large"}), OptionError);
 }
 
+TEST(Options, PollOfAnEmptyDatabaseIsRefusedUnlessToldOtherwise) {
+    EXPECT_EQ(EmptyDatabaseReply::Refused, parseOptions({}).engine.emptyDatabase);
+    EXPECT_EQ(EmptyDatabaseReply::Counted, parseOptions({"--empty-database=counted"}).engine.emptyDatabase);
+}
+
 TEST(Options, OutputBufferHasRoomForSomeSecondsAt9600Baud) {
     EXPECT_EQ(4096U, parseOptions({}).settings.outputBufferBytes);
     EXPECT_EQ(100000U, parseOptions({"--output-buffer=100000"}).settings.outputBufferBytes);
@@ -284,6 +289,7 @@ TEST(Options, HelpHasOneLineForEveryOption) {
                                    "--input-buffer",
                                    "--output-buffer",
                                    "--database",
+                                   "--empty-database",
                                    "--gnss",
                                    "--nmea",
                                    "--numbering",

@@ -102,8 +102,9 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
 }
 
 UbxReceiver::UbxReceiver(const EngineOptions& options)
-    : configuration_(options), assistance_(options.seed, options.database), inputOptions_(options.input),
-      input_(options.input.bufferBytes), cutsFirstEpoch_(options.cutsFirstEpoch) {}
+    : configuration_(options), assistance_(options.seed, options.database, options.emptyDatabase),
+      inputOptions_(options.input), input_(options.input.bufferBytes),
+      cutsFirstEpoch_(options.cutsFirstEpoch) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -149,7 +150,7 @@ Knowledge UbxReceiver::knowledge() const {
     const NavigationDatabase& database = assistance_.database();
     const LeapSource kept =
         database.holds(RecordKind::UtcParameters) ? LeapSource::Gps : LeapSource::Firmware;
-    return {assistance_.timeKnown() ? LeapSource::Host : kept,
+    return {assistance_.leapSecondsKnown() ? LeapSource::Host : kept,
             assistance_.positionKnown() && database.holds(RecordKind::Ephemeris)};
 }
 

@@ -85,6 +85,12 @@ enum class DatabaseStyle {
     Recorded, ///< several hundred of 50 to 90 bytes, the last one larger, as real receivers were seen to send
 };
 
+/// What a poll of a database without a record brings: nothing but this.
+enum class EmptyDatabaseReply {
+    Refused, ///< MGA-ACK "not used" with info 255, as u-blox's own host library tells of M10 receivers
+    Counted, ///< MGA-ACK "used" with a count of 0, as the protocol description would have it
+};
+
 /// What an engine is made with.
 struct EngineOptions {
     uint32_t baudRate = 9600; ///< after power-up
@@ -93,6 +99,7 @@ struct EngineOptions {
     bool cutsFirstEpoch = false;
     InputOptions input;
     DatabaseStyle database = DatabaseStyle::Mixed;
+    EmptyDatabaseReply emptyDatabase = EmptyDatabaseReply::Refused;
     OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 

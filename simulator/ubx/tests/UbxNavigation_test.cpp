@@ -147,6 +147,20 @@ TEST_F(UbxNavigationTest, BeforeTheTimeIsKnownTheDateIsTheFirmwaresAndTheAccurac
     EXPECT_EQ(pvt.u4(72), 18000000u) << "course";
 }
 
+TEST_F(UbxNavigationTest, WhileNothingIsKnownAllAccuraciesAreTheWorst) {
+    constexpr uint32_t kWorst = 0xFFFFFFFF;
+    const std::vector<std::pair<uint8_t, std::size_t>> accuracies = {
+        {0x07, 12}, {0x07, 40}, {0x07, 44}, {0x20, 12}, {0x21, 4},
+        {0x22, 12}, {0x06, 24}, {0x01, 16}, {0x02, 20}, {0x02, 24}};
+    for (const auto& [id, offset] : accuracies) {
+        const Bytes payload = message(id, blindEpoch());
+        EXPECT_EQ(PayloadReader(payload).u4(offset), kWorst) << ubx::name(ubx::kNav, id) << " at " << offset;
+    }
+    const Bytes velocity = message(0x12, blindEpoch());
+    EXPECT_EQ(PayloadReader(velocity).u4(28), 2000u) << "20 m/s";
+    EXPECT_EQ(PayloadReader(velocity).u4(32), 18000000u) << "180 degrees";
+}
+
 TEST_F(UbxNavigationTest, TimeOfDayIsRightAWhileBeforeTheDateIs) {
     Epoch epoch = goodEpoch(); // a Thursday
     epoch.weekKnown = false;
