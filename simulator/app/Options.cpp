@@ -286,7 +286,7 @@ const Row kRows[] = {
      "a slow line lags by so many bytes before something is left out (4096, assumed)"},
     {"database", "mixed|recorded",
      [](Draft& d, const Given& g) { d.options.engine.database = choose(g, kDatabases); },
-     "some fifty records of all sizes, or several hundred small ones (mixed)"},
+     "some fifty records of all sizes, or several hundred, more than the service can name (mixed)"},
     {"empty-database", "refused|counted",
      [](Draft& d, const Given& g) { d.options.engine.emptyDatabase = choose(g, kEmptyDatabases); },
      "its poll is answered with a refusal (default), or with a count of 0"},
