@@ -119,6 +119,7 @@ TEST(Options, DatabaseIsMixedUnlessToldOtherwise) {
 TEST(Options, PollOfAnEmptyDatabaseIsRefusedUnlessToldOtherwise) {
     EXPECT_EQ(EmptyDatabaseReply::Refused, parseOptions({}).engine.emptyDatabase);
     EXPECT_EQ(EmptyDatabaseReply::Counted, parseOptions({"--empty-database=counted"}).engine.emptyDatabase);
+    EXPECT_EQ(EmptyDatabaseReply::Refused, parseOptions({"--empty-database=refused"}).engine.emptyDatabase);
 }
 
 TEST(Options, OutputBufferHasRoomForSomeSecondsAt9600Baud) {
