@@ -119,6 +119,7 @@ constexpr std::array<Choice<NmeaVersion>, 4> kVersions{{
     {"4.1", NmeaVersion::V41},
 }};
 constexpr std::array<Choice<bool>, 2> kFirstEpochs{{{"cut", true}, {"whole", false}}};
+constexpr std::array<Choice<bool>, 2> kGnssAcks{{{"first", true}, {"last", false}}};
 constexpr std::array<Choice<bool>, 2> kUtcForms{{{"floored", false}, {"hundredths", true}}};
 constexpr std::array<Choice<bool>, 2> kNumberings{{{"strict", false}, {"extended", true}}};
 constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
@@ -135,6 +136,8 @@ constexpr std::array<Choice<uint32_t>, 9> kSpeeds{{
 constexpr std::array<Choice<int32_t>, 2> kQualities{{{"1", 1}, {"2", 2}}};
 constexpr std::array<Choice<DatabaseStyle>, 2> kDatabases{
     {{"mixed", DatabaseStyle::Mixed}, {"recorded", DatabaseStyle::Recorded}}};
+constexpr std::array<Choice<EmptyDatabaseReply>, 2> kEmptyDatabases{
+    {{"refused", EmptyDatabaseReply::Refused}, {"counted", EmptyDatabaseReply::Counted}}};
 constexpr std::array<Choice<const char*>, 2> kEngines{{{"nmea", "nmea"}, {"ubx", "ubx"}}};
 
 void setSystems(Draft& draft, const Given& given) {
@@ -268,6 +271,9 @@ const Row kRows[] = {
     {"gnss-busy", "SECONDS",
      [](Draft& d, const Given& g) { d.options.engine.input.gnssBusyTime = seconds(g); },
      "neither answers nor takes anything for so long after CFG-GNSS (0.5)"},
+    {"gnss-ack", "first|last",
+     [](Draft& d, const Given& g) { d.options.engine.input.acknowledgesGnssFirst = choose(g, kGnssAcks); },
+     "CFG-GNSS is acknowledged before it is busy (first, the default), or after"},
     {"input-buffer", "BYTES",
      [](Draft& d, const Given& g) {
          d.options.engine.input.bufferBytes = static_cast<std::size_t>(wholeNumber(g, 1e6));
@@ -280,7 +286,10 @@ const Row kRows[] = {
      "a slow line lags by so many bytes before something is left out (4096, assumed)"},
     {"database", "mixed|recorded",
      [](Draft& d, const Given& g) { d.options.engine.database = choose(g, kDatabases); },
-     "some fifty records of all sizes, or several hundred small ones (mixed)"},
+     "some fifty records of all sizes, or several hundred, more than the service can name (mixed)"},
+    {"empty-database", "refused|counted",
+     [](Draft& d, const Given& g) { d.options.engine.emptyDatabase = choose(g, kEmptyDatabases); },
+     "its poll is answered with a refusal (default), or with a count of 0"},
     {"gnss", "LIST", setSystems, "gps,glonass,galileo,sbas,qzss,beidou; gps brings sbas along"},
     {"nmea", "VERSION",
      [](Draft& d, const Given& g) { d.options.engine.factory.nmeaVersion = choose(g, kVersions); },

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "simulator/Geometry.h"
 #include "simulator/Sky.h"
@@ -182,13 +183,26 @@ void setFix(Epoch& epoch, const Reception& reception) {
 
 namespace {
 
-// GLONASS tells UTC itself; of GPS the receiver has to wait for a page that comes every twelve and a half
-// minutes.
-bool areLeapSecondsKnown(const std::vector<Satellite>& satellites, const Reception& reception) {
-    return reception.leapSecondsKnown || reception.sinceStart >= reception.timeToLeapSeconds ||
-           std::any_of(satellites.begin(), satellites.end(), [](const Satellite& satellite) {
-               return satellite.constellation == Constellation::Glonass && satellite.carrierToNoiseDbHz > 0;
-           });
+bool isTracked(const std::vector<Satellite>& satellites, Constellation system) {
+    return std::any_of(satellites.begin(), satellites.end(), [system](const Satellite& satellite) {
+        return satellite.constellation == system && satellite.carrierToNoiseDbHz > 0;
+    });
+}
+
+// The others tell leap seconds, in a page for which the receiver has to wait: of GPS it comes every twelve
+// and a half minutes. GLONASS lives in UTC, so the difference is there at once; it holds until a page comes
+// (an assumption).
+LeapSource leapSource(const std::vector<Satellite>& satellites, const Reception& reception) {
+    constexpr std::pair<Constellation, LeapSource> kPages[] = {{Constellation::Gps, LeapSource::Gps},
+                                                               {Constellation::Galileo, LeapSource::Galileo},
+                                                               {Constellation::BeiDou, LeapSource::BeiDou}};
+    if (reception.sinceStart >= reception.timeToLeapSeconds)
+        for (const auto& [system, source] : kPages)
+            if (isTracked(satellites, system))
+                return source;
+    if (reception.leapSource != LeapSource::Firmware)
+        return reception.leapSource;
+    return isTracked(satellites, Constellation::Glonass) ? LeapSource::Glonass : LeapSource::Firmware;
 }
 
 void setTime(Epoch& epoch, const Reception& reception) {
@@ -196,7 +210,7 @@ void setTime(Epoch& epoch, const Reception& reception) {
     epoch.timeKnown = anyTracked(epoch.satellites) || reception.sinceStart >= reception.timeToFirstFix;
     epoch.weekKnown =
         inSeconds(reception.sinceStart) >= kWeekOfFirstFix * inSeconds(reception.timeToFirstFix);
-    epoch.leapSecondsKnown = areLeapSecondsKnown(epoch.satellites, reception);
+    epoch.leapSource = leapSource(epoch.satellites, reception);
 }
 
 } // namespace

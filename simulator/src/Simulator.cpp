@@ -52,7 +52,7 @@ void Simulator::powerUp(ResetCause cause, TimePoint now) {
 void Simulator::restartNavigation(TimePoint now) {
     navigationStart_ = now;
     firstFix_.reset();
-    leapSecondsHeard_ = false;
+    leapSource_ = LeapSource::Firmware;
 }
 
 void Simulator::setResetLine(bool asserted, TimePoint now) {
@@ -136,7 +136,7 @@ Reception Simulator::receptionAt(TimePoint at, const MotionState& motion) {
     if (!firstFix_)
         knownAtStart_ = engine_->knowledge();
     reception.orbitsKnown = knownAtStart_.orbits;
-    reception.leapSecondsKnown = leapSecondsHeard_ || knownAtStart_.leapSeconds;
+    reception.leapSource = leapSource_ != LeapSource::Firmware ? leapSource_ : knownAtStart_.leapSource;
     reception.unhealthySatellites = settings_.unhealthySatellites;
     reception.timeToLeapSeconds = settings_.timeToLeapSeconds;
     reception.noiseM = settings_.noiseM;
@@ -151,12 +151,12 @@ void Simulator::runEpoch(TimePoint at) {
     auto satellites = sky_.above(motion_.position, utcAt(at), engine_->output().enabled);
     epoch_ = navigate(motion_, std::move(satellites), utcAt(at), reception, settings_.seed);
     epoch_.clockRest = clockRest(at - poweredUpAt_);
-    leapSecondsHeard_ = isUtcResolved(epoch_);
+    leapSource_ = isUtcResolved(epoch_) ? epoch_.leapSource : LeapSource::Firmware;
     if (epoch_.fix != FixType::None && !firstFix_)
         firstFix_ = at;
     Reaction messages = engine_->epoch(epoch_, at);
     if (!settings_.recording) {
-        overrun_ = false;
+        beginOutput(at);
         sendSentences(epoch_, at);
         applyMessages(messages, at);
         if (overrun_)
@@ -165,14 +165,27 @@ void Simulator::runEpoch(TimePoint at) {
     ++epochs_;
 }
 
-// A line that is too slow lags by what the buffer holds, and only then is something left out.
+// A line that is too slow lags by what the buffer holds, and only then is something left out: a whole epoch,
+// where the last one's length tells that it won't fit, or else the end of each would be left out for ever.
+void Simulator::beginOutput(TimePoint at) {
+    const bool isBehind = line_.backlog(at, engine_->baudRate()) > Duration(0);
+    leavesEpochOut_ = isBehind && !fits(epochBytes_, at);
+    overrun_ = false;
+    epochBytes_ = 0;
+}
+
 bool Simulator::hasRoomFor(std::size_t bytes, TimePoint at) {
+    epochBytes_ += bytes;
+    const bool hasRoom = !leavesEpochOut_ && fits(bytes, at);
+    overrun_ = overrun_ || !hasRoom;
+    return hasRoom;
+}
+
+bool Simulator::fits(std::size_t bytes, TimePoint at) const {
     const uint32_t baud = engine_->baudRate();
     const Duration room =
         std::max<Duration>(transmissionTime(settings_.outputBufferBytes, baud), epochPeriod());
-    const bool fits = line_.backlog(at, baud) + transmissionTime(bytes, baud) <= room;
-    overrun_ = overrun_ || !fits;
-    return fits;
+    return line_.backlog(at, baud) + transmissionTime(bytes, baud) <= room;
 }
 
 void Simulator::sendSentences(const Epoch& epoch, TimePoint at) {

@@ -79,6 +79,11 @@ protected:
         const auto satellites = Sky(1).above(truth.position, noon, systems);
         return navigate(truth, satellites, noon, reception, 1);
     }
+    /// A cold start: leap seconds come with the satellites' pages, not sooner than this.
+    void tellsNoLeapSecondsBefore(Duration time) {
+        reception.leapSource = LeapSource::Firmware;
+        reception.timeToLeapSeconds = time;
+    }
     static long tracked(const Epoch& epoch) {
         return std::count_if(epoch.satellites.begin(), epoch.satellites.end(),
                              [](const Satellite& s) { return s.carrierToNoiseDbHz > 0; });
@@ -140,20 +145,33 @@ TEST_F(NavigationTest, WeekIsKnownAWhileAfterTheTime) {
 }
 
 TEST_F(NavigationTest, LeapSecondsComeMinutesAfterAColdStartWithoutGlonass) {
-    reception.leapSecondsKnown = false;
-    reception.timeToLeapSeconds = 750s;
-    EXPECT_FALSE(navigated().leapSecondsKnown);
+    tellsNoLeapSecondsBefore(750s);
+    EXPECT_EQ(LeapSource::Firmware, navigated().leapSource);
     reception.sinceStart = 749s;
-    EXPECT_FALSE(navigated().leapSecondsKnown);
+    EXPECT_EQ(LeapSource::Firmware, navigated().leapSource);
     reception.sinceStart = 750s;
-    EXPECT_TRUE(navigated().leapSecondsKnown);
+    EXPECT_EQ(LeapSource::Gps, navigated().leapSource);
 }
 
-TEST_F(NavigationTest, GlonassTellsTheLeapSecondsAtOnce) {
-    reception.leapSecondsKnown = false;
-    reception.timeToLeapSeconds = 750s;
+TEST_F(NavigationTest, GlonassTellsTheLeapSecondsAtOnceUntilGpsDoes) {
+    tellsNoLeapSecondsBefore(750s);
     systems.insert(Constellation::Glonass);
-    EXPECT_TRUE(navigated().leapSecondsKnown);
+    EXPECT_EQ(LeapSource::Glonass, navigated().leapSource);
+    reception.leapSource = LeapSource::Glonass;
+    reception.sinceStart = 750s;
+    EXPECT_EQ(LeapSource::Gps, navigated().leapSource);
+}
+
+TEST_F(NavigationTest, LeapSecondsAreThoseOfASystemThatIsHeard) {
+    tellsNoLeapSecondsBefore(0s);
+    systems = {Constellation::Galileo};
+    EXPECT_EQ(LeapSource::Galileo, navigated().leapSource);
+    systems = {Constellation::BeiDou};
+    EXPECT_EQ(LeapSource::BeiDou, navigated().leapSource);
+    reception.skyBlocked = true;
+    EXPECT_EQ(LeapSource::Firmware, navigated().leapSource);
+    reception.leapSource = LeapSource::Host;
+    EXPECT_EQ(LeapSource::Host, navigated().leapSource) << "told before";
 }
 
 TEST_F(NavigationTest, BlockedSkyMeansNoSatelliteAndNoFix) {

@@ -100,10 +100,12 @@ TEST(Options, ReceiverIsDescribed) {
 TEST(Options, ReceiverTakesItsInputAsARealOneDoesUnlessToldOtherwise) {
     const InputOptions usual = parseOptions({}).engine.input;
     EXPECT_EQ(500ms, usual.gnssBusyTime);
+    EXPECT_TRUE(usual.acknowledgesGnssFirst);
     EXPECT_EQ(5ms, usual.messageTime);
     EXPECT_EQ(1000U, usual.bufferBytes);
     EXPECT_TRUE(usual.linePaced);
     EXPECT_EQ(1s, parseOptions({"--gnss-busy", "1"}).engine.input.gnssBusyTime);
+    EXPECT_FALSE(parseOptions({"--gnss-ack", "last"}).engine.input.acknowledgesGnssFirst);
     EXPECT_EQ(20ms, parseOptions({"--message-time=0.02"}).engine.input.messageTime);
     EXPECT_EQ(64U, parseOptions({"--input-buffer", "64"}).engine.input.bufferBytes);
 }
@@ -112,6 +114,12 @@ TEST(Options, DatabaseIsMixedUnlessToldOtherwise) {
     EXPECT_EQ(DatabaseStyle::Mixed, parseOptions({}).engine.database);
     EXPECT_EQ(DatabaseStyle::Recorded, parseOptions({"--database", "recorded"}).engine.database);
     EXPECT_THROW(parseOptions({"--database", "large"}), OptionError);
+}
+
+TEST(Options, PollOfAnEmptyDatabaseIsRefusedUnlessToldOtherwise) {
+    EXPECT_EQ(EmptyDatabaseReply::Refused, parseOptions({}).engine.emptyDatabase);
+    EXPECT_EQ(EmptyDatabaseReply::Counted, parseOptions({"--empty-database=counted"}).engine.emptyDatabase);
+    EXPECT_EQ(EmptyDatabaseReply::Refused, parseOptions({"--empty-database=refused"}).engine.emptyDatabase);
 }
 
 TEST(Options, OutputBufferHasRoomForSomeSecondsAt9600Baud) {
@@ -278,9 +286,11 @@ TEST(Options, HelpHasOneLineForEveryOption) {
                                    "--deaf",
                                    "--message-time",
                                    "--gnss-busy",
+                                   "--gnss-ack",
                                    "--input-buffer",
                                    "--output-buffer",
                                    "--database",
+                                   "--empty-database",
                                    "--gnss",
                                    "--nmea",
                                    "--numbering",

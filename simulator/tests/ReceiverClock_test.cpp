@@ -51,8 +51,25 @@ TEST_F(ReportedTimeTest, KeepsDayOfTheWeekAndTimeInAWrongWeek) {
     EXPECT_FALSE(isDateKnown(epoch));
 }
 
+// 2024-05-19 is a Sunday; GPS time is 18 s ahead of UTC.
+TEST_F(ReportedTimeTest, BeginsTheWrongWeekAnewWithGpsTime) {
+    epoch.weekKnown = false;
+    epoch.utc = utcOf({2024, 5, 18, 23, 59, 41, 0});
+    EXPECT_EQ(utcOf({2015, 10, 24, 23, 59, 41, 0}), reportedUtc(epoch)) << "its last second";
+    epoch.utc += 1s;
+    EXPECT_EQ(utcOf({2015, 10, 17, 23, 59, 42, 0}), reportedUtc(epoch)) << "its first one";
+    epoch.leapSource = LeapSource::Firmware;
+    EXPECT_EQ(utcOf({2015, 10, 17, 23, 59, 43, 0}), reportedUtc(epoch)) << "of the same week";
+}
+
+TEST_F(ReportedTimeTest, HasItsWeekAlsoForATimeBeforeIt) {
+    epoch.weekKnown = false;
+    epoch.utc = utcOf({2015, 10, 14, 12, 0, 0, 0});
+    EXPECT_EQ(utcOf({2015, 10, 21, 12, 0, 0, 0}), reportedUtc(epoch));
+}
+
 TEST_F(ReportedTimeTest, IsASecondAheadWithTheFirmwaresLeapSeconds) {
-    epoch.leapSecondsKnown = false;
+    epoch.leapSource = LeapSource::Firmware;
     EXPECT_EQ(epoch.utc + 1s, reportedUtc(epoch));
     EXPECT_EQ(17, reportedLeapSeconds(epoch));
 }

@@ -33,7 +33,7 @@ public:
         return {bad ? CommandResult::Bad : CommandResult::Done, bad ? "nak takes nothing" : "", {}};
     }
     std::vector<KeyValue> state() const override { return {{"engine_key", "7"}}; }
-    Knowledge knowledge() const override { return {leapSeconds, orbits}; }
+    Knowledge knowledge() const override { return {leapSource, orbits}; }
 
     std::string received;
     std::vector<ResetCause> resets;
@@ -41,7 +41,7 @@ public:
     Reaction messages;
     uint32_t baud = 9600;
     bool knows = false;
-    bool leapSeconds = false;
+    LeapSource leapSource = LeapSource::Firmware;
     bool orbits = false;
     OutputConfiguration configuration;
 };
@@ -183,10 +183,10 @@ TEST_F(SimulatorTest, LeapSecondsAreKnownAtOnceToAnEngineThatWasToldThem) {
     configuration.enabled = {Constellation::Gps, Constellation::Sbas};
     settings.fixTimes.cold = 2s;
     powerUp();
-    engine->leapSeconds = true;
+    engine->leapSource = LeapSource::Host;
     after(4s);
     EXPECT_EQ("120004.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
-    engine->leapSeconds = false;
+    engine->leapSource = LeapSource::Firmware;
     EXPECT_EQ("120005.00", sentencesIn(after(1s), "RMC").at(0).fieldAt(1));
 }
 

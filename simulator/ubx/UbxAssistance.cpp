@@ -27,17 +27,13 @@ bool soundDate(const PayloadReader& fields) {
 
 } // namespace
 
-UbxAssistance::UbxAssistance(uint64_t seed, DatabaseStyle style) : database_(seed, style) {}
+UbxAssistance::UbxAssistance(uint64_t seed, DatabaseStyle style, EmptyDatabaseReply emptyDatabase)
+    : database_(seed, style), emptyDatabase_(emptyDatabase) {}
 
 MgaOutcome UbxAssistance::handle(const UbxFrame& frame, MgaHindrance hindrance) {
+    if (frame.id == ubx::kMgaDbd && frame.payload.empty())
+        return dump();
     MgaOutcome outcome;
-    if (frame.id == ubx::kMgaDbd && frame.payload.empty()) {
-        for (Bytes& payload : database_.dump())
-            outcome.database.push_back({ubx::kMga, ubx::kMgaDbd, std::move(payload)});
-        const auto count = static_cast<uint32_t>(outcome.database.size());
-        outcome.acknowledgement = acknowledgement(true, 0, ubx::kMgaDbd, PayloadWriter().u4(count).bytes());
-        return outcome;
-    }
     Info info = Info::UnknownType;
     if (hindrance == MgaHindrance::NotReady)
         info = Info::NotReady;
@@ -51,10 +47,22 @@ MgaOutcome UbxAssistance::handle(const UbxFrame& frame, MgaHindrance hindrance) 
     return outcome;
 }
 
+MgaOutcome UbxAssistance::dump() const {
+    constexpr uint8_t kNothingToSend = 0xFF;
+    MgaOutcome outcome;
+    for (Bytes& payload : database_.dump())
+        outcome.database.push_back({ubx::kMga, ubx::kMgaDbd, std::move(payload)});
+    const auto count = static_cast<uint32_t>(outcome.database.size());
+    const bool refused = count == 0 && emptyDatabase_ == EmptyDatabaseReply::Refused;
+    outcome.acknowledgement = acknowledgement(!refused, refused ? kNothingToSend : 0, ubx::kMgaDbd,
+                                              PayloadWriter().u4(count).bytes());
+    return outcome;
+}
+
 void UbxAssistance::reset() {
     database_.clear();
     position_.clear();
-    time_.clear();
+    forgetTime();
     taken_ = 0;
     refused_ = 0;
 }
@@ -64,7 +72,10 @@ void UbxAssistance::forgetPosition() {
     database_.forget({RecordKind::Position});
 }
 
-void UbxAssistance::forgetTime() { time_.clear(); }
+void UbxAssistance::forgetTime() {
+    time_.clear();
+    leapSecondsKnown_ = false;
+}
 
 bool UbxAssistance::positionKnown() const {
     return !position_.empty() || database_.holds(RecordKind::Position);
@@ -132,8 +143,10 @@ UbxAssistance::Info UbxAssistance::takeEcefPosition(const PayloadReader& fields)
 }
 
 UbxAssistance::Info UbxAssistance::takeTime(const PayloadReader& fields) {
+    constexpr int32_t kLeapSecondsUnknown = -128;
     if (!soundDate(fields))
         return Info::NotStored;
+    leapSecondsKnown_ = fields.i1(3) != kLeapSecondsUnknown;
     time_ = formatted("%04u-%02u-%02uT%02u:%02u:%02uZ accuracy %u s leap %d", fields.u2(4), fields.u1(6),
                       fields.u1(7), fields.u1(8), fields.u1(9), fields.u1(10), fields.u2(16), fields.i1(3));
     return Info::Accepted;

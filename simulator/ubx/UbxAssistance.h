@@ -29,7 +29,8 @@ enum class MgaHindrance {
 
 class UbxAssistance {
 public:
-    UbxAssistance(uint64_t seed, DatabaseStyle style);
+    UbxAssistance(uint64_t seed, DatabaseStyle style,
+                  EmptyDatabaseReply emptyDatabase = EmptyDatabaseReply::Refused);
 
     /// A frame of class MGA. An empty MGA-DBD polls the database, anything else is taken in or refused.
     MgaOutcome handle(const UbxFrame& frame, MgaHindrance hindrance = MgaHindrance::None);
@@ -45,6 +46,8 @@ public:
     bool positionKnown() const;
     /// From an initial time alone.
     bool timeKnown() const { return !time_.empty(); }
+    /// An initial time in UTC may tell them.
+    bool leapSecondsKnown() const { return leapSecondsKnown_; }
 
     /// Messages since the last reset, by what the acknowledgement says or would have said.
     uint32_t taken() const { return taken_; }
@@ -81,10 +84,13 @@ private:
     Info takeGnssTime(const PayloadReader& fields);
     Info takeWithoutEffect(const PayloadReader&) { return Info::Accepted; }
     UbxFrame acknowledge(const UbxFrame& frame, Info info);
+    MgaOutcome dump() const;
 
     NavigationDatabase database_;
     std::string position_;
     std::string time_;
+    bool leapSecondsKnown_ = false;
+    EmptyDatabaseReply emptyDatabase_;
     uint32_t taken_ = 0;
     uint32_t refused_ = 0;
 };

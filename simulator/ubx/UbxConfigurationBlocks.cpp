@@ -6,6 +6,7 @@
 
 #include "UbxIds.h"
 #include "UbxPayload.h"
+#include "simulator/Constants.h"
 
 namespace simulator {
 
@@ -388,14 +389,35 @@ Bytes factoryItfm(uint8_t, const EngineOptions&) {
     return PayloadWriter().u4(0x2D62ACF3).u4(0x0000061E).bytes();
 }
 
-// Set in 44 bytes, polled in 52: number and name of the datum come in front. Its figures are left out.
+// Set in 44 bytes, polled in 52: number and name of the datum come in front. Behind its figures stand shift,
+// turn and scale against WGS 84, which are zero for itself.
 Bytes factoryDatum(uint8_t, const EngineOptions&) {
-    return PayloadWriter().u2(0).text("WGS84", 6).zeros(44).bytes();
+    constexpr std::size_t kAgainstWgs84 = 7 * 4;
+    return PayloadWriter()
+        .u2(0)
+        .text("WGS84", 6)
+        .r8(kSemiMajorM)
+        .r8(kInverseFlattening)
+        .zeros(kAgainstWgs84)
+        .bytes();
+}
+
+// Limits as the protocol description has them; NaN is within none.
+bool soundDatum(const PayloadReader& fields) {
+    const auto within = [](double value, double least, double most) {
+        return least <= value && value <= most;
+    };
+    bool isSound = within(fields.r8(0), 6'300'000, 6'500'000) && within(fields.r8(8), 0, 500);
+    for (const std::size_t shift : {16u, 20u, 24u})
+        isSound = isSound && within(fields.r4(shift), -5000, 5000);
+    for (const std::size_t turn : {28u, 32u, 36u})
+        isSound = isSound && within(fields.r4(turn), -20, 20);
+    return isSound && within(fields.r4(40), 0, 50);
 }
 
 Merged mergeDatum(const Bytes&, const Bytes& wanted) {
     constexpr uint32_t kOfTheUser = 0xFFFF;
-    if (wanted.size() != 44)
+    if (wanted.size() != 44 || !soundDatum(PayloadReader(wanted)))
         return std::nullopt;
     Bytes result = PayloadWriter().u2(kOfTheUser).text("USER", 6).bytes();
     result.insert(result.end(), wanted.begin(), wanted.end());

@@ -262,15 +262,20 @@ Bytes buildClock(const NavContext& context) {
         .bytes();
 }
 
+// Whose page has told of the next leap second: none without a page (an assumption for GLONASS and the host).
+uint32_t sourceOfLeapChange(LeapSource source) {
+    const bool hasPage = source != LeapSource::Glonass && source != LeapSource::Host;
+    return hasPage ? static_cast<uint32_t>(source) : 0;
+}
+
 Bytes buildTimeLs(const NavContext& context) {
-    constexpr uint32_t kFromFirmware = 0;
-    constexpr uint32_t kFromGps = 2; // an assumption where GLONASS told it first
+    const LeapSource source = isUtcResolved(context.epoch) ? context.epoch.leapSource : LeapSource::Firmware;
     return startedWithTow(context)
         .u1(0)
         .zeros(3)
-        .u1(isUtcResolved(context.epoch) ? kFromGps : kFromFirmware)
+        .u1(static_cast<uint32_t>(source))
         .i1(reportedLeapSeconds(context.epoch))
-        .u1(kFromGps)
+        .u1(sourceOfLeapChange(source))
         .i1(0)
         .i4(0)
         .u2(0)

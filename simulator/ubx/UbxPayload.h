@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <string_view>
 
 #include "UbxFrame.h"
@@ -20,6 +22,19 @@ public:
     PayloadWriter& i1(int32_t value) { return put(static_cast<uint32_t>(value), 1); }
     PayloadWriter& i2(int32_t value) { return put(static_cast<uint32_t>(value), 2); }
     PayloadWriter& i4(int32_t value) { return put(static_cast<uint32_t>(value), 4); }
+    /// IEEE 754, double precision.
+    PayloadWriter& r8(double value) {
+        static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == sizeof(uint64_t));
+        uint64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        return u4(static_cast<uint32_t>(bits & 0xFFFFFFFFu)).u4(static_cast<uint32_t>(bits >> 32u));
+    }
+    PayloadWriter& r4(float value) {
+        static_assert(std::numeric_limits<float>::is_iec559 && sizeof(float) == sizeof(uint32_t));
+        uint32_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        return u4(bits);
+    }
     PayloadWriter& zeros(std::size_t count) {
         bytes_.resize(bytes_.size() + count, 0);
         return *this;
@@ -58,6 +73,18 @@ public:
     int8_t i1(std::size_t offset) const { return static_cast<int8_t>(u1(offset)); }
     int16_t i2(std::size_t offset) const { return static_cast<int16_t>(u2(offset)); }
     int32_t i4(std::size_t offset) const { return static_cast<int32_t>(u4(offset)); }
+    double r8(std::size_t offset) const {
+        const uint64_t bits = u4(offset) | (static_cast<uint64_t>(u4(offset + 4)) << 32u);
+        double value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        return value;
+    }
+    float r4(std::size_t offset) const {
+        const uint32_t bits = u4(offset);
+        float value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        return value;
+    }
 
 private:
     const Bytes& payload_;

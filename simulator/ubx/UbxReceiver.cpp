@@ -102,8 +102,9 @@ std::unique_ptr<ProtocolEngine> makeUbxEngine(const EngineOptions& options) {
 }
 
 UbxReceiver::UbxReceiver(const EngineOptions& options)
-    : configuration_(options), assistance_(options.seed, options.database), inputOptions_(options.input),
-      input_(options.input.bufferBytes), cutsFirstEpoch_(options.cutsFirstEpoch) {}
+    : configuration_(options), assistance_(options.seed, options.database, options.emptyDatabase),
+      inputOptions_(options.input), input_(options.input.bufferBytes),
+      cutsFirstEpoch_(options.cutsFirstEpoch) {}
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -147,7 +148,9 @@ Duration UbxReceiver::timeToFirstFix(const FixTimes& times) const {
 
 Knowledge UbxReceiver::knowledge() const {
     const NavigationDatabase& database = assistance_.database();
-    return {assistance_.timeKnown() || database.holds(RecordKind::UtcParameters),
+    const LeapSource kept =
+        database.holds(RecordKind::UtcParameters) ? LeapSource::Gps : LeapSource::Firmware;
+    return {assistance_.leapSecondsKnown() ? LeapSource::Host : kept,
             assistance_.positionKnown() && database.holds(RecordKind::Ephemeris)};
 }
 
@@ -248,12 +251,18 @@ std::string UbxReceiver::takeConfiguration(const UbxFrame& frame, TimePoint now,
         manner.delay = kSpeedChangeDelay;
         manner.baudRate = faults_.oldSpeed ? speedBefore : 0;
     }
-    if (frame.id == ubx::kCfgGnss && outcome.accepted && outcome.answers.empty()) {
-        manner.delay = inputOptions_.gnssBusyTime;
-        freeFrom_ = now + inputOptions_.gnssBusyTime;
-    }
+    if (frame.id == ubx::kCfgGnss && outcome.accepted && outcome.answers.empty())
+        manner.delay = beBusyWithGnss(now);
     acknowledge(frame, outcome.accepted, reaction, manner);
     return outcome.accepted ? ": ACK-ACK" : ": ACK-NAK";
+}
+
+// When its acknowledgement comes.
+Duration UbxReceiver::beBusyWithGnss(TimePoint now) {
+    const Duration untilAcknowledged =
+        inputOptions_.acknowledgesGnssFirst ? inputOptions_.messageTime : Duration(0);
+    freeFrom_ = now + untilAcknowledged + inputOptions_.gnssBusyTime;
+    return inputOptions_.acknowledgesGnssFirst ? untilAcknowledged : inputOptions_.gnssBusyTime;
 }
 
 namespace {

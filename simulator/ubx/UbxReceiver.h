@@ -59,6 +59,7 @@ private:
     /// Each carries a frame out, adds its answers to `reaction`, and returns what the log says behind it.
     std::string take(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     std::string takeConfiguration(const UbxFrame& frame, TimePoint now, Reaction& reaction);
+    Duration beBusyWithGnss(TimePoint now);
     std::string takeRestart(const UbxFrame& frame, TimePoint now, Reaction& reaction);
     /// What bits of UBX-CFG-RST's navBbrMask clear.
     void forget(uint32_t mask);

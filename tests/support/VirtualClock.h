@@ -42,6 +42,9 @@ public:
     /// Runs after every sleep and wait, with its length; with captured threads only. Part of most scripts.
     std::function<void(Duration)> afterEachSleep;
 
+    /// How often the library may sleep before that counts as an endless loop, which aborts the test.
+    void allowSleeps(long most) { mostSleeps_ = most; }
+
     // --- For the ground itself ------------------------------------------------------------------------
 
     void useRealThreads() { realThreads_ = true; }
@@ -72,6 +75,7 @@ private:
     time_t utcBase_ = kStartUtc;
     uint32_t tickBase_ = kStartTick;
     long sleeps_ = 0;
+    long mostSleeps_ = 5'000'000;
     std::multimap<Duration, std::function<void()>> scheduled_;
 
     int running_ = 1; // the test's own thread

@@ -233,13 +233,23 @@ TEST_F(Receiver, CountsWhatItTakesAndRefusesOfAByteByByteDump) {
     EXPECT_NEAR(counts.notUsed, std::stoi(state["mga_refused"]), misread);
 }
 
-TEST_F(Receiver, AnswersAFrameWithoutALengthWithItsListAndCountsItAsUsed) {
+// The list of a receiver that knows nothing is empty: it answers that there is nothing to send.
+TEST_F(Receiver, AnswersAFrameWithoutALengthWithItsEmptyListWhichCountsAsNotUsed) {
     writeDump(std::string("\xB5\x62\x13\x80\x00\x00\x00\x00", 8) + "000001");
     unit.receiver("--burst");
     unit.probe({"construct", kConfigured, "run 2", "state"});
-    EXPECT_EQ(countsOf("Restoring navigation database").used, 1);
+    EXPECT_EQ(countsOf("Restoring navigation database").used, 0);
+    EXPECT_EQ(countsOf("Restoring navigation database").notUsed, 1);
     EXPECT_EQ(unit.receiverStates().at(0)["mga_taken"], "0");
     EXPECT_EQ(restoredPolls(), 1);
+}
+
+TEST_F(Receiver, CountsAnEmptyListAsUsedWhereTheReceiverCountsItsRecords) {
+    writeDump(std::string("\xB5\x62\x13\x80\x00\x00\x00\x00", 8) + "000001");
+    unit.receiver("--burst --empty-database counted");
+    unit.probe({"construct", kConfigured, "run 2"});
+    EXPECT_EQ(countsOf("Restoring navigation database").used, 1);
+    EXPECT_EQ(countsOf("Restoring navigation database").notUsed, 0);
 }
 
 TEST_F(Receiver, TakesNoMoreFramesThanAnIndexOf8BitsCanName) {

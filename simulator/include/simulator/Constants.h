@@ -13,7 +13,8 @@ constexpr double kPi = 3.14159265358979323846;
 
 constexpr double kEarthRadiusM = 6371008.8; // mean radius: lengths of routes are great circles on this sphere
 constexpr double kSemiMajorM = 6378137;
-constexpr double kFlattening = 1 / 298.257223563;
+constexpr double kInverseFlattening = 298.257223563;
+constexpr double kFlattening = 1 / kInverseFlattening;
 constexpr double kEccentricity2 = kFlattening * (2 - kFlattening); // squared
 
 // --- Speed ----------------------------------------------------------------------------------------------

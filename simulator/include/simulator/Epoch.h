@@ -53,6 +53,16 @@ struct Satellite {
     SignalQuality quality = SignalQuality::Searching;
 };
 
+/// Who told how far UTC is from GPS time. The numbers are the srcOfCurrLs of UBX-NAV-TIMELS.
+enum class LeapSource {
+    Firmware = 0, ///< nobody yet
+    Glonass = 1,  ///< its time is UTC: the difference from GPS time
+    Gps = 2,
+    BeiDou = 4,
+    Galileo = 5,
+    Host = 6,
+};
+
 /// The numbers are the fixType of UBX-NAV-PVT.
 enum class FixType { None = 0, TwoD = 2, ThreeD = 3 };
 
@@ -81,7 +91,7 @@ struct Epoch {
     Duration sinceStart{0}; ///< of the receiver's navigation
     bool timeKnown = false; ///< from the first satellite with a time message on, or from an aiding message
     bool weekKnown = true;  ///< once the time is known: which week it is
-    bool leapSecondsKnown = true; ///< once the time is known: how far UTC is from GPS time
+    LeapSource leapSource = LeapSource::Gps; ///< once the time is known: who told the leap seconds
     FixType fix = FixType::None;
     int32_t quality = 0; ///< as in GGA: 0 none, 1 autonomous, 2 corrected (SBAS)
     GeoPosition position;

@@ -19,7 +19,7 @@ struct Reception {
     bool skyBlocked = false;                      ///< tunnel, antenna, fault: no satellite is heard
     bool fixDenied = false;                       ///< satellites are heard, but no position comes of them
     bool corrected = true;                        ///< SBAS corrections are at hand
-    bool leapSecondsKnown = true;                 ///< from before, or told by the host
+    LeapSource leapSource = LeapSource::Gps;      ///< from before, or told by the host
     bool orbitsKnown = true;                      ///< from before: where all satellites stand
     std::size_t unhealthySatellites = 0;          ///< so many in the sky say that they are
     Duration timeToLeapSeconds{0};                ///< the same without GLONASS, from the same start

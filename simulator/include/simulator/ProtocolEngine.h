@@ -57,8 +57,8 @@ struct FixTimes {
 
 /// What a receiver may know from before its start.
 struct Knowledge {
-    bool leapSeconds = false;
-    bool orbits = false; ///< where the satellites stand
+    LeapSource leapSource = LeapSource::Firmware; ///< of the leap seconds
+    bool orbits = false;                          ///< where the satellites stand
 };
 
 /// How a receiver takes in what the host writes.
@@ -69,10 +69,12 @@ struct InputOptions {
     /// It looks at its input between other work: so long after one message it answers, and takes the next. An
     /// assumption: no measurement is behind it.
     Duration messageTime = std::chrono::milliseconds(5);
-    /// So long after CFG-GNSS it is busy: neither answers nor takes anything. The public protocol description
-    /// asks the host to wait for the acknowledgement and 0.5 s more; that the acknowledgement comes at the
-    /// end of this time is an assumption.
+    /// So long after CFG-GNSS it is busy: neither answers nor takes anything more. The public protocol
+    /// description asks the host to wait "first for the acknowledgement from the receiver and then 0.5
+    /// seconds".
     Duration gnssBusyTime = std::chrono::milliseconds(500);
+    /// CFG-GNSS is acknowledged ahead of that time, as described, or at its end.
+    bool acknowledgesGnssFirst = true;
     /// Bytes come in at the line's pace; otherwise they are there when they are written.
     bool linePaced = false;
 };
@@ -83,6 +85,12 @@ enum class DatabaseStyle {
     Recorded, ///< several hundred of 50 to 90 bytes, the last one larger, as real receivers were seen to send
 };
 
+/// What a poll of a database without a record brings: nothing but this.
+enum class EmptyDatabaseReply {
+    Refused, ///< MGA-ACK "not used" with info 255, as u-blox's own host library tells of M10 receivers
+    Counted, ///< MGA-ACK "used" with a count of 0, as the protocol description would have it
+};
+
 /// What an engine is made with.
 struct EngineOptions {
     uint32_t baudRate = 9600; ///< after power-up
@@ -91,6 +99,7 @@ struct EngineOptions {
     bool cutsFirstEpoch = false;
     InputOptions input;
     DatabaseStyle database = DatabaseStyle::Mixed;
+    EmptyDatabaseReply emptyDatabase = EmptyDatabaseReply::Refused;
     OutputConfiguration factory; ///< after power-up; command line options have changed it already
 };
 

@@ -123,7 +123,9 @@ private:
     void applyHeard(const Reaction& reaction, std::string_view handedOver, TimePoint now);
     void sendFrame(std::string frame, TimePoint at, bool mayOvertake);
     std::string spoiled(std::string frame, TimePoint at) const;
+    void beginOutput(TimePoint at);
     bool hasRoomFor(std::size_t bytes, TimePoint at);
+    bool fits(std::size_t bytes, TimePoint at) const;
     void writeLog(const std::string& text, uint32_t portBaud, TimePoint now) const;
 
     // --- Faults and commands
@@ -174,9 +176,9 @@ private:
     uint32_t hostBaud_ = 0; ///< of the host's port, when it wrote last
     TimePoint navigationStart_{};
     Knowledge knownAtStart_;
-    bool leapSecondsHeard_ = false;     ///< since navigationStart_
-    std::optional<TimePoint> firstFix_; ///< the first since navigationStart_
-    TimePoint skyBlockedAt_{};          ///< last time at which no satellite could be heard
+    LeapSource leapSource_ = LeapSource::Firmware; ///< what told them since navigationStart_
+    std::optional<TimePoint> firstFix_;            ///< the first since navigationStart_
+    TimePoint skyBlockedAt_{};                     ///< last time at which no satellite could be heard
     TimePoint nextEpoch_{};
     std::size_t nextRecorded_ = 0;                          ///< index of the epoch to be played next
     std::optional<std::chrono::milliseconds> forcedPeriod_; ///< of the command "hz"
@@ -188,7 +190,9 @@ private:
     uint64_t epochs_ = 0;
     uint64_t sentences_ = 0;
     uint64_t dropped_ = 0;
-    bool overrun_ = false; ///< something of the epoch at hand didn't fit
+    std::size_t epochBytes_ = 0;  ///< the output of the epoch at hand, or of the last one
+    bool leavesEpochOut_ = false; ///< all of the epoch at hand
+    bool overrun_ = false;        ///< something of the epoch at hand didn't fit
     uint64_t bytesToHost_ = 0;
     uint64_t bytesFromHost_ = 0;
     bool inReset_ = false;

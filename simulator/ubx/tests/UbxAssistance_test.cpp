@@ -6,6 +6,8 @@ namespace {
 
 class UbxAssistanceTest : public UbxTest {
 protected:
+    explicit UbxAssistanceTest(const EngineOptions& options = {}) : UbxTest(options) {}
+
     std::vector<UbxFrame> dump() { return tell(ubx::kMga, ubx::kMgaDbd); }
 
     static UbxFrame mgaAck(uint8_t type, uint8_t info, uint8_t id, const Bytes& start) {
@@ -16,10 +18,30 @@ protected:
     static Bytes position(int32_t latitudeE7, int32_t longitudeE7) {
         return PayloadWriter().u1(1).zeros(3).i4(latitudeE7).i4(longitudeE7).i4(3400).u4(1000).bytes();
     }
-    static Bytes time(uint32_t year, uint32_t month) {
+    static Bytes time(uint32_t year, uint32_t month, int32_t leapSeconds = 18) {
         PayloadWriter payload;
-        payload.u1(0x10).u1(0).u1(0).i1(18).u2(year).u1(month).u1(20).u1(18).u1(44).u1(7);
+        payload.u1(0x10).u1(0).u1(0).i1(leapSeconds).u2(year).u1(month).u1(20).u1(18).u1(44).u1(7);
         return payload.zeros(5).u2(10).zeros(6).bytes();
+    }
+};
+
+class RecordedDatabaseTest : public UbxAssistanceTest {
+protected:
+    RecordedDatabaseTest() : UbxAssistanceTest(recorded()) {}
+    static EngineOptions recorded() {
+        EngineOptions options;
+        options.database = DatabaseStyle::Recorded;
+        return options;
+    }
+};
+
+class CountedEmptyDatabaseTest : public UbxAssistanceTest {
+protected:
+    CountedEmptyDatabaseTest() : UbxAssistanceTest(counted()) {}
+    static EngineOptions counted() {
+        EngineOptions options;
+        options.emptyDatabase = EmptyDatabaseReply::Counted;
+        return options;
     }
 };
 
@@ -44,7 +66,38 @@ TEST_F(UbxAssistanceTest, ADumpIsOneFrameAPieceAndLetsEpochsThrough) {
 
 TEST_F(UbxAssistanceTest, AnEmptyDatabaseIsOnlyAcknowledged) {
     acknowledgeAiding();
+    EXPECT_EQ(dump(), only(mgaAck(0, 0xFF, ubx::kMgaDbd, {0, 0, 0, 0}))) << "not used, info 255";
+    EXPECT_EQ(last.log.at(0), "MGA-DBD poll: 0 records");
+}
+
+TEST_F(CountedEmptyDatabaseTest, IsAcknowledgedWithItsCountOfNone) {
     EXPECT_EQ(dump(), only(mgaAck(1, 0, ubx::kMgaDbd, {0, 0, 0, 0})));
+}
+
+TEST_F(RecordedDatabaseTest, ComesInQuickSuccessionAndIsAcknowledgedWithoutAcknowledgedAiding) {
+    pass(goodEpoch());
+    const auto frames = dump();
+    const std::size_t records = frames.size() - 1;
+    EXPECT_GT(records, 200u);
+    for (std::size_t i = 0; i + 1 < records; ++i)
+        EXPECT_LE(frames[i].payload.size() + kUbxEnvelopeSize, 90u);
+    EXPECT_EQ(frames[records - 1].payload.size(), 248u) << "the last one is larger";
+    EXPECT_EQ(frames.back(), mgaAck(1, 0, ubx::kMgaDbd, PayloadWriter().u4(uint32_t(records)).bytes()));
+    EXPECT_EQ(state("ack_aiding"), "off");
+    for (const Outgoing& piece : last.outgoing)
+        EXPECT_EQ(piece.delay, 5ms) << "all are there at once, one behind the other";
+}
+
+TEST_F(RecordedDatabaseTest, ComesBackWholeAfterAReset) {
+    pass(goodEpoch());
+    auto frames = dump();
+    frames.pop_back();
+    receiver.reset(ResetCause::ResetLine, now);
+    acknowledgeAiding();
+    for (const UbxFrame& record : frames)
+        EXPECT_EQ(tell(text(encodeUbx(record))).at(0).payload.at(0), 1) << "used";
+    EXPECT_EQ(state("mga_taken"), std::to_string(frames.size()));
+    EXPECT_EQ(state("mga_refused"), "0");
 }
 
 TEST_F(UbxAssistanceTest, WithoutAcknowledgedAidingOnlyTheEndOfADumpIsAcknowledged) {
@@ -168,6 +221,17 @@ TEST_F(UbxAssistanceTest, EachFormOfInitialAidingThatExistsIsTaken) {
         payload.push_back(0);
         EXPECT_EQ(tell(ubx::kMga, ubx::kMgaIni, payload), only(mgaAck(0, 3, ubx::kMgaIni, {type, 0, 0, 0})));
     }
+}
+
+TEST_F(UbxAssistanceTest, AnInitialTimeTellsTheLeapSecondsWhereItHasThem) {
+    tell(ubx::kMga, ubx::kMgaIni, time(2026, 11, -128));
+    EXPECT_EQ(receiver.knowledge().leapSource, LeapSource::Firmware);
+    tell(ubx::kMga, ubx::kMgaIni, time(2026, 11));
+    EXPECT_EQ(receiver.knowledge().leapSource, LeapSource::Host);
+    configure(ubx::kCfgRst, {0xFF, 0xFF, 2, 0});
+    EXPECT_EQ(receiver.knowledge().leapSource, LeapSource::Firmware);
+    pass(goodEpoch());
+    EXPECT_EQ(receiver.knowledge().leapSource, LeapSource::Gps) << "a record of the database";
 }
 
 TEST_F(UbxAssistanceTest, PositionAndTimeCountInWhicheverFormTheyCome) {

@@ -1,4 +1,7 @@
 // Every CFG message: what it changes, what a poll returns, what is refused.
+#include <array>
+#include <cmath>
+
 #include "UbxTestSupport.h"
 
 namespace simulator {
@@ -23,6 +26,16 @@ Bytes nmea(uint8_t version, uint8_t numbering = 0) {
         .u1(1)
         .zeros(8)
         .bytes();
+}
+
+// Semi-major axis and inverse flattening; three shifts, three turns and the scale against WGS 84.
+Bytes datum(const std::array<double, 2>& figures, const std::array<float, 7>& againstWgs84) {
+    PayloadWriter payload;
+    for (const double figure : figures)
+        payload.r8(figure);
+    for (const float figure : againstWgs84)
+        payload.r4(figure);
+    return payload.bytes();
 }
 
 Bytes rate(uint32_t ms, uint32_t cycles = 1, uint32_t reference = 1) {
@@ -310,13 +323,43 @@ TEST_F(UbxConfigurationTest, InfTakesSeveralProtocolsAtOnceOrNone) {
 
 TEST_F(UbxConfigurationTest, DatumInventoryAndGeofencesHaveLengthsOfTheirOwn) {
     EXPECT_EQ(poll(ubx::kCfgDat).size(), 52u);
-    EXPECT_EQ(configure(ubx::kCfgDat, Bytes(44, 1)), only(ack(ubx::kCfgDat)));
-    EXPECT_EQ(text(poll(ubx::kCfgDat)).substr(2, 4), "USER");
-    EXPECT_EQ(configure(ubx::kCfgDat, Bytes(52, 1)), only(nak(ubx::kCfgDat)));
+    EXPECT_EQ(configure(ubx::kCfgDat, Bytes(52, 0)), only(nak(ubx::kCfgDat)));
     EXPECT_EQ(configure(ubx::kCfgRinv, Bytes(31, 'x')), only(ack(ubx::kCfgRinv)));
     EXPECT_EQ(configure(ubx::kCfgRinv, Bytes(32, 'x')), only(nak(ubx::kCfgRinv)));
     EXPECT_EQ(configure(ubx::kCfgGeofence, Bytes(8, 0)), only(ack(ubx::kCfgGeofence)));
     EXPECT_EQ(configure(ubx::kCfgGeofence, Bytes(20, 0)), only(nak(ubx::kCfgGeofence)));
+}
+
+TEST_F(UbxConfigurationTest, DatIsWgs84UntilTheUserSetsAnother) {
+    const Bytes wgs84 = poll(ubx::kCfgDat);
+    EXPECT_EQ(text(wgs84).substr(2, 6), std::string("WGS84\0", 6));
+    EXPECT_EQ(PayloadReader(wgs84).r8(8), 6378137.0);
+    EXPECT_EQ(PayloadReader(wgs84).r8(16), 298.257223563);
+    EXPECT_EQ(Bytes(wgs84.begin() + 24, wgs84.end()), Bytes(28, 0)) << "no shift, no turn, no scale";
+    const Bytes bessel = datum({6377397.155, 299.1528128}, {582, 105, 414, 1.04F, 0.35F, -3.08F, 8.3F});
+    EXPECT_EQ(configure(ubx::kCfgDat, bessel), only(ack(ubx::kCfgDat)));
+    const Bytes user = poll(ubx::kCfgDat);
+    EXPECT_EQ(PayloadReader(user).u2(0), 0xFFFF);
+    EXPECT_EQ(text(user).substr(2, 6), std::string("USER\0\0", 6));
+    EXPECT_EQ(Bytes(user.begin() + 8, user.end()), bessel);
+}
+
+TEST_F(UbxConfigurationTest, DatRefusesFiguresBeyondTheirLimits) {
+    const std::array<double, 2> axes{6.4e6, 300};
+    for (const std::array<double, 2>& wrong : {std::array<double, 2>{6299999, 300},
+                                               {6500001, 300},
+                                               {6.4e6, -1},
+                                               {6.4e6, 501},
+                                               {std::nan(""), 300}})
+        EXPECT_EQ(configure(ubx::kCfgDat, datum(wrong, {})), only(nak(ubx::kCfgDat)));
+    const std::array<float, 7> limits{5000, 5000, 5000, 20, 20, 20, 50};
+    EXPECT_EQ(configure(ubx::kCfgDat, datum(axes, limits)), only(ack(ubx::kCfgDat)));
+    for (std::size_t field = 0; field < limits.size(); ++field) {
+        std::array<float, 7> beyond = limits;
+        beyond[field] += 1;
+        EXPECT_EQ(configure(ubx::kCfgDat, datum(axes, beyond)), only(nak(ubx::kCfgDat))) << field;
+    }
+    EXPECT_EQ(PayloadReader(poll(ubx::kCfgDat)).r4(48), 50);
 }
 
 TEST_F(UbxConfigurationTest, MsgTakesRatesOfMessagesThatAnM8HasAndThisOneNeverSends) {

@@ -52,6 +52,8 @@ TEST_F(UbxInputTest, OnlyWhatHasArrivedFillsTheBuffer) {
 
 class BusyReceiverTest : public UbxTest {
 protected:
+    explicit BusyReceiverTest(const EngineOptions& options = {}) : UbxTest(options) {}
+
     static Bytes gnss() {
         return PayloadWriter().u1(0).u1(32).u1(32).u1(1).u1(2).u1(8).u1(8).u1(0).u4(0x01010001).bytes();
     }
@@ -60,17 +62,37 @@ protected:
     void send(const std::string& bytes) { last = receiver.receive(bytes, now); }
 };
 
-TEST_F(BusyReceiverTest, AcknowledgesAChangeOfSystemsAtTheEndOfItsBusyTime) {
+class LateGnssAckTest : public BusyReceiverTest {
+protected:
+    LateGnssAckTest() : BusyReceiverTest(late()) {}
+    static EngineOptions late() {
+        EngineOptions options;
+        options.input.acknowledgesGnssFirst = false;
+        return options;
+    }
+};
+
+TEST_F(BusyReceiverTest, AcknowledgesAChangeOfSystemsBeforeItIsBusy) {
+    beginGnss();
+    EXPECT_EQ(answersOf(last), only(ack(ubx::kCfgGnss)));
+    EXPECT_EQ(last.outgoing.front().delay, 5ms);
+    send(antenna());
+    EXPECT_EQ(receiver.nextWork() - now, 505ms) << "half a second behind the acknowledgement";
+}
+
+TEST_F(LateGnssAckTest, ComesAtTheEndOfTheBusyTime) {
     beginGnss();
     EXPECT_EQ(answersOf(last), only(ack(ubx::kCfgGnss)));
     EXPECT_EQ(last.outgoing.front().delay, 500ms);
+    send(antenna());
+    EXPECT_EQ(receiver.nextWork() - now, 500ms);
 }
 
 TEST_F(BusyReceiverTest, TakesNothingWhileItIsBusy) {
     beginGnss();
     send(antenna());
     EXPECT_TRUE(last.outgoing.empty());
-    wait(499ms);
+    wait(504ms);
     EXPECT_EQ(state("antenna_flags"), "0x001f");
     wait(1ms);
     EXPECT_EQ(answersOf(last), only(ack(ubx::kCfgAnt)));
@@ -89,7 +111,7 @@ TEST_F(BusyReceiverTest, LosesWhatDoesNotFitIntoItsInputBuffer) {
 TEST_F(BusyReceiverTest, SaysInTheLogThatItLostBytes) {
     beginGnss();
     send(std::string(1200, '\n'));
-    wait(500ms);
+    wait(505ms);
     ASSERT_FALSE(last.log.empty());
     EXPECT_EQ(last.log.back(), "input buffer full, lost 200 bytes");
 }

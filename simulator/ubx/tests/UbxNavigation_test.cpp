@@ -15,6 +15,14 @@ protected:
                 return frame.payload;
         return {};
     }
+    /// As NAV-SOL tells them; NAV-TIMEGPS tells the same.
+    std::pair<int, uint32_t> weekAndTow(const Epoch& epoch) {
+        const Bytes sol = message(0x06, epoch);
+        const Bytes gps = message(0x20, epoch);
+        EXPECT_EQ(PayloadReader(gps).i2(8), PayloadReader(sol).i2(8));
+        EXPECT_EQ(PayloadReader(gps).u4(0), PayloadReader(sol).u4(0));
+        return {PayloadReader(sol).i2(8), PayloadReader(sol).u4(0)};
+    }
 };
 
 class UbxHundredthsTest : public UbxNavigationTest {
@@ -139,6 +147,20 @@ TEST_F(UbxNavigationTest, BeforeTheTimeIsKnownTheDateIsTheFirmwaresAndTheAccurac
     EXPECT_EQ(pvt.u4(72), 18000000u) << "course";
 }
 
+TEST_F(UbxNavigationTest, WhileNothingIsKnownAllAccuraciesAreTheWorst) {
+    constexpr uint32_t kWorst = 0xFFFFFFFF;
+    const std::vector<std::pair<uint8_t, std::size_t>> accuracies = {
+        {0x07, 12}, {0x07, 40}, {0x07, 44}, {0x20, 12}, {0x21, 4},
+        {0x22, 12}, {0x06, 24}, {0x01, 16}, {0x02, 20}, {0x02, 24}};
+    for (const auto& [id, offset] : accuracies) {
+        const Bytes payload = message(id, blindEpoch());
+        EXPECT_EQ(PayloadReader(payload).u4(offset), kWorst) << ubx::name(ubx::kNav, id) << " at " << offset;
+    }
+    const Bytes velocity = message(0x12, blindEpoch());
+    EXPECT_EQ(PayloadReader(velocity).u4(28), 2000u) << "20 m/s";
+    EXPECT_EQ(PayloadReader(velocity).u4(32), 18000000u) << "180 degrees";
+}
+
 TEST_F(UbxNavigationTest, TimeOfDayIsRightAWhileBeforeTheDateIs) {
     Epoch epoch = goodEpoch(); // a Thursday
     epoch.weekKnown = false;
@@ -153,7 +175,7 @@ TEST_F(UbxNavigationTest, TimeOfDayIsRightAWhileBeforeTheDateIs) {
 
 TEST_F(UbxNavigationTest, WithoutTheLeapSecondsUtcIsASecondAheadAndNotResolved) {
     Epoch epoch = goodEpoch();
-    epoch.leapSecondsKnown = false;
+    epoch.leapSource = LeapSource::Firmware;
     const Bytes payload = message(0x07, epoch);
     EXPECT_EQ(PayloadReader(payload).u1(10), 1);
     EXPECT_EQ(PayloadReader(payload).u1(11), 0x03);
@@ -164,7 +186,58 @@ TEST_F(UbxNavigationTest, WithoutTheLeapSecondsUtcIsASecondAheadAndNotResolved) 
     EXPECT_EQ(PayloadReader(gps).u1(11), 0x03);
     const Bytes leap = message(0x26, epoch);
     EXPECT_EQ(PayloadReader(leap).u1(8), 0) << "from the firmware";
+    EXPECT_EQ(PayloadReader(leap).i1(9), 17);
+    EXPECT_EQ(PayloadReader(leap).u1(10), 0) << "nothing told of a change";
     EXPECT_EQ(PayloadReader(leap).u1(23), 0);
+}
+
+TEST_F(UbxNavigationTest, TimeLsNamesWhoToldTheLeapSeconds) {
+    const std::vector<std::pair<LeapSource, uint32_t>> changes = {{LeapSource::Glonass, 0},
+                                                                  {LeapSource::Gps, 2},
+                                                                  {LeapSource::BeiDou, 4},
+                                                                  {LeapSource::Galileo, 5},
+                                                                  {LeapSource::Host, 0}};
+    for (const auto& [source, change] : changes) {
+        Epoch epoch = goodEpoch();
+        epoch.leapSource = source;
+        const Bytes leap = message(0x26, epoch);
+        EXPECT_EQ(PayloadReader(leap).u1(8), static_cast<uint32_t>(source));
+        EXPECT_EQ(PayloadReader(leap).i1(9), 18);
+        EXPECT_EQ(PayloadReader(leap).u1(10), change) << "of " << static_cast<uint32_t>(source);
+        EXPECT_EQ(PayloadReader(leap).u1(23), 1);
+    }
+}
+
+// GPS time is 18 s ahead: its week begins while it is still Saturday in UTC.
+TEST_F(UbxNavigationTest, WeekAndTimeOfWeekChangeTogether18SecondsBeforeSundayOfUtc) {
+    Epoch epoch = goodEpoch();
+    epoch.utc = utcOf({2026, 1, 3, 23, 59, 41, 0});
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(2399, 604'799'000u));
+    epoch.utc += 1s;
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(2400, 0u));
+    EXPECT_EQ(PayloadReader(message(0x07, epoch)).u1(7), 3) << "still Saturday";
+    epoch.utc += 18s;
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(2400, 18'000u));
+    EXPECT_EQ(PayloadReader(message(0x07, epoch)).u1(7), 4);
+}
+
+TEST_F(UbxNavigationTest, ARestBelowTheMillisecondChangesWeekAndTimeOfWeekTogether) {
+    Epoch epoch = goodEpoch();
+    epoch.utc = utcOf({2026, 1, 3, 23, 59, 42, 0});
+    epoch.clockRest = -1us;
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(2400, 0u));
+    EXPECT_EQ(PayloadReader(message(0x20, epoch)).i4(4), -1000);
+}
+
+TEST_F(UbxNavigationTest, TheWrongWeekEndsWithGpsTimeToo) {
+    Epoch epoch = goodEpoch();
+    epoch.weekKnown = false;
+    epoch.utc = utcOf({2026, 1, 3, 23, 59, 41, 0});
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(1867, 604'799'000u));
+    epoch.utc += 1s;
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(1867, 0u));
+    epoch.utc += 18s;
+    EXPECT_EQ(weekAndTow(epoch), std::make_pair(1867, 18'000u));
 }
 
 TEST_F(UbxNavigationTest, DopIsInHundredths) {
