@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "HandlerTest.h"
+#include "InstanceNames.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -304,6 +305,7 @@ TEST_F(DatabaseBesideTheLibrary, KeepsTheSecondHalfOfTheLastPairAsTheLibraryDoes
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomDatabase, Values(1u, 2u, 3u, 4u));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomDatabase, Values(1u, 2u, 3u, 4u),
+                         [](const auto& made) { return instanceName(made.param); });
 
 } // namespace

@@ -40,4 +40,5 @@ std::unique_ptr<PlatformGround> hostGround() { return std::make_unique<HostGroun
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(HostPlatform, PlatformContract,
-                         ::testing::Values(MakePlatformGround{"host", hostGround}));
+                         ::testing::Values(MakePlatformGround{"host", hostGround}),
+                         [](const auto& made) { return std::string(made.param.name); });

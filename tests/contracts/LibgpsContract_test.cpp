@@ -113,4 +113,5 @@ TEST(Libgps, IsHeldForeverByWhatFollowsAnObjectInItsLine) {
     EXPECT_EQ(WTERMSIG(status), SIGVTALRM);
 }
 
-INSTANTIATE_TEST_SUITE_P(Libgps, GpsdContract, ::testing::Values(MakeScriptedGpsd{"libgps", loopbackGpsd}));
+INSTANTIATE_TEST_SUITE_P(Libgps, GpsdContract, ::testing::Values(MakeScriptedGpsd{"libgps", loopbackGpsd}),
+                         [](const auto& made) { return std::string(made.param.name); });

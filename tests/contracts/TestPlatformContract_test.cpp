@@ -26,4 +26,5 @@ std::unique_ptr<PlatformGround> virtualGround() { return std::make_unique<Virtua
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(TestPlatform, PlatformContract,
-                         ::testing::Values(MakePlatformGround{"fake", virtualGround}));
+                         ::testing::Values(MakePlatformGround{"fake", virtualGround}),
+                         [](const auto& made) { return std::string(made.param.name); });

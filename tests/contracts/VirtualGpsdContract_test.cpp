@@ -29,4 +29,5 @@ std::unique_ptr<ScriptedGpsd> fakeGpsd() { return std::make_unique<FakeGpsd>(); 
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(VirtualGpsd, GpsdContract, ::testing::Values(MakeScriptedGpsd{"fake", fakeGpsd}));
+INSTANTIATE_TEST_SUITE_P(VirtualGpsd, GpsdContract, ::testing::Values(MakeScriptedGpsd{"fake", fakeGpsd}),
+                         [](const auto& made) { return std::string(made.param.name); });

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "Conversions.h"
+#include "InstanceNames.h"
 #include "Json.h"
 #include "Replay.h"
 #include "WorkerFixture.h"
@@ -258,6 +259,7 @@ TEST_P(RecordedDrive, IsReplayedWithAnotherIntervalAsTheAdapterRunsWithThatOne) 
     EXPECT_EQ(replay.odometerM, other.samples.back().readings.odometerM);
 }
 
-INSTANTIATE_TEST_SUITE_P(Random, RecordedDrive, ::testing::Range(1u, 1 + RANDOM_DRIVES));
+INSTANTIATE_TEST_SUITE_P(Random, RecordedDrive, ::testing::Range(1u, 1 + RANDOM_DRIVES),
+                         [](const auto& made) { return instanceName(made.param); });
 
 } // namespace

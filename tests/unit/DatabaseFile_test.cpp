@@ -2,12 +2,14 @@
 
 #include "DatabaseFile.h"
 
+#include <array>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "InstanceNames.h"
 #include "VirtualUnit.h"
 
 using ::testing::ElementsAre;
@@ -194,8 +196,11 @@ TEST_P(InPlaceOfTheDatabase, NoDescriptorStaysOpen) {
     EXPECT_EQ(after, before);
 }
 
+const std::array<const char*, 5> kKinds{"Fifo", "Folder", "LinkToNull", "LinkToFull", "LinkToItself"};
+
 INSTANTIATE_TEST_SUITE_P(Kinds, InPlaceOfTheDatabase,
-                         Values(putFifo, putFolder, putLinkToNull, putLinkToFull, putLinkToItself));
+                         Values(putFifo, putFolder, putLinkToNull, putLinkToFull, putLinkToItself),
+                         [](const auto& made) { return std::string(kKinds.at(made.index)); });
 
 TEST_F(DatabaseFile, IsNoFifoThatSomebodyReads) {
     ASSERT_EQ(mkfifo(path(), 0600), 0);

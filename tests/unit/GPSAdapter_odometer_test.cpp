@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "AdapterFixture.h"
+#include "InstanceNames.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -176,7 +177,11 @@ INSTANTIATE_TEST_SUITE_P(AlongAMeridian, OdometerDistance,
                                            Distance{7662, 0, 0, 851}, // 851.499994286
                                            Distance{7671, 0, 0, 853}, // 852.500190
                                            Distance{-7662, 0, 60000000, 851},
-                                           Distance{8998, 0, -60000000, 1000})); // 999.9735
+                                           Distance{8998, 0, -60000000, 1000}), // 999.9735
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.latitude, p.longitude, "at", p.atLatitude);
+                         });
 
 // Meridians converge: at 60 degrees a microdegree of longitude is half as long.
 INSTANTIATE_TEST_SUITE_P(AlongAParallel, OdometerDistance,
@@ -186,12 +191,20 @@ INSTANTIATE_TEST_SUITE_P(AlongAParallel, OdometerDistance,
                                            Distance{0, 5120, 60000000, 285},  // 284.500129
                                            Distance{0, 2663, 48137154, 198},  // 197.500035
                                            Distance{0, 9216, 48137154, 683},  // 683.499932
-                                           Distance{0, 1000000, 90000000, 0}));
+                                           Distance{0, 1000000, 90000000, 0}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.latitude, p.longitude, "at", p.atLatitude);
+                         });
 
 INSTANTIATE_TEST_SUITE_P(AcrossBoth, OdometerDistance,
-                         ::testing::Values(Distance{300, 400, 0, 56},              // 55.566
-                                           Distance{-300, 400, 0, 56},             //
-                                           Distance{3000, -8000, 60000000, 556})); // 555.664
+                         ::testing::Values(Distance{300, 400, 0, 56},             // 55.566
+                                           Distance{-300, 400, 0, 56},            //
+                                           Distance{3000, -8000, 60000000, 556}), // 555.664
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.latitude, p.longitude, "at", p.atLatitude);
+                         });
 
 TEST_F(UpdateOdometer, TakesTheConvergenceAtTheSmoothedPoint) {
     // 989.549 m with the cosine of the end at 60 N, 989.452 m with that of the start at 60.0061 N.

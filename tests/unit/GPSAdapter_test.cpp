@@ -3,6 +3,7 @@
 
 #include "GPSAdapter.h"
 
+#include <array>
 #include <dlfcn.h>
 
 #include <cerrno>
@@ -14,6 +15,7 @@
 #include "AdapterFixture.h"
 #include "FailingMemory.h"
 #include "GPSHAL_RUXO_3.h"
+#include "InstanceNames.h"
 #include "PlatformHooks.h"
 
 using ::testing::ElementsAre;
@@ -445,9 +447,12 @@ TEST_P(AdapterLockAtTheEnd, MayBeCancelledInTheLogLineOfALockThatCanNotBeGivenBa
     adapter->unlock();
 }
 
+const std::array<const char*, 3> kOperations{"UpdateCurrentPosition", "UpdateGeofence", "SendTracking"};
+
 INSTANTIATE_TEST_SUITE_P(OfEachOperation, AdapterLockAtTheEnd,
                          ::testing::Values(&GPSAdapter::UpdateCurrentPosition, &GPSAdapter::UpdateGeofence,
-                                           &GPSAdapter::SendTracking));
+                                           &GPSAdapter::SendTracking),
+                         [](const auto& made) { return std::string(kOperations.at(made.index)); });
 
 // --- Life cycle -----------------------------------------------------------------------------------------
 
@@ -486,7 +491,11 @@ TEST_P(AdapterInitialize, GivesTheResultInTheTableAndLogsNothing) {
 INSTANTIATE_TEST_SUITE_P(EachWay, AdapterInitialize,
                          ::testing::Values(InitializeRow{0, true, 0}, InitializeRow{0, false, 0x17000001},
                                            InitializeRow{0x170000AB, true, 0x17000001},
-                                           InitializeRow{1, false, 0x17000001}));
+                                           InitializeRow{1, false, 0x17000001}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.initializeResult, p.active ? "active" : "inactive");
+                         });
 
 struct StartRow {
     bool active;
@@ -524,7 +533,13 @@ INSTANTIATE_TEST_SUITE_P(EachWay, AdapterStart,
                                            StartRow{true, 0, false, false, 0, 0x17000001, kNoWorker},
                                            StartRow{true, 0, true, false, 0, 0x17000001, kWorker},
                                            StartRow{true, 0, true, true, EAGAIN, 0x17000101, kNoThread},
-                                           StartRow{true, 0, true, false, EAGAIN, 0x17000001, kNoThread}));
+                                           StartRow{true, 0, true, false, EAGAIN, 0x17000001, kNoThread}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.active ? "active" : "inactive", p.startResult,
+                                                 p.enabled ? "enabled" : "disabled",
+                                                 p.running ? "running" : "waiting", p.createError);
+                         });
 
 TEST_F(AdapterLifeCycle, HandsOnThatTheWorkersTokenCouldNotBeTaken) {
     unit.semaphores.fail(VirtualSemaphores::TimedWait, EINVAL);

@@ -2,12 +2,14 @@
 
 #include "GPSGeofence.h"
 
+#include <array>
 #include <gtest/gtest.h>
 
 #include <limits>
 
 #include "FailingMemory.h"
 #include "GPSErrors.h"
+#include "InstanceNames.h"
 
 namespace {
 
@@ -159,7 +161,11 @@ INSTANTIATE_TEST_SUITE_P(AtEachSide, GPSGeofenceRectangle,
                                            Inside{10002501, 50000000, 1500, false}, //
                                            Inside{10000000, 50002000, 1500, true},  // north, with a margin
                                            Inside{10000000, 50002001, 1500, false}, //
-                                           Inside{10001001, 50000501, 0, false}));  // beyond a corner
+                                           Inside{10001001, 50000501, 0, false}),   // beyond a corner
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.longitude, p.latitude, "margin", p.margin);
+                         });
 
 TEST(GPSGeofenceRectangle, DoesNotAskWhetherThePositionIsValid) {
     GPSData data = kCentre;
@@ -224,12 +230,18 @@ TEST_P(GPSGeofenceStep, LeadsToTheStateInTheTable) {
     EXPECT_EQ(after(row.before, kFarAway), row.outside);
 }
 
+std::string nameOfState(State state) {
+    const std::array<const char*, 5> names{"Unknown", "Inside", "Outside", "Entered", "Left"};
+    return names.at(static_cast<std::size_t>(state));
+}
+
 INSTANTIATE_TEST_SUITE_P(FromEachState, GPSGeofenceStep,
                          ::testing::Values(Step{State::Unknown, State::Inside, State::Left},
                                            Step{State::Inside, State::Inside, State::Left},
                                            Step{State::Outside, State::Entered, State::Outside},
                                            Step{State::Entered, State::Inside, State::Left},
-                                           Step{State::Left, State::Entered, State::Outside}));
+                                           Step{State::Left, State::Entered, State::Outside}),
+                         [](const auto& made) { return nameOfState(made.param.before); });
 
 TEST(GPSGeofenceCheck, HasTheStatesNumbers) {
     EXPECT_EQ(static_cast<uint32_t>(State::Unknown), 0u);
@@ -300,6 +312,7 @@ TEST_P(UnconfiguredGeofence, DiffersFromAConfiguredOneWithoutAValidPosition) {
 
 INSTANTIATE_TEST_SUITE_P(FromEachState, UnconfiguredGeofence,
                          ::testing::Values(State::Unknown, State::Inside, State::Outside, State::Entered,
-                                           State::Left));
+                                           State::Left),
+                         [](const auto& made) { return nameOfState(made.param); });
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <limits>
 #include <new>
 
+#include "InstanceNames.h"
 #include "PlatformHooks.h"
 #include "WorkerFixture.h"
 
@@ -759,7 +760,11 @@ INSTANTIATE_TEST_SUITE_P(ForEachInterval, WorkerSleep,
                          ::testing::Values(Sleep{0, 0}, Sleep{1, 250000}, Sleep{2, 500000}, Sleep{3, 750000},
                                            Sleep{10, 2500000}, Sleep{4294, 1073500000},
                                            Sleep{4295, 8176}, // 4,295,000,000 wraps to 32,704
-                                           Sleep{8590, 16352}, Sleep{kUnsignedMax, 1073491824}));
+                                           Sleep{8590, 16352}, Sleep{kUnsignedMax, 1073491824}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.interval);
+                         });
 
 struct LogInterval {
     uint32_t interval;
@@ -774,12 +779,16 @@ TEST_P(WorkerLogInterval, CountsOnlyItsLowTwelveBits) {
     EXPECT_EQ(detailLines(), GetParam().lines);
 }
 
-INSTANTIATE_TEST_SUITE_P(ForEachInterval, WorkerLogInterval,
-                         ::testing::Values(LogInterval{900, 900s, 1}, LogInterval{900, 901s, 2},
-                                           LogInterval{0, 3600s, 0}, LogInterval{4096, 3600s, 0},
-                                           LogInterval{0xFFFFF000, 3600s, 0}, LogInterval{4196, 100s, 1},
-                                           LogInterval{4196, 1001s, 11}, LogInterval{1, 10s, 10},
-                                           LogInterval{kUnsignedMax, 4095s, 1},
-                                           LogInterval{kUnsignedMax, 4096s, 2}));
+INSTANTIATE_TEST_SUITE_P(
+    ForEachInterval, WorkerLogInterval,
+    ::testing::Values(LogInterval{900, 900s, 1}, LogInterval{900, 901s, 2}, LogInterval{0, 3600s, 0},
+                      LogInterval{4096, 3600s, 0}, LogInterval{0xFFFFF000, 3600s, 0},
+                      LogInterval{4196, 100s, 1}, LogInterval{4196, 1001s, 11}, LogInterval{1, 10s, 10},
+                      LogInterval{kUnsignedMax, 4095s, 1}, LogInterval{kUnsignedMax, 4096s, 2}),
+    [](const auto& made) {
+        const auto& p = made.param;
+        return instanceName(p.interval, "for",
+                            std::chrono::duration_cast<std::chrono::seconds>(p.time).count(), "s");
+    });
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <limits>
 #include <numeric>
 
+#include "InstanceNames.h"
 #include "PlatformHooks.h"
 #include "WorkerFixture.h"
 
@@ -180,7 +181,11 @@ INSTANTIATE_TEST_SUITE_P(AtAPeriodOfSixty, TrackingBoundary,
                                            Boundary{"second 2", kMinute + 2, 60, 0, 0, false},
                                            Boundary{"second 30", kMinute + 30, 60, 0, 0, false},
                                            Boundary{"the epoch", 0, 60, 0, 0, true},
-                                           Boundary{"before the epoch", -1000, 60, 0, 0, true}));
+                                           Boundary{"before the epoch", -1000, 60, 0, 0, true}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.what, "at", p.utc);
+                         });
 
 INSTANTIATE_TEST_SUITE_P(
     WithBaseAndOffset, TrackingBoundary,
@@ -198,7 +203,11 @@ INSTANTIATE_TEST_SUITE_P(
                       Boundary{"greatest base", kMinute + 30, 60, kIntMax, 0, true},
                       Boundary{"least base wraps below 0", kMinute + 30, 60, kIntMin, 0, true},
                       Boundary{"greatest offset wraps below 0", kMinute + 30, 60, 0, kIntMax, true},
-                      Boundary{"least of both", kMinute + 30, 60, kIntMin, kIntMin, false}));
+                      Boundary{"least of both", kMinute + 30, 60, kIntMin, kIntMin, false}),
+    [](const auto& made) {
+        const auto& p = made.param;
+        return instanceName(p.what, "at", p.utc);
+    });
 
 INSTANTIATE_TEST_SUITE_P(
     AtOtherPeriods, TrackingBoundary,
@@ -211,11 +220,19 @@ INSTANTIATE_TEST_SUITE_P(
                       Boundary{"least", kMinute + 30, kIntMin, 0, 0, true},
                       Boundary{"greatest", kMinute + 30, kIntMax, 0, 0, false},
                       Boundary{"greatest, a second before", kIntMax - 1, kIntMax, 0, 0, true},
-                      Boundary{"greatest, two before", kIntMax - 2, kIntMax, 0, 0, false}));
+                      Boundary{"greatest, two before", kIntMax - 2, kIntMax, 0, 0, false}),
+    [](const auto& made) {
+        const auto& p = made.param;
+        return instanceName(p.what, "at", p.utc);
+    });
 
 INSTANTIATE_TEST_SUITE_P(Beyond32Bits, TrackingBoundary,
                          ::testing::Values(Boundary{"2^31 is negative", 0x80000000LL, 60, 0, 0, true},
                                            Boundary{"2^32 + 20", 0x100000014LL, 60, 0, 0, false},
-                                           Boundary{"2^32 + 60", 0x10000003CLL, 60, 0, 0, true}));
+                                           Boundary{"2^32 + 60", 0x10000003CLL, 60, 0, 0, true}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.what, "at", p.utc);
+                         });
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "FailingMemory.h"
+#include "InstanceNames.h"
 
 namespace {
 
@@ -152,6 +153,7 @@ TEST_P(AnyFrame, IsVerifiedAsPairByPair) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, AnyFrame, ::testing::Range(1u, 9u));
+INSTANTIATE_TEST_SUITE_P(Seeds, AnyFrame, ::testing::Range(1u, 9u),
+                         [](const auto& made) { return instanceName(made.param); });
 
 } // namespace

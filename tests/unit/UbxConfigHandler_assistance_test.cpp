@@ -4,6 +4,7 @@
 
 #include "DriverMembers.h"
 #include "HandlerTest.h"
+#include "InstanceNames.h"
 #include "UbxFrame.h"
 #include "UbxPayload.h"
 
@@ -88,7 +89,11 @@ INSTANTIATE_TEST_SUITE_P(
     Quadrants, InitialPositionInAQuadrant,
     Values(PositionCase{"Berlin", 52500000, 13400000}, PositionCase{"New York", 40712800, -74006000},
            PositionCase{"Sydney", -33868800, 151209300}, PositionCase{"Buenos Aires", -34603700, -58381600},
-           PositionCase{"the date line", -1, 180000000}, PositionCase{"the pole", 90000000, -180000000}));
+           PositionCase{"the date line", -1, 180000000}, PositionCase{"the pole", 90000000, -180000000}),
+    [](const auto& made) {
+        const auto& p = made.param;
+        return instanceName(p.where);
+    });
 
 TEST_F(InitialPosition, LetsTheProductsRunOver) {
     EXPECT_EQ(sent(500000000, 1, 10), position(static_cast<int>(5000000000U - (1ULL << 32)), 10, 1));
@@ -177,7 +182,11 @@ INSTANTIATE_TEST_SUITE_P(Lists, InitialPositionBehindALongList,
                                 LongListCase{128, 0, 0},   // -128
                                 LongListCase{254, 0, 0},   // -2
                                 LongListCase{255, 255, 1}, // -1: all but the first
-                                LongListCase{256, 1, 0})); // 0: the port command
+                                LongListCase{256, 1, 0}),  // 0: the port command
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.recordsBefore);
+                         });
 
 // --- Time -----------------------------------------------------------------------------------------------
 
@@ -266,7 +275,11 @@ INSTANTIATE_TEST_SUITE_P(Lists, InitialTimeBehindALongList,
                          Values(LongListCase{127, 1, 1},   // record 127
                                 LongListCase{254, 0, 0},   // -2
                                 LongListCase{255, 255, 1}, // -1: all but the first
-                                LongListCase{256, 1, 0})); // 0: the port command
+                                LongListCase{256, 1, 0}),  // 0: the port command
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.recordsBefore);
+                         });
 
 class InAnotherTimeZone : public InitialTime {
 protected:
@@ -410,7 +423,11 @@ TEST_P(DriverWithoutPosition, ChangesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(Zeros, DriverWithoutPosition,
                          Values(NoPosition{0, 1, 1}, NoPosition{1, 0, 1}, NoPosition{1, 1, 0},
-                                NoPosition{0, 0, 0}));
+                                NoPosition{0, 0, 0}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.latitude, p.longitude, p.altitude);
+                         });
 
 TEST_F(DriverWithReceiver, ConfiguresTheReceiverAgainAfterSilence) {
     GPSHAL_RUXO_3::noDataReadCounter = 11;

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "HandlerTest.h"
+#include "InstanceNames.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -151,7 +152,8 @@ TEST_P(DumpWithoutRecord, WritesTheTrailerAlone) {
     EXPECT_EQ(dumped(GetParam()), "000000");
 }
 
-INSTANTIATE_TEST_SUITE_P(Indices, DumpWithoutRecord, Values(-128, -2, -1, 6, 127));
+INSTANTIATE_TEST_SUITE_P(Indices, DumpWithoutRecord, Values(-128, -2, -1, 6, 127),
+                         [](const auto& made) { return instanceName(made.param); });
 
 // --- The MGA-ACK among the frames -----------------------------------------------------------------------
 
@@ -353,6 +355,10 @@ INSTANTIATE_TEST_SUITE_P(Lists, DumpOfALongList,
                                 LongListCase{128, 0, "old"},              // -128
                                 LongListCase{254, 0, "old"},              // -2
                                 LongListCase{255, 255, "000000"},         // -1: all but the first
-                                LongListCase{256, 1, "000000"}));         // 0: the port command
+                                LongListCase{256, 1, "000000"}),          // 0: the port command
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.records);
+                         });
 
 } // namespace

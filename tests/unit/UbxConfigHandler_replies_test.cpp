@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "HandlerTest.h"
+#include "InstanceNames.h"
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
@@ -140,7 +141,8 @@ TEST_P(WaitForNoRecord, MarksWhatComesUntilTheBudgetIsSpent) {
     expectTimeOut();
 }
 
-INSTANTIATE_TEST_SUITE_P(Indices, WaitForNoRecord, Values(-128, -2, 5, 127));
+INSTANTIATE_TEST_SUITE_P(Indices, WaitForNoRecord, Values(-128, -2, 5, 127),
+                         [](const auto& made) { return instanceName(made.param); });
 
 // --- ACK-ACK --------------------------------------------------------------------------------------------
 
@@ -218,7 +220,11 @@ TEST_P(MgaAck, IsCountedByItsTypeAndCode) {
 INSTANTIATE_TEST_SUITE_P(Rows, MgaAck,
                          Values(MgaAckCase{1, 0, 0, {kExtra}, 1, 0}, MgaAckCase{0, 0, 0, {kExtra}, 0, 1},
                                 MgaAckCase{1, 0, 5, {kExtra}, 0, 1}, MgaAckCase{0, 0, 1, {kExtra}, 0, 1},
-                                MgaAckCase{2, 0, 0, {kExtra}, 0, 1}, MgaAckCase{1, 1, 0, {}, 0, 0}));
+                                MgaAckCase{2, 0, 0, {kExtra}, 0, 1}, MgaAckCase{1, 1, 0, {}, 0, 0}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName("type", p.type, "version", p.version, "info", p.infoCode);
+                         });
 
 TEST_F(WaitForAck, LogsNothingForAnMgaAck) {
     addRecord(0x13, 0x40);
@@ -372,7 +378,8 @@ TEST_P(ReplyNearTheFront, ForeignOnesEndInATimeOut) {
     expectTimeOut();
 }
 
-INSTANTIATE_TEST_SUITE_P(Positions, ReplyNearTheFront, Range<std::size_t>(0, 9));
+INSTANTIATE_TEST_SUITE_P(Positions, ReplyNearTheFront, Range<std::size_t>(0, 9),
+                         [](const auto& made) { return instanceName(made.param); });
 
 struct EndCase {
     std::size_t position;
@@ -391,7 +398,11 @@ TEST_P(AckAckNearTheEnd, IsReadWithZerosBehindTheBuffer) {
 INSTANTIATE_TEST_SUITE_P(Positions, AckAckNearTheEnd,
                          Values(EndCase{4987, {kNmea}}, EndCase{4988, {kNmea}}, EndCase{4989, {kNmea}},
                                 EndCase{4990, {kNmea}}, EndCase{4991, {kNmea}}, EndCase{4992, {kNmea}},
-                                EndCase{4993, {0}}, EndCase{4994, {}}, EndCase{4995, {}}));
+                                EndCase{4993, {0}}, EndCase{4994, {}}, EndCase{4995, {}}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.position);
+                         });
 
 class MgaAckNearTheEnd : public WaitForAck, public ::testing::WithParamInterface<EndCase> {};
 
@@ -406,7 +417,11 @@ TEST_P(MgaAckNearTheEnd, IsReadWithZerosBehindTheBuffer) {
 INSTANTIATE_TEST_SUITE_P(Positions, MgaAckNearTheEnd,
                          Values(EndCase{4987, {kExtra}}, EndCase{4988, {kExtra}}, EndCase{4989, {kExtra}},
                                 EndCase{4990, {kExtra}}, EndCase{4991, {0}}, EndCase{4992, {0}},
-                                EndCase{4993, {0}}, EndCase{4994, {}}, EndCase{4995, {}}));
+                                EndCase{4993, {0}}, EndCase{4994, {}}, EndCase{4995, {}}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.position);
+                         });
 
 TEST_F(WaitForAck, TakesZerosBehindTheBufferForThePayloadStart) {
     addRecord(0x13, 0x40);

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "HandlerTest.h"
+#include "InstanceNames.h"
 
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -271,7 +272,11 @@ INSTANTIATE_TEST_SUITE_P(Counts, RestoreOfManyFrames,
                                 CountCase{250, 123, 123}, CountCase{251, 378, 251}, CountCase{252, 379, 251},
                                 CountCase{300, 427, 300}, CountCase{379, 506, 379}, CountCase{380, 506, 379},
                                 CountCase{506, 506, 379}, CountCase{507, 1017, 507},
-                                CountCase{508, 1018, 508}));
+                                CountCase{508, 1018, 508}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.frames);
+                         });
 
 TEST_F(RestoreIndex, AnnouncesNoFrameThatIsNotSent) {
     restores(database(differentFrames(124)));
@@ -307,7 +312,11 @@ INSTANTIATE_TEST_SUITE_P(Counts, ShutDownAfterRestore,
                                 SecondShutDownCase{250, 255, false}, SecondShutDownCase{251, 1, false},
                                 SecondShutDownCase{378, 1, false}, SecondShutDownCase{379, 0, true},
                                 SecondShutDownCase{505, 0, true}, SecondShutDownCase{506, 511, false},
-                                SecondShutDownCase{507, 1, false}));
+                                SecondShutDownCase{507, 1, false}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.frames);
+                         });
 
 // --- Files that can't be read or are too short ----------------------------------------------------------
 
@@ -348,7 +357,8 @@ TEST_P(RestoreOfAShortFile, FindsItEmpty) {
     EXPECT_THAT(unit.journal.lines(), ElementsAre("fopen " + kDumpFile + " rb", logged(6, kEmpty)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, RestoreOfAShortFile, ::testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(Sizes, RestoreOfAShortFile, ::testing::Range<std::size_t>(0, 6),
+                         [](const auto& made) { return instanceName(made.param); });
 
 // --- Wrong trailers -------------------------------------------------------------------------------------
 
@@ -373,7 +383,11 @@ INSTANTIATE_TEST_SUITE_P(Trailers, RestoreWithTrailer,
                                 TrailerCase{"300000", "300000", {}}, TrailerCase{"abcdef", "abcdef", {}},
                                 TrailerCase{"0\0\0\0\0\0"s, "", {}},
                                 TrailerCase{"3\0rest"s, "3", {announcement("3", "3")}},
-                                TrailerCase{"    3\n", "    3\n", {}}));
+                                TrailerCase{"    3\n", "    3\n", {}}),
+                         [](const auto& made) {
+                             const auto& p = made.param;
+                             return instanceName(p.trailer);
+                         });
 
 TEST_F(Restore, LogsAHostileTrailerAsItStands) {
     restores(ubxFrame(0x21, 0x77, "acknowledged by ACK-ACK") + "%s%n%d");

@@ -1,6 +1,7 @@
 // The handler's sequences: start-up, sending, reload, reset, shut-down. Commands, pauses, opens and closes.
 
 #include "HandlerTest.h"
+#include "InstanceNames.h"
 #include "SignalMask.h"
 
 using ::testing::ElementsAre;
@@ -207,7 +208,8 @@ TEST_P(SendConfigOfNoRecord, DoesNothing) {
     EXPECT_EQ(unit.port.reads, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Indices, SendConfigOfNoRecord, Values(-128, -127, -2, 5, 6, 127));
+INSTANTIATE_TEST_SUITE_P(Indices, SendConfigOfNoRecord, Values(-128, -127, -2, 5, 6, 127),
+                         [](const auto& made) { return instanceName(made.param); });
 
 TEST_F(SendConfig, WritesAllButTheFirstBackToBack) {
     nothingIsAcknowledged();

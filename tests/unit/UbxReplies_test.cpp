@@ -9,6 +9,7 @@
 #include <random>
 
 #include "FailingMemory.h"
+#include "InstanceNames.h"
 #include "VirtualUnit.h"
 
 using ::testing::Each;
@@ -79,7 +80,8 @@ TEST_P(Search, FindsInALargeBuffer) {
         expectTheSame(haystack, needle, start);
 }
 
-INSTANTIATE_TEST_SUITE_P(KindsOfBytes, Search, ::testing::Values(1u, 2u, 3u, 5u, 20u, 70u));
+INSTANTIATE_TEST_SUITE_P(KindsOfBytes, Search, ::testing::Values(1u, 2u, 3u, 5u, 20u, 70u),
+                         [](const auto& made) { return instanceName(made.param); });
 
 TEST(EmptyNeedle, IsFoundAtTheStart) {
     const unsigned char haystack[] = {1, 2, 3};

@@ -240,8 +240,8 @@ TEST_P(FixFaultsAntenna, OutOfOrderIsToldOnceAndTakesNoFix) {
 // Open, short, and what no HAL should say; the tests' names end with it.
 INSTANTIATE_TEST_SUITE_P(Antenna, FixFaultsAntenna,
                          ::testing::Values(static_cast<GPSAntennaState>(2), static_cast<GPSAntennaState>(3),
-                                           static_cast<GPSAntennaState>(0),
-                                           static_cast<GPSAntennaState>(77)));
+                                           static_cast<GPSAntennaState>(0), static_cast<GPSAntennaState>(77)),
+                         [](const auto& state) { return std::to_string(static_cast<int>(state.param)); });
 
 TEST_F(FixFaults, AntennaCodesAreTakenForNoFixAndRecover) {
     standAt(47, 8, 5);
