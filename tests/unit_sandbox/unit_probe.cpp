@@ -73,6 +73,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "GPSAdapter.h"
@@ -531,13 +532,14 @@ private:
     void callAdapter(const Words& words) { call(words[0]); }
 
     void call(const std::string& name) {
-        static const std::map<std::string, unsigned int (GPSAdapter::*)()> operations = {
+        static constexpr std::pair<const char*, unsigned int (GPSAdapter::*)()> operations[] = {
             {"initialize", &GPSAdapter::Initialize},
             {"start", &GPSAdapter::Start},
             {"stop", &GPSAdapter::Stop},
             {"finalize", &GPSAdapter::Finalize}};
-        const auto operation = operations.at(name);
-        timed(name, [&] { return (adapter().*operation)(); });
+        for (const auto& [known, operation] : operations)
+            if (name == known)
+                timed(name, [this, called = operation] { return (adapter().*called)(); });
     }
 
     void setParams(const Words& words) {
