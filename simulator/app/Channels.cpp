@@ -110,6 +110,20 @@ std::vector<bool> ResetLineWatch::readLevels() {
     return pulsed ? std::vector<bool>{false, true} : std::vector<bool>{level == '1'};
 }
 
+// --- Lateness -------------------------------------------------------------------------------------------
+
+// The form and the bound are those of the unit's own ticks.
+void LatenessWatch::wokeUp(Duration late) {
+    constexpr Duration kLeastStep = std::chrono::milliseconds(1);
+    constexpr double kBoundSeconds = 0.25;
+    if (late < largest_ + kLeastStep)
+        return;
+    largest_ = late;
+    for (const int32_t descriptor : descriptors_)
+        dprintf(descriptor, "lateness_s=%.3f bound_s=%.2f\n", std::chrono::duration<double>(late).count(),
+                kBoundSeconds);
+}
+
 // --- State file -----------------------------------------------------------------------------------------
 
 bool writeState(const std::string& path, const std::vector<KeyValue>& lines) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/Descriptor.h"
@@ -53,6 +54,20 @@ private:
     std::string path_;
     int32_t writes_ = 0;  // completed since the level was last judged
     bool settled_ = true; // no write is under way
+};
+
+/// Tells how late the program wakes up, where the host has no time for it: what it hears and says then comes
+/// at other moments than a receiver's.
+class LatenessWatch {
+public:
+    /// The descriptors stay the caller's.
+    explicit LatenessWatch(std::vector<int32_t> descriptors) : descriptors_(std::move(descriptors)) {}
+    /// Writes a line to each descriptor when it was later than any time before, by a millisecond at least.
+    void wokeUp(Duration late);
+
+private:
+    std::vector<int32_t> descriptors_;
+    Duration largest_{0};
 };
 
 /// Replaces the file with these lines in one step: a reader sees the old content or the new. Writes into

@@ -152,6 +152,15 @@ void setSystems(Draft& draft, const Given& given) {
         enabled.insert(Constellation::Sbas);
 }
 
+void setLatenessDescriptors(Draft& draft, const Given& given) {
+    constexpr double kHighestDescriptor = 1023;
+    draft.options.latenessDescriptors.clear();
+    std::istringstream stream(given.text);
+    for (std::string number; std::getline(stream, number, ',');)
+        draft.options.latenessDescriptors.push_back(
+            static_cast<int32_t>(wholeNumber({given.option, number}, kHighestDescriptor)));
+}
+
 void setBaud(Draft& draft, const Given& given) {
     draft.options.engine.baudRate = choose(given, kSpeeds);
     draft.baudGiven = true;
@@ -311,6 +320,8 @@ const Row kRows[] = {
      "writes down what the receiver sent, for --recording"},
     {"reset-line", "FILE", [](Draft& d, const Given& g) { d.options.resetLineFile = path(g); },
      "value file of the reset line's GPIO: 0 holds the receiver, 1 lets it go"},
+    {"lateness", "LIST", setLatenessDescriptors,
+     "open descriptors that get a line when the host was late with it, like 7,8"},
     {"help", "", [](Draft& d, const Given&) { d.options.help = true; }, "prints this text and ends"},
     {"version", "", [](Draft& d, const Given&) { d.options.version = true; }, "prints the version and ends"},
 };

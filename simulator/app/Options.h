@@ -32,6 +32,7 @@ struct Options {
     std::string logFile;
     std::string captureFile;
     std::string resetLineFile;
+    std::vector<int32_t> latenessDescriptors;
     std::vector<std::string> commands; // carried out at the start
     uint32_t portBaudRate = 9600;      // until a client sets another
     bool quitAtEnd = false;

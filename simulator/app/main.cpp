@@ -65,7 +65,7 @@ class Program {
 public:
     explicit Program(Options options)
         : options_(std::move(options)), simulator_(options_.settings, makeEngine(options_), now(), utcNow()),
-          port_(options_.portBaudRate) {
+          port_(options_.portBaudRate), lateness_(options_.latenessDescriptors) {
         openForWriting(log_, options_.logFile);
         openForWriting(capture_, options_.captureFile);
         if (capture_.is_open())
@@ -104,9 +104,11 @@ private:
                                            {control_.descriptor(), POLLIN, 0},
                                            {resetLine_.descriptor(), POLLIN, 0}}};
         const TimePoint event = waitsForHostSpeed() ? now() + kFollowPeriod : simulator_.nextEvent();
-        const TimePoint next = std::min(event, lastAttended_ + kAttendPeriod);
-        const auto wait = std::max<int64_t>(0, std::chrono::ceil<milliseconds>(next - now()).count());
+        const TimePoint begin = now();
+        const TimePoint next = std::max(begin, std::min(event, lastAttended_ + kAttendPeriod));
+        const auto wait = std::chrono::ceil<milliseconds>(next - begin).count();
         poll(descriptors.data(), descriptors.size(), static_cast<int32_t>(wait));
+        lateness_.wokeUp(now() - next);
     }
 
     void takeInput() {
@@ -192,6 +194,7 @@ private:
     Port port_;
     ControlPipe control_;
     ResetLineWatch resetLine_;
+    LatenessWatch lateness_;
     std::ofstream log_;
     std::ofstream capture_;
     TimePoint lastAttended_{};

@@ -301,6 +301,7 @@ TEST(Options, HelpHasOneLineForEveryOption) {
                                    "--log",
                                    "--capture",
                                    "--reset-line",
+                                   "--lateness",
                                    "-h, --help",
                                    "--version"}) {
         const std::string line = "\n  " + name + " ";

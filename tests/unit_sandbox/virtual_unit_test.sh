@@ -275,6 +275,14 @@ clock_tells_how_late_it_was() {
     expect "the unit's seconds" between "$((10#${lateness:-0}))" 4800 8000
 }
 
+receiver_tells_how_late_it_was() {
+    local lateness
+    UNIT_LATENESS_LOG="" "$unit" --speed 10 --control "$scratch/control" -- bash -c \
+        'sleep 2; kill -STOP $(pidof receiver-simulator); sleep 5; kill -CONT $(pidof receiver-simulator); sleep 2' 2>"$errors"
+    lateness=$(sed -n '$s/^lateness_s=\([0-9]*\)[.]\([0-9]*\) bound_s=0.25$/\1\2/p' "$scratch/control/lateness")
+    expect "the unit's seconds" between "$((10#${lateness:-0}))" 4500 8000
+}
+
 # late_run STATUS LATENESS ...: a test whose runs find the host as late as that, one after the other
 late_run() {
     printf '%s\n' "${@:2}" >"$scratch/latenesses"
@@ -449,7 +457,8 @@ readonly checks=(
     shared_memory_of_the_host_shows_what_the_command_needs
     data_is_kept_only_in_a_folder_of_the_host data_may_have_little_room clock_runs_faster_for_all_processes_alike
     every_way_of_waiting_counts_the_units_time clock_may_run_a_fraction_faster
-    clock_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice takes_a_failure_in_time_as_it_is
+    clock_tells_how_late_it_was receiver_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice
+    takes_a_failure_in_time_as_it_is
     hosts_processes_are_out_of_reach hosts_files_are_read_only files_of_etc_can_be_replaced network_is_the_units_own
     two_units_run_side_by_side
     leaves_no_process_behind sigterm_lets_the_command_end_by_itself two_signals_at_once_are_one_wish
