@@ -432,7 +432,6 @@ dies_with_its_caller() {
 }
 
 # Without the folders of other tests that come and go meanwhile.
-# But for the folders of other tests, which come and go.
 in_shared_memory() { find /dev/shm -mindepth 1 -maxdepth 1 ! -name 'unit-run-*' ! -name 'ruxogps-test-*'; }
 
 writes_no_file_to_the_host() {
