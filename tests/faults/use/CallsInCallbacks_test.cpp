@@ -82,6 +82,7 @@ protected:
             isBack = true;
         };
         bringAboutEvents();
+        callback.atCall = nullptr; // it knows this call's variables
         return isBack;
     }
     void bringAboutEvents() {
