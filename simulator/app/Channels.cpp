@@ -113,7 +113,7 @@ std::vector<bool> ResetLineWatch::readLevels() {
 // --- Lateness -------------------------------------------------------------------------------------------
 
 // The form and the bound are those of the unit's own ticks.
-void LatenessWatch::wokeUp(Duration late) {
+void LatenessWatch::wasLate(Duration late) {
     constexpr Duration kLeastStep = std::chrono::milliseconds(1);
     constexpr double kBoundSeconds = 0.25;
     if (late < largest_ + kLeastStep)

@@ -63,7 +63,7 @@ public:
     /// The descriptors stay the caller's.
     explicit LatenessWatch(std::vector<int32_t> descriptors) : descriptors_(std::move(descriptors)) {}
     /// Writes a line to each descriptor when it was later than any time before, by a millisecond at least.
-    void wokeUp(Duration late);
+    void wasLate(Duration late);
 
 private:
     std::vector<int32_t> descriptors_;

@@ -87,6 +87,7 @@ public:
         std::cout << "ready: " << port_.path() << std::endl;
         if (options_.settings.recording)
             std::cout << "playing " << described(options_.settings.recording->content()) << std::endl;
+        lastWoke_ = now();
         while (stopSignal == 0 && !simulator_.quitRequested() && !isAtEnd()) {
             waitForSomething();
             takeInput();
@@ -105,10 +106,12 @@ private:
                                            {resetLine_.descriptor(), POLLIN, 0}}};
         const TimePoint event = waitsForHostSpeed() ? now() + kFollowPeriod : simulator_.nextEvent();
         const TimePoint begin = now();
+        lateness_.wasLate(begin - lastWoke_); // what came due during the work had to wait for its end
         const TimePoint next = std::max(begin, std::min(event, lastAttended_ + kAttendPeriod));
         const auto wait = std::chrono::ceil<milliseconds>(next - begin).count();
         poll(descriptors.data(), descriptors.size(), static_cast<int32_t>(wait));
-        lateness_.wokeUp(now() - next);
+        lastWoke_ = now();
+        lateness_.wasLate(lastWoke_ - next);
     }
 
     void takeInput() {
@@ -198,6 +201,7 @@ private:
     std::ofstream log_;
     std::ofstream capture_;
     TimePoint lastAttended_{};
+    TimePoint lastWoke_{};
     TimePoint followUntil_{};
     uint32_t lastPortBaud_ = 0; // of the host's port, when it was looked at last
     uint64_t bytesLost_ = 0;

@@ -265,22 +265,30 @@ clock_may_run_a_fraction_faster() {
         $(($(on_host 5000 "$slow") - 20)) $(($(on_host $((5000 + late_ms)) "$slow") + 20))
 }
 
-# The watch itself is stopped: for it that is a host without time.
-clock_tells_how_late_it_was() {
-    local lateness
-    UNIT_LATENESS_LOG="" "$unit" --no-receiver --speed 10 --control "$scratch/control" -- bash -c \
-        'until pidof ticks >/dev/null; do sleep 0.1; done; sleep 2
-        kill -STOP $(pidof ticks); sleep 5; kill -CONT $(pidof ticks); sleep 2' 2>"$errors"
-    lateness=$(sed -n '$s/^lateness_s=\([0-9]*\)[.]\([0-9]*\) bound_s=0.25$/\1\2/p' "$scratch/control/lateness")
-    expect "the unit's seconds" between "$((10#${lateness:-0}))" 4800 8000
+# stopped_for_a_while NAME: how late a unit says it was whose process NAME had no time for 5 s, and how long all of it
+# took, both in milliseconds of the unit. Watch and receiver each write down their own: the largest counts.
+stopped_for_a_while() {
+    local took
+    took=$(UNIT_LATENESS_LOG="" "$unit" --speed 10 --control "$scratch/control" -- bash -c '
+        begin=$(date +%s%3N); until pidof "$0" >/dev/null; do sleep 0.1; done; sleep 2
+        kill -STOP $(pidof "$0"); sleep 5; kill -CONT $(pidof "$0"); sleep 2; echo $(($(date +%s%3N) - begin))' "$1")
+    sed -n 's/^lateness_s=\([0-9]*\)[.]\([0-9]*\) bound_s=0.25$/\1\2/p' "$scratch/control/lateness" |
+        sort -n | tail -n 1 | sed 's/^0*//'
+    echo "$took"
 }
 
+# The watch itself is stopped: for it that is a host without time. It looks every 0.1 s.
+clock_tells_how_late_it_was() {
+    local seen
+    readarray -t seen < <(stopped_for_a_while ticks)
+    expect "the unit's seconds" between "${seen[0]}" 4800 "${seen[1]}"
+}
+
+# The receiver looks every 0.2 s at least.
 receiver_tells_how_late_it_was() {
-    local lateness
-    UNIT_LATENESS_LOG="" "$unit" --speed 10 --control "$scratch/control" -- bash -c \
-        'sleep 2; kill -STOP $(pidof receiver-simulator); sleep 5; kill -CONT $(pidof receiver-simulator); sleep 2' 2>"$errors"
-    lateness=$(sed -n '$s/^lateness_s=\([0-9]*\)[.]\([0-9]*\) bound_s=0.25$/\1\2/p' "$scratch/control/lateness")
-    expect "the unit's seconds" between "$((10#${lateness:-0}))" 4500 8000
+    local seen
+    readarray -t seen < <(stopped_for_a_while receiver-simulator)
+    expect "the unit's seconds" between "${seen[0]}" 4700 "${seen[1]}"
 }
 
 # late_run STATUS LATENESS ...: a test whose runs find the host as late as that, one after the other
