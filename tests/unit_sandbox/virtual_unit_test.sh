@@ -265,13 +265,14 @@ clock_may_run_a_fraction_faster() {
         $(($(on_host 5000 "$slow") - 20)) $(($(on_host $((5000 + late_ms)) "$slow") + 20))
 }
 
-# stopped_for_a_while NAME: how late a unit says it was whose process NAME had no time for 5 s, and how long all of it
-# took, both in milliseconds of the unit. Watch and receiver each write down their own: the largest counts.
+# stopped_for_a_while NAME [OPTION ...]: how late a unit says it was whose process NAME had no time for 5 s, and how long
+# all of it took, both in milliseconds of the unit. Watch and receiver each write down their own: the largest counts.
 stopped_for_a_while() {
     local took
-    took=$(UNIT_LATENESS_LOG="" "$unit" --speed 10 --control "$scratch/control" -- bash -c '
+    took=$(UNIT_LATENESS_LOG="" "$unit" "${@:2}" --speed 10 --control "$scratch/control" -- bash -c '
         begin=$(date +%s%3N); until pidof "$0" >/dev/null; do sleep 0.1; done; sleep 2
-        kill -STOP $(pidof "$0"); sleep 5; kill -CONT $(pidof "$0"); sleep 2; echo $(($(date +%s%3N) - begin))' "$1")
+        kill -STOP $(pidof "$0"); sleep 5; kill -CONT $(pidof "$0"); sleep 2; echo $(($(date +%s%3N) - begin))' "$1" \
+        2>"$errors")
     sed -n 's/^lateness_s=\([0-9]*\)[.]\([0-9]*\) bound_s=0.25$/\1\2/p' "$scratch/control/lateness" |
         sort -n | tail -n 1 | sed 's/^0*//'
     echo "$took"
@@ -280,7 +281,7 @@ stopped_for_a_while() {
 # The watch itself is stopped: for it that is a host without time. It looks every 0.1 s.
 clock_tells_how_late_it_was() {
     local seen
-    readarray -t seen < <(stopped_for_a_while ticks)
+    readarray -t seen < <(stopped_for_a_while ticks --no-receiver)
     expect "the unit's seconds" between "${seen[0]}" 4800 "${seen[1]}"
 }
 
@@ -291,13 +292,15 @@ receiver_tells_how_late_it_was() {
     expect "the unit's seconds" between "${seen[0]}" 4700 "${seen[1]}"
 }
 
-# late_run STATUS LATENESS ...: a test whose runs find the host as late as that, one after the other
+# late_run STATUS LATENESS ...: a test whose runs find the host as late as that, one after the other. `options` are those
+# of repeat-when-late.
+options=()
 late_run() {
     printf '%s\n' "${@:2}" >"$scratch/latenesses"
     printf '#!/bin/bash\necho "$RUXOGPS_UNIT_SPEED_FACTOR" >>%s\nsed "s/.*/lateness_s=& bound_s=0.25/;q" %s >>"$UNIT_LATENESS_LOG"
         sed -i 1d %s; exit %s\n' "$scratch/factors" "$scratch/latenesses" "$scratch/latenesses" "$1" >"$scratch/test"
     chmod 755 "$scratch/test"
-    RUXOGPS_REPEATS_LOG=$scratch/repeats "$repeat_when_late" "$scratch/test" >"$scratch/output"
+    RUXOGPS_REPEATS_LOG=$scratch/repeats "$repeat_when_late" "${options[@]}" "$scratch/test" >"$scratch/output"
 }
 
 repeats_what_a_late_host_spoiled() {
@@ -321,6 +324,16 @@ takes_a_failure_in_time_as_it_is() {
     expect "its status" equal $? 1
     expect "one run" equal "$(<"$scratch/factors")" 1
     expect "no word" not test -s "$scratch/output"
+}
+
+repeats_no_pass_that_lateness_could_only_have_prevented() {
+    local options=(--failed)
+    late_run 0 0.31
+    expect "its status" equal $? 0
+    expect "one run" equal "$(<"$scratch/factors")" 1
+    late_run 3 0.31 0.1
+    expect "a failure's status" equal $? 3
+    expect "that is repeated" equal "$(tr '\n' ' ' <"$scratch/factors")" "1 1 0.5 "
 }
 
 # --- Seclusion ------------------------------------------------------------------------------------------
@@ -466,7 +479,7 @@ readonly checks=(
     data_is_kept_only_in_a_folder_of_the_host data_may_have_little_room clock_runs_faster_for_all_processes_alike
     every_way_of_waiting_counts_the_units_time clock_may_run_a_fraction_faster
     clock_tells_how_late_it_was receiver_tells_how_late_it_was repeats_what_a_late_host_spoiled repeats_at_most_twice
-    takes_a_failure_in_time_as_it_is
+    takes_a_failure_in_time_as_it_is repeats_no_pass_that_lateness_could_only_have_prevented
     hosts_processes_are_out_of_reach hosts_files_are_read_only files_of_etc_can_be_replaced network_is_the_units_own
     two_units_run_side_by_side
     leaves_no_process_behind sigterm_lets_the_command_end_by_itself two_signals_at_once_are_one_wish

@@ -4,58 +4,23 @@
     judge_test.py JUDGE
 """
 
-import importlib.machinery
-import importlib.util
 import pathlib
 import sys
 import tempfile
 import unittest
 
-# The judge is a command without an ending; what Python would keep of it has no place beside the sources.
-sys.dont_write_bytecode = True
-loader = importlib.machinery.SourceFileLoader("judge", sys.argv.pop(1))
-judge = importlib.util.module_from_spec(importlib.util.spec_from_loader("judge", loader))
-loader.exec_module(judge)
+import made_up_drive
+from made_up_drive import GONE
 
-GONE = 1795356000.0
-WARM = judge.WARM_UP_S
+judge = made_up_drive.load(sys.argv.pop(1))
+
 SECONDS = 3000
-KILL = 1500
-GAP = range(KILL + 5, KILL + 17)
-HELD = "heap=1000 anonymous_kib=500 descriptors=8 threads=3 processes=7"
+KILL = 1600
 
 
 def made_up_lines():
     """A drive of 50 minutes as it should be."""
-    way = judge.Way()
-    inside = {}
-    yield f"started t={GONE - WARM:.3f}"
-    yield f"gone t={GONE:.3f}"
-    odometer = 0
-    for second in range(1, SECONDS):
-        time = GONE + second
-        if second == 60:
-            yield f"sample minute {HELD} t={time:.3f}"
-        if second == KILL:
-            yield f"killed gpsd t={time:.3f}"
-        if time % judge.PERIOD_S == 0:
-            yield f"event tracking valid=1 t={time - 0.5:.3f}"
-        if second in GAP:
-            continue
-        position = way.position(way.driven_m(second))
-        odometer = round(way.driven_m(second))
-        yield "fix time={:.0f} lat={:.0f} lon={:.0f} odometer={} error=6 t={:.3f}".format(
-            time, position[0] * 1e6, position[1] * 1e6, odometer, time + 0.5
-        )
-        for name, centre in judge.geofences().items():
-            now = judge.is_inside(position, centre)
-            if inside.get(name, now) != now:
-                yield f"event {'entered' if now else 'left'} name={name} t={time + 0.6:.3f}"
-            inside[name] = now
-        if second % 11 == 0:
-            yield f"event position t={time + 0.6:.3f}"
-    yield f"sample end {HELD} t={GONE + SECONDS:.3f}"
-    yield f"ended status=0 t={GONE + SECONDS:.3f}"
+    return made_up_drive.lines(judge, SECONDS, KILL)
 
 
 class Judge(unittest.TestCase):
@@ -90,6 +55,13 @@ class Judge(unittest.TestCase):
             with self.subTest(event=event):
                 self.assertEqual(self.without(lambda line, e=event: line.startswith(e)).figures["events_lost"], 1)
 
+    def test_finds_events_that_never_came_or_came_no_more(self):
+        for begin in (0, 2000):
+            with self.subTest(begin=begin):
+                lines = [line for line in made_up_lines()
+                         if not (line.startswith("event position") and float(line.split("t=")[1]) > GONE + begin)]
+                self.assertAlmostEqual(self.judged(lines).figures["events_lost"], (SECONDS - begin) / 11, delta=4)
+
     def test_finds_an_event_too_many(self):
         lines = list(made_up_lines())
         left = next(line for line in lines if line.startswith("event left"))
@@ -102,12 +74,20 @@ class Judge(unittest.TestCase):
     def test_finds_a_kill_that_is_no_loss(self):
         self.assertIn("1 losses of 2 kills", str(self.judged([*made_up_lines(), f"killed gpsd t={GONE + 99}"]).amiss))
 
+    def test_finds_a_kill_that_was_left_out(self):
+        calm = [line.replace(f"kill_every={KILL}", "kill_every=300") for line in made_up_lines()]
+        self.assertIn("1 kills, 9 were due", str(self.judged(calm).amiss))
+
+    def test_finds_that_nobody_looked_at_what_is_held(self):
+        lines = [line for line in made_up_lines() if not line.startswith("sample end")]
+        self.assertIn("less than twice", str(self.judged(lines).amiss))
+
     def test_finds_a_fix_off_the_way(self):
         lines = [line.replace(" lat=4", " lat=3") if f"time={GONE + 700:.0f}" in line else line for line in made_up_lines()]
         self.assertIn("off the way", str(self.judged(lines).amiss))
 
     def test_finds_a_wrong_distance(self):
-        lines = [line.replace("odometer=", "odometer=1") if f"time={GONE + SECONDS - 1:.0f}" in line else line
+        lines = [line.replace("odometer=", "odometer=1") if f"time={GONE + SECONDS:.0f}" in line else line
                  for line in made_up_lines()]
         self.assertIn("odometer", str(self.judged(lines).amiss))
 

@@ -169,7 +169,7 @@ public:
     void run() {
         begin_ = unitTime();
         std::ofstream(kReceiverControl) << "go" << std::endl;
-        print("gone");
+        print("gone kill_every=%.0f", killEveryS_);
         for (double driven = 0; driven < seconds_; driven = unitTime() - begin_) {
             look();
             doWhatIsDue(driven);
