@@ -20,8 +20,8 @@ Usage: ./run-tests.sh [OPTIONS]
   --no-install   the packages are there: look for none, install none
   --leave-out LIST  leave out CTest's tests with these labels, for the tests here and those of --libgps: `monitor`
                  (ruxogps-monitor on units and terminals), `people` (report, exports, and what is in `trial`), `trial`
-                 (examples, broker, the demo's picture) or `faults` (rows of the fault matrix on the virtual unit);
-                 built are they all the same
+                 (examples, broker, the demo's picture), which are built all the same; `faults` (rows of the fault
+                 matrix on the virtual unit), `interposed_faults` (the others) or `models` (random histories)
 
 These run several targets one after the other, and end with a table of their tests:
 

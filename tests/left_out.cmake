@@ -52,6 +52,17 @@ if(RUXOGPS_SANITIZE)
     leave_out_folder(models/ThirtyDays_test
         "its threads are contexts of one thread and its allocator is its own, which no sanitizer follows")
 endif()
+if(RUXOGPS_SANITIZE STREQUAL "thread")
+    foreach(program IN ITEMS Geofence Odometer Schedule Freshness AckWait Restore)
+        leave_out_folder(models/${program}_test "its histories are of one thread; AddressSanitizer's build has them")
+    endforeach()
+    foreach(test IN ITEMS HostileInputs.OfADatabaseFileReachTheShellAsFramesAlone
+            HostileInputs.OfAReceiverReachTheShellAsFramesAlone LineCalls.AFloodOfAnythingElseEndsWithTheWaits
+            FileTimes.AFileWithoutItsTrailerCostsAWaitForAboutEverySecondByte
+            FileTimes.AFrameOfTheGreatestLengthAtTheEndCostsTheSame)
+        leave_out_test(${test} "it is of one thread and takes up to a minute there; AddressSanitizer's build has it")
+    endforeach()
+endif()
 if(RUXOGPS_LIBGPS_STANDIN)
     if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
         leave_out_folder(unit_sandbox "the stand-in for libgps never connects to a gpsd")

@@ -222,8 +222,8 @@ void days::tearDown() {
 // --- The C library --------------------------------------------------------------------------------------
 
 // The whole program's, the library's `new` included. What is freed counts as gone at once, whatever the C
-// library keeps, and a block counts as long as it was wished for: how much the C library gives on top depends
-// on what lay there before.
+// library keeps, and a block counts with the bytes that were requested: how much the C library gives on top
+// depends on what lay there before.
 
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size);

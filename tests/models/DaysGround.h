@@ -17,7 +17,7 @@ int64_t now();
 void sleepUntil(int64_t time);
 /// Calls so far of what the ground itself sees.
 Tally& tally();
-/// What is allocated and not freed; its bytes as they were wished for.
+/// What is allocated and not freed; its bytes as they were requested.
 struct Memory {
     int64_t blocks = 0;
     int64_t bytes = 0;

@@ -3,8 +3,9 @@
 # above it ("Shown by") is red with a report of a data race. Each test in a process of its own, as a place that was
 # suppressed once is not reported again in the same process.
 #
-# A race is seen where two threads meet in it, and ThreadSanitizer forgets old accesses: one run may miss it, not all. With
-# other programs beside it twenty in a row missed one that the first shows otherwise, so CTest runs it by itself.
+# A race is seen where two threads meet in it, and ThreadSanitizer reports it while it still knows what the first of them
+# did. With the longest history that it can keep most runs show each race, on one processor and beside other programs too;
+# one run may miss it, a hundred don't.
 #
 #   suppressions_are_needed.sh REALTHREADS_TEST SUPPRESSIONS
 set -u
@@ -21,7 +22,7 @@ fail() {
 }
 
 shows_a_race() {
-    TSAN_OPTIONS="suppressions=$work/others:halt_on_error=1" "$program" --gtest_filter="$1" >"$work/said" 2>&1
+    TSAN_OPTIONS="suppressions=$work/others:halt_on_error=1:history_size=7" "$program" --gtest_filter="$1" >"$work/said" 2>&1
     grep -q 'WARNING: ThreadSanitizer: data race' "$work/said"
 }
 
