@@ -220,6 +220,24 @@ extern "C" int fclose(FILE* stream) {
     return REAL(fclose)(stream);
 }
 
+extern "C" int fflush(FILE* stream) {
+    if (stream == nullptr || !isRefused(stream))
+        return REAL(fflush)(stream);
+    __fpurge(stream);
+    return EOF;
+}
+
+// As `fopen`, of which there are two.
+#ifndef __USE_FILE_OFFSET64
+extern "C" int fseeko(FILE* stream, off_t offset, int from) {
+    return isRefused(stream) ? -1 : REAL(fseeko)(stream, offset, from);
+}
+#endif
+
+extern "C" int fseeko64(FILE* stream, off64_t offset, int from) {
+    return isRefused(stream) ? -1 : REAL(fseeko64)(stream, offset, from);
+}
+
 extern "C" size_t fwrite(const void* bytes, size_t size, size_t count, FILE* stream) {
     return isRefused(stream) ? 0 : REAL(fwrite)(bytes, size, count, stream);
 }

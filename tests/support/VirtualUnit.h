@@ -33,7 +33,8 @@ struct VirtualHal {
 };
 
 /// What the library asks the system for: a process to be started, one of the unit's files to be opened,
-/// something to be written to one.
+/// something to be written to one. What leads to a write is one: a flush, a change of the place in a file
+/// that is written, its close.
 enum class Want { Process, Open, Write };
 
 /// A telematics unit for one test: everything that the library reaches outside itself is answered from here

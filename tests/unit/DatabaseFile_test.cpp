@@ -73,9 +73,10 @@ protected:
     static constexpr std::size_t kRoom = 4096;
     const FullDisk disk{kRoom};
 
-    /// The frames' behind the trailer's; in a file that is appended to the trailer's behind the frames'.
-    void secondWriteFails() {
-        unit.refuses = [this](Want want) { return want == Want::Write && ++written_ == 2; };
+    /// In a file of its own the trailer's place, the trailer, its flush, the begin, the frames; in one that
+    /// is appended to the frames and the trailer.
+    void writeFails(int number) {
+        unit.refuses = [this, number](Want want) { return want == Want::Write && ++written_ == number; };
     }
 
 private:
@@ -85,7 +86,7 @@ private:
 /// On a real disk the trailer finds room behind a gap, and only the frames none; the limit ends the trailer,
 /// which is written first.
 TEST_F(DatabaseOnAFullDisk, IsEmptyAgainWhenOnlyTheFramesFindNoRoom) {
-    secondWriteFails();
+    writeFails(5);
     writes(std::string(kRoom - 6, 'f'), 1);
     EXPECT_THAT(unit.port.dumpFile(), Optional(Bytes("")));
 }
@@ -110,7 +111,7 @@ TEST_F(DatabaseOnAFullDisk, KeepsTheOldContentsThatItCouldNotReplace) {
 TEST_F(DatabaseOnAFullDisk, KeepsTheOldContentsAndFramesWhoseTrailerFindsNoRoom) {
     unit.port.setDumpFile("old");
     unit.port.openFails("/data/NavigationDatabaseDump", 1, "w");
-    secondWriteFails();
+    writeFails(2);
     writes("frames", 1);
     EXPECT_THAT(unit.port.dumpFile(), Optional(Bytes("oldframes")));
 }

@@ -12,7 +12,7 @@ enum class Resource {
             ///< alone
     Opens,  ///< fopen and open of the receiver's port and the database
     Processes, ///< system and popen
-    Writes,    ///< fwrite, fprintf and fclose of the database
+    Writes,    ///< fwrite, fprintf, fflush, fseeko and fclose of the database
 };
 
 /// While one lives, the `first`-th request for the resource, counted from 1, is refused, and those behind it

@@ -31,20 +31,14 @@ void step() {
 } // namespace
 
 // The stream's calls that the ground leaves to the C library. What they do may reach the file at once or
-// later, so the process dies in front of each and behind it; in front of a write as the ground asks.
+// later, so the process dies in front of each and behind it; in front of a write, and of what leads to one,
+// as the ground asks.
 
 extern "C" int vfprintf(FILE* stream, const char* format, va_list arguments) {
     step();
     const int written = REAL(vfprintf)(stream, format, arguments);
     step();
     return written;
-}
-
-extern "C" int fflush(FILE* stream) {
-    step();
-    const int result = REAL(fflush)(stream);
-    step();
-    return result;
 }
 
 extern "C" void rewind(FILE* stream) {
