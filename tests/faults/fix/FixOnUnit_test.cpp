@@ -1,5 +1,6 @@
 // Rows of the fault matrix about the fix, on the virtual unit with the real gpsd.
 
+#include <algorithm>
 #include <cmath>
 
 #include "EndToEnd.h"
@@ -22,6 +23,21 @@ protected:
             steps = concat(steps, {"run 0.5", "readings"});
         return steps;
     }
+    static constexpr int kTurns = 6;
+
+    /// How many fixes the worker took between the first of these readings and the last.
+    static int fixesTaken(const std::vector<ProbeLine>& readings) {
+        int count = 0;
+        for (std::size_t i = 1; i < readings.size(); ++i)
+            count += readings[i].text("fixTick") != readings[i - 1].text("fixTick") ? 1 : 0;
+        return count;
+    }
+    /// Of the fixes since the last notification.
+    static void expectEachEleventhTold(const std::string& row, int taken, std::size_t told) {
+        const int due = taken / 11;
+        EXPECT_EQ(told, static_cast<std::size_t>(due)) << "of " << taken << " fixes";
+        faultFigure(row, "events_lost", std::max(0, due - static_cast<int>(told)));
+    }
     /// Seconds from the first of these readings to the first with a fix that isn't older.
     static double untilFix(const std::vector<ProbeLine>& readings) {
         for (const ProbeLine& reading : readings)
@@ -33,19 +49,23 @@ protected:
 
 } // namespace
 
+// The epoch in which the position comes back has the dilution of none still, and two cycles of the worker at
+// most. Their fixes don't count; each eleventh of the others is told.
 TEST_F(FixFaultsOnUnit, LostAndFoundEveryThreeSecondsLosesNoEvent) {
     unit.receiver("--ttff 2");
     Steps turns;
-    for (int turn = 0; turn < 6; ++turn)
-        turns = concat(turns, {control("nofix 3"), "run 6"});
-    serve(concat(concat({kFirstFix, "forget"}, turns), {"readings"}));
-    const ProbeLine readings = unit.line("readings");
-    EXPECT_EQ(readings.text("available"), "1");
-    EXPECT_NEAR(readings.number("time"), readings.t, 5);
-    EXPECT_EQ(eventsBetween("availability", readings.t - 30, readings.t), 0u)
-        << "ten seconds bridge each gap";
+    for (int turn = 0; turn < kTurns; ++turn)
+        turns = concat(turns, concat({control("nofix 3")}, watched()));
+    serve(concat({kFirstFix}, turns));
+    const auto readings = unit.lines("readings");
+    const double end = readings.back().t;
+    EXPECT_EQ(readings.back().text("available"), "1");
+    EXPECT_NEAR(readings.back().number("time"), end, 5);
+    EXPECT_EQ(eventsBetween("availability", readings.front().t, end), 0u) << "ten seconds bridge each gap";
     EXPECT_EQ(unit.receiverState()["resets"], "1") << "no restart";
-    EXPECT_GE(eventsBetween("position", readings.t - 36, readings.t), 1u);
+    const int taken = fixesTaken(readings);
+    EXPECT_GE(taken, std::floor(end - readings.front().t) - 2 * kTurns);
+    expectEachEleventhTold("fix.quick-turns", taken, eventsBetween("position", readings.front().t, end));
 }
 
 TEST_F(FixFaultsOnUnit, LostForTwentySecondsComesBackAtOnce) {
