@@ -64,6 +64,17 @@ protected:
     }
     static constexpr double kProcess = 0.25; ///< as late as the unit's clock may be
 
+    /// To the next fix at the worst phase: the receiver's epoch, the worker's cycle and the sleep by which it
+    /// may miss its second, the reader's pauses between the reports of an epoch, the probe's look, and how
+    /// late the unit may be in all of that.
+    static constexpr double kEpoch = 1;
+    static constexpr double kCycle = 1;
+    static constexpr double kCyclesSleep = 0.25;
+    static constexpr double kReadersPauses = 2 * 0.05;
+    static constexpr double kLook = 0.05;
+    static constexpr double kLateness = 0.25;
+    static constexpr double kNextFix = kEpoch + kCycle + kCyclesSleep + kReadersPauses + kLook + kLateness;
+
     std::size_t restarts() const { return unit.logged(3, kWatchdog).size(); }
 
     // --- The database's file
@@ -96,16 +107,21 @@ constexpr char kKillAt9600[] =
     " kill -9 $p && sleep 1 && test -n \"$p\" && ! test -e /proc/$p && echo killed";
 
 constexpr char kKillEveryTwoSeconds[] = "while :; do kill -9 $(pidof gpsd); sleep 2; done";
-constexpr char kPrintGpsds[] = "shell for p in $(pidof gpsd); do tr '\\0' ' ' </proc/$p/cmdline; echo; done";
+// Those that have the line: one that finds the port taken ends before it opens that.
+constexpr char kPrintGpsds[] =
+    "shell for p in $(pidof gpsd); do readlink /proc/$p/fd/* | grep -q -e ^/dev/pts/ -e ^/dev/ttymxc1"
+    " && tr '\\0' ' ' </proc/$p/cmdline && echo; done";
 // Waits until a reader is connected with port 2947, 0x0B83.
 constexpr char kAwaitConnection[] =
     "shell for look in $(seq 600); do cat /proc/net/tcp* | grep -q ':0B83 01 '"
     " && echo connected && break; sleep 0.2; done";
-// Waits for a gpsd that is killed while the line is at another speed than the service's.
-constexpr char kAwaitKillAtAnotherSpeed[] =
-    "shell for try in $(seq 40); do until pidof gpsd >/dev/null; do sleep 0.1; done;"
-    " while pidof gpsd >/dev/null; do sleep 0.1; done;"
-    " test $(stty -F /dev/ttymxc1 speed) = 115200 || { echo another speed; break; }; done";
+// The same until one is due while the line is at gpsd's speed: that one stands still until its kill, as the
+// watchdog would have the line set again within seconds of it.
+constexpr char kKillEveryTwoSecondsButOneAt9600[] =
+    "while :; do p=$(pidof gpsd) && kill -STOP $p &&"
+    " { test $(stty -F /dev/ttymxc1 speed) = 9600 && touch /run/held && break; kill -9 $p; }; sleep 2; done";
+constexpr char kAwaitHeld[] =
+    "shell for look in $(seq 600); do test -e /run/held && echo held && break; sleep 0.2; done";
 
 } // namespace
 
@@ -135,15 +151,15 @@ TEST_F(GpsdFaults, KilledEveryTwoSecondsComesBackWhenThatEnds) {
     expectAllSucceeded();
 }
 
-// The service ends behind such a kill, which leaves the line at gpsd's speed until a restart's reload.
+// The service ends around such a kill, which leaves the line at gpsd's speed until a restart's reload.
 TEST_F(GpsdFaults, KilledEveryTwoSecondsUntilTheEndLeavesAnEmptyDatabase) {
     putOldDatabase();
     unit.receiver("--ttff 2 --burst");
-    unit.probe(concat(concat(kBegin, healthy),
-                      {inBackground(kKillEveryTwoSeconds), kAwaitKillAtAnotherSpeed, "state", "stop",
-                       "finalize", kPrintSpeed, endBackground(), "destroy", kPrintDatabase}));
+    unit.probe(
+        concat(concat(kBegin, healthy), {inBackground(kKillEveryTwoSecondsButOneAt9600), kAwaitHeld, "state",
+                                         "stop", kKill, "finalize", kPrintSpeed, "destroy", kPrintDatabase}));
     EXPECT_EQ(unit.status(), 0);
-    EXPECT_THAT(unit.output(), ElementsAre("another speed", "9600", "000000"));
+    EXPECT_THAT(unit.output(), ElementsAre("held", "9600", "000000"));
     EXPECT_GT(std::stoi(unit.receiverStates().at(0)["database_frames"]), 10) << "there was one to save";
     EXPECT_THAT(unit.receiverLog("MGA-DBD poll"), IsEmpty());
     const auto shells = unit.lines("end", "shell");
@@ -208,7 +224,7 @@ TEST_F(GpsdFaults, StoppedForHalfAMinuteGoesOnWithoutARestart) {
     EXPECT_EQ(restarts(), 0u);
     EXPECT_THAT(unit.logged(3, cyclesWithoutData(5)), SizeIs(1));
     EXPECT_THAT(unit.logged(3, cyclesWithoutData(7)), IsEmpty());
-    expectRecovery("gpsd.stopped-30-s", secondsToSee("fix"), 3);
+    expectRecovery("gpsd.stopped-30-s", secondsToSee("fix"), kProcess + kNextFix);
     expectNothingLeft("gpsd.stopped-30-s");
 }
 
@@ -255,7 +271,8 @@ TEST_F(GpsdFaults, SlowInTheForegroundOnlyDelaysTheStart) {
     expectInitializeTook(15);
     faultFigure("gpsd.slow", "initialize_s", unit.line("end", "initialize").number("seconds"));
     EXPECT_EQ(restarts(), 0u);
-    expectRecovery("gpsd.slow", secondsToSee("fix"), 4);
+    // The reader connects within an epoch, whose rest brings no fix.
+    expectRecovery("gpsd.slow", secondsToSee("fix"), 2 * kProcess + kEpoch + kNextFix);
     expectNothingLeft("gpsd.slow");
     expectAllSucceeded();
 }
@@ -300,7 +317,7 @@ TEST_F(GpsdFaults, ASecondOneOnThePortEndsByItself) {
     EXPECT_EQ(restarts(), 0u);
     EXPECT_THAT(unit.loggedLike("without any data"), IsEmpty());
     expectNothingLeft("gpsd.second-on-tcp-port");
-    expectRecovery("gpsd.second-on-tcp-port", secondsToSee("fix"), 2);
+    expectRecovery("gpsd.second-on-tcp-port", secondsToSee("fix"), kProcess + kNextFix);
 }
 
 // Each byte of the line goes to one of the two, whichever reads first: fixes may go on, or stay out.

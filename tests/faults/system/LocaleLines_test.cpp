@@ -35,29 +35,44 @@ std::locale fromLocpath() {
     return std::locale(kName);
 }
 
+/// In front of all locales, and gone with its content where one can't be made of that.
+class LocaleFolder {
+public:
+    LocaleFolder() {
+        EXPECT_NE(mkdtemp(&path_[0]), nullptr);
+        setenv("LOCPATH", path_.c_str(), 1);
+    }
+    ~LocaleFolder() {
+        unsetenv("LOCPATH");
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    LocaleFolder(const LocaleFolder&) = delete;
+    LocaleFolder& operator=(const LocaleFolder&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_ = std::filesystem::temp_directory_path() / "ruxogps-locale-XXXXXX";
+};
+
 /// The application's, for C and C++, as long as it lives. The host needn't have it: localedef makes it.
 class GermanLocale {
 public:
     GermanLocale() : before_(std::locale::classic()) {
-        EXPECT_NE(mkdtemp(&folder_[0]), nullptr);
         make();
-        setenv("LOCPATH", folder_.c_str(), 1);
         before_ = std::locale::global(fromLocpath());
     }
-    ~GermanLocale() {
-        std::locale::global(before_);
-        unsetenv("LOCPATH");
-        std::filesystem::remove_all(folder_);
-    }
+    ~GermanLocale() { std::locale::global(before_); }
     GermanLocale(const GermanLocale&) = delete;
     GermanLocale& operator=(const GermanLocale&) = delete;
 
 private:
     void make() {
-        const std::string source = folder_ + "/source";
+        const std::string source = folder_.path() + "/source";
         std::ofstream(source) << text();
         std::string words[] = {"localedef", "-c", "--quiet",        "-i",
-                               source,      "-f", "ANSI_X3.4-1968", folder_ + "/" + kName};
+                               source,      "-f", "ANSI_X3.4-1968", folder_.path() + "/" + kName};
         char* arguments[std::size(words) + 1] = {};
         for (std::size_t i = 0; i < std::size(words); ++i)
             arguments[i] = &words[i][0];
@@ -77,7 +92,7 @@ private:
         return all;
     }
 
-    std::string folder_ = std::filesystem::temp_directory_path() / "ruxogps-locale-XXXXXX";
+    LocaleFolder folder_;
     std::locale before_;
 };
 

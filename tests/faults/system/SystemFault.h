@@ -18,9 +18,16 @@ protected:
 
     // --- What the described pauses allow for, in the unit's seconds
 
-    /// The receiver's epoch and the worker's cycle, a second each; the reader's pauses between the reports of
-    /// an epoch and the probe's looks, 50 ms each.
-    static constexpr double kNextFix = 2.5;
+    /// To the next fix at the worst phase: the receiver's epoch, the worker's cycle and the sleep by which it
+    /// may miss its second, the reader's pauses between the reports of an epoch, the probe's look, and how
+    /// late the unit may be in all of that.
+    static constexpr double kEpoch = 1;
+    static constexpr double kCycle = 1;
+    static constexpr double kCyclesSleep = 0.25;
+    static constexpr double kReadersPauses = 2 * 0.05;
+    static constexpr double kLook = 0.05;
+    static constexpr double kLateness = 0.25;
+    static constexpr double kNextFix = kEpoch + kCycle + kCyclesSleep + kReadersPauses + kLook + kLateness;
     static constexpr double kFixAge = kNextFix + 1; ///< by its time, of which gpsd tells whole seconds
     static constexpr double kFresh = 10;            ///< for so long counts what has come
     static constexpr double kStatusInterval = 2;
@@ -35,6 +42,7 @@ protected:
     /// Until the reader gives a silent gpsd up.
     static constexpr double kElevenEmptyWaits = 11 * FaultOnUnit::kEmptyWait;
     static constexpr double kWaitForAnswer = 275 * 0.021701;
+    static constexpr double kLongestWait = 11; ///< where its pauses come late
 
     /// Seconds between two notifications of a position, and fixes too.
     static constexpr double kFixesPerUpdate = 11;

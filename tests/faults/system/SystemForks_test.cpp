@@ -10,6 +10,10 @@ using testing::SizeIs;
 
 namespace {
 
+/// The callback that tells of a fix comes within the worker's cycle, which may hold the adapter's lock behind
+/// it: a child that needs the lock is forked in the pause between two later ones, 0.25 s apart.
+constexpr char kEndOfCycle[] = "run 0.6";
+
 class ForkedChildren : public SystemFault {
 protected:
     void disturbNothing(const std::string& row, const std::string& way) {
@@ -40,7 +44,7 @@ TEST_F(ForkedChildren, ThatBecomeDaemonsDisturbNothing) { disturbNothing("system
 class SystemForks : public SystemFault {};
 
 TEST_F(SystemForks, LetAChildHaveReadingsUnlessTheLockWasTaken) {
-    liveThrough({kFirstFix, "fork readings 5", "callback position 20", "until position 1 20",
+    liveThrough({kFirstFix, kEndOfCycle, "fork readings 5", "callback position 20", "until position 1 20",
                  "fork readings 1", "clock 0", "until-fix 40"});
     const auto forked = unit.lines("forked");
     ASSERT_THAT(forked, SizeIs(2));
@@ -79,7 +83,7 @@ private:
 // gpsd find the port at the wrong speed.
 TEST_F(DestroyedInAChild, CostsTheParentItsGpsdAndTheFileItsContent) {
     std::ofstream(unit.dataFolder() + "/NavigationDatabaseDump") << kOldFile;
-    liveThrough({control("database 20"), kFirstFix, "fork destroy 1",
+    liveThrough({control("database 20"), kFirstFix, kEndOfCycle, "fork destroy 1",
                  "shell cp /data/NavigationDatabaseDump /data/by-the-child", "clock 0", "until-fix 180",
                  "state"});
     EXPECT_EQ(unit.line("forked").text("well"), "1") << "the child comes to its end";
