@@ -23,6 +23,16 @@ public:
     static constexpr int kEmptyWaitsAllowed = 10;
     /// Eleven failed reads, 50 ms apart, and a worker's cycle.
     static constexpr double kCountsToRestart = 1.6;
+    /// To the next fix at the worst phase: the receiver's epoch, the worker's cycle and the sleep by which it
+    /// may miss its second, the reader's pauses between the reports of an epoch, the probe's look, and how
+    /// late the unit may be in all of that.
+    static constexpr double kEpoch = 1;
+    static constexpr double kCycle = 1;
+    static constexpr double kCyclesSleep = 0.25;
+    static constexpr double kReadersPauses = 2 * 0.05;
+    static constexpr double kLook = 0.05;
+    static constexpr double kLateness = 0.25;
+    static constexpr double kNextFix = kEpoch + kCycle + kCyclesSleep + kReadersPauses + kLook + kLateness;
     static constexpr char kWatchdog[] = "GPSD does not provide any data - restarting GPSD";
     static constexpr char kNotConnected[] = "Failed to connect to GPSD server (errno=-"; // -1, or -6 of old
     static constexpr char kCloses[] = "Close GPS socket";

@@ -64,17 +64,6 @@ protected:
     }
     static constexpr double kProcess = 0.25; ///< as late as the unit's clock may be
 
-    /// To the next fix at the worst phase: the receiver's epoch, the worker's cycle and the sleep by which it
-    /// may miss its second, the reader's pauses between the reports of an epoch, the probe's look, and how
-    /// late the unit may be in all of that.
-    static constexpr double kEpoch = 1;
-    static constexpr double kCycle = 1;
-    static constexpr double kCyclesSleep = 0.25;
-    static constexpr double kReadersPauses = 2 * 0.05;
-    static constexpr double kLook = 0.05;
-    static constexpr double kLateness = 0.25;
-    static constexpr double kNextFix = kEpoch + kCycle + kCyclesSleep + kReadersPauses + kLook + kLateness;
-
     std::size_t restarts() const { return unit.logged(3, kWatchdog).size(); }
 
     // --- The database's file
@@ -115,11 +104,13 @@ constexpr char kPrintGpsds[] =
 constexpr char kAwaitConnection[] =
     "shell for look in $(seq 600); do cat /proc/net/tcp* | grep -q ':0B83 01 '"
     " && echo connected && break; sleep 0.2; done";
-// The same until one is due while the line is at gpsd's speed: that one stands still until its kill, as the
+// About the same, until one has the line at its own speed: that one stands still until its kill, as the
 // watchdog would have the line set again within seconds of it.
 constexpr char kKillEveryTwoSecondsButOneAt9600[] =
-    "while :; do p=$(pidof gpsd) && kill -STOP $p &&"
-    " { test $(stty -F /dev/ttymxc1 speed) = 9600 && touch /run/held && break; kill -9 $p; }; sleep 2; done";
+    "while :; do p=$(pidof gpsd) && for look in 1 2 3 4 5; do kill -STOP $p &&"
+    " test $(stty -F /dev/ttymxc1 speed) = 9600 && touch /run/held && break 2; kill -CONT $p; sleep 0.2; "
+    "done;"
+    " kill -9 $p; sleep 0.5; done";
 constexpr char kAwaitHeld[] =
     "shell for look in $(seq 600); do test -e /run/held && echo held && break; sleep 0.2; done";
 

@@ -18,16 +18,9 @@ protected:
 
     // --- What the described pauses allow for, in the unit's seconds
 
-    /// To the next fix at the worst phase: the receiver's epoch, the worker's cycle and the sleep by which it
-    /// may miss its second, the reader's pauses between the reports of an epoch, the probe's look, and how
-    /// late the unit may be in all of that.
-    static constexpr double kEpoch = 1;
-    static constexpr double kCycle = 1;
-    static constexpr double kCyclesSleep = 0.25;
-    static constexpr double kReadersPauses = 2 * 0.05;
-    static constexpr double kLook = 0.05;
-    static constexpr double kLateness = 0.25;
-    static constexpr double kNextFix = kEpoch + kCycle + kCyclesSleep + kReadersPauses + kLook + kLateness;
+    static constexpr double kCycle = FaultOnUnit::kCycle;
+    static constexpr double kLateness = FaultOnUnit::kLateness;
+    static constexpr double kNextFix = FaultOnUnit::kNextFix;
     static constexpr double kFixAge = kNextFix + 1; ///< by its time, of which gpsd tells whole seconds
     static constexpr double kFresh = 10;            ///< for so long counts what has come
     static constexpr double kStatusInterval = 2;

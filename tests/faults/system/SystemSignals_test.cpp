@@ -16,7 +16,6 @@ protected:
     /// one.
     static constexpr char kSignals[] = "signals 50";
     static constexpr double kPerSecond = 50;
-    static constexpr double kLateness = 0.25; // of a unit that kept up
 
     /// The storm kept its rate, and most of it was handled on the application's thread: that blocks them in
     /// the library's pauses, which are less than half of each of these runs.
