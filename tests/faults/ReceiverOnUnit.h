@@ -59,7 +59,8 @@ protected:
 
     /// How many waits for answers ran to their end in a step. Each lies between two of its moments, with
     /// nothing but a process or two and the pause of 1 s behind a reset, far less than a wait: so one too
-    /// many shows at any pace of the host, as does a second one between the same moments.
+    /// many shows at any pace of the host, as does a second one between the same moments. The receiver tells
+    /// when it took a frame, by as much later as the unit's clock may be late.
     int waitsOf(const std::string& step, std::size_t number = 0) const {
         const std::vector<double> moments = momentsOf(step, number);
         int waits = 0;
@@ -102,9 +103,6 @@ protected:
     }
 
 private:
-    /// The receiver tells when it took a frame, by as much later as the unit's clock may be late.
-    static constexpr double kLateness = 0.25;
-
     /// A step's begin and end, and what no wait reaches across: the log's lines, but for acknowledgements,
     /// which come within a wait; and the frames of the database that the receiver took, as the log names only
     /// the last of them.
