@@ -97,6 +97,10 @@ class Judge(unittest.TestCase):
                 lines = [line.replace(old, old + "9") if line.startswith("sample end") else line for line in made_up_lines()]
                 self.assertNotEqual(self.judged(lines).amiss, [])
 
+    def test_finds_a_heap_that_was_not_measured(self):
+        lines = [line.replace("heap=1000", "heap=0") for line in made_up_lines()]
+        self.assertIn("wasn't measured", str(self.judged(lines).amiss))
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -19,15 +19,23 @@ export UNIT_STAYS=$scratch/stays    # while it is there, the unit doesn't come t
 
 . "$repository/tests/support/checks.bash"
 
+build() {
+    mkdir -p "$scratch/build/$1/tests/faults/long"
+    cp /bin/true "$scratch/build/$1/tests/faults/long/long_drive"
+}
+
+of_build() { printf '%s\n' "$scratch/build/$1/"{tests/faults/long/long_drive,simulator/receiver-simulator,tools/unit}; }
+
 # A tree of its own: the commands as they are, and in place of the unit one that drives so many seconds at once.
 prepare() {
-    mkdir -p "$scratch/tests/faults/long" "$scratch/tools" "$scratch/build/tests/faults/long"
+    mkdir -p "$scratch/tests/faults/long" "$scratch/tools"
     cp "$repository"/tests/faults/long/{long-drive,judge,made_up_drive.py} "$scratch/tests/faults/long"
     cp "$repository/tools/options.bash" "$scratch/tools"
-    cp /bin/true "$scratch/build/tests/faults/long/long_drive"
+    build release
     cat >"$scratch/tools/virtual-unit" <<'UNIT'
 #!/bin/bash
 while [[ $1 != */long_drive ]]; do shift; done
+printf '%s\n' "$1" "$RECEIVER_SIMULATOR" "$UNIT_PROGRAMS" >"${0%/tools/*}/driven_with"
 echo "$2" >>"$UNIT_DRIVES"
 long=${0%/tools/*}/tests/faults/long
 "$long/made_up_drive.py" "$long/judge" "${UNIT_SECONDS:-$2}" "$3"
@@ -78,6 +86,18 @@ what_is_amiss_is_the_status() {
     expect "what it is" contains "$(<"$scratch/said")" "AMISS processes: 7 after a minute, 8 now"
 }
 
+# Not with whatever was built last, which may have a sanitizer's memory.
+the_release_drives_or_the_build_that_is_named() {
+    build tsan
+    drives --foreground >/dev/null
+    expect "the release" equal "$(<"$scratch/driven_with")" "$(of_build release)"
+    rm -r "$folder"
+    (cd "$scratch" && drives --build build/tsan >/dev/null)
+    expect "it ends" soon says '^not driving$'
+    expect "the named one" equal "$(<"$scratch/driven_with")" "$(of_build tsan)"
+    expect "none" contains "$(drives --build "$scratch/build" 2>&1)" "is not built in $scratch/build"
+}
+
 nothing_drives_and_nothing_is_judged() {
     expect "none to end" contains "$(drives --end 2>&1)" "no drive runs in $folder"
     expect "none to judge" contains "$(drives --status)" "nothing has been driven yet"
@@ -86,7 +106,8 @@ nothing_drives_and_nothing_is_judged() {
 # --- All of it --------------------------------------------------------------------------------------------
 
 checks=(a_drive_in_the_background_is_told_of_ended_and_goes_on a_whole_drive_is_only_judged_again
-    a_drive_too_short_to_be_judged_is_driven_anew what_is_amiss_is_the_status nothing_drives_and_nothing_is_judged)
+    a_drive_too_short_to_be_judged_is_driven_anew what_is_amiss_is_the_status
+    the_release_drives_or_the_build_that_is_named nothing_drives_and_nothing_is_judged)
 
 run() {
     failed=
