@@ -1,6 +1,7 @@
 #include "simulator/Simulator.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <sstream>
 #include <stdexcept>
@@ -337,6 +338,22 @@ double numberOf(const std::string& word, double lowest, double highest) {
     return *value;
 }
 
+// Two digits a byte, nothing between them.
+std::string bytesOf(const std::string& word) {
+    std::string bytes;
+    for (std::size_t i = 0; i < word.size(); i += 2) {
+        const char* const begin = word.data() + i;
+        const char* const end = word.data() + std::min(i + 2, word.size());
+        uint8_t byte = 0;
+        const auto [stop, error] = std::from_chars(begin, end, byte, 16);
+        if (error != std::errc() || stop != begin + 2)
+            throw CommandError(
+                formatted("'%.40s' is no row of bytes of two hexadecimal digits", word.c_str()));
+        bytes += static_cast<char>(byte);
+    }
+    return bytes;
+}
+
 // `words` holds the name and its arguments.
 void checkCount(const std::vector<std::string>& words, std::size_t fewest, std::size_t most,
                 const char* arguments) {
@@ -377,6 +394,7 @@ const std::vector<Simulator::CommandRow>& Simulator::commandTable() {
         {"unhealthy", "COUNT", 1, 1, &Simulator::setUnhealthy, "so many satellites in the sky are unhealthy"},
         {"delivery", "paced|burst", 1, 1, &Simulator::setDelivery,
          "bytes at the line's pace, or whole frames"},
+        {"raw", "HEX", 1, 1, &Simulator::sendRaw, "puts these bytes on the line, also in silence"},
         {"ttff", "SECONDS", 1, 1, &Simulator::setColdStart, "time to first fix of a cold start"},
         {"powercycle", "", 0, 0, &Simulator::powerCycle, "power off and on"},
         {"reset", "", 0, 0, &Simulator::pulseReset, "a pulse of the reset line"},
@@ -485,6 +503,10 @@ void Simulator::setDelivery(const Words& words, TimePoint) {
     if (words[1] != "paced" && words[1] != "burst")
         throw CommandError("'" + words[1] + "' is neither paced nor burst");
     line_.setDelivery(words[1] == "burst" ? Delivery::Burst : Delivery::Paced);
+}
+
+void Simulator::sendRaw(const Words& words, TimePoint now) {
+    line_.queue({bytesOf(words[1]), now, 0, false});
 }
 
 void Simulator::setColdStart(const Words& words, TimePoint) {

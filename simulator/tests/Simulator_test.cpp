@@ -405,6 +405,27 @@ TEST_F(SimulatorTest, CommandsChangeTheReceiver) {
     EXPECT_TRUE(receiver->quitRequested());
 }
 
+TEST_F(SimulatorTest, RawBytesGoOutAsTheyAreAlsoInSilence) {
+    powerUp();
+    command("silence");
+    after(2s);
+    EXPECT_EQ("", command("raw 00b5FF0d"));
+    EXPECT_EQ(std::string("\0\xb5\xff", 3), after(transmissionTime(3, baud))) << "at the line's pace";
+    EXPECT_EQ("\r", after(3s));
+}
+
+TEST_F(SimulatorTest, WhatIsNoRowOfBytesIsRefusedWhole) {
+    powerUp();
+    command("silence");
+    after(2s);
+    for (const char* word : {"b", "b5f", "b5g0", "0x", "+1", "-1"})
+        EXPECT_EQ("'" + std::string(word) + "' is no row of bytes of two hexadecimal digits",
+                  command(std::string("raw ") + word));
+    EXPECT_EQ("'raw' wants: raw HEX", command("raw"));
+    EXPECT_EQ("'raw' wants: raw HEX", command("raw b5 62"));
+    EXPECT_EQ("", after(3s));
+}
+
 TEST_F(SimulatorTest, EngineCommandsReachTheEngine) {
     powerUp();
     EXPECT_EQ("", command("nak"));

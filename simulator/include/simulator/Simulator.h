@@ -142,6 +142,7 @@ private:
     void setDrift(const Words& words, TimePoint now);
     void setUnhealthy(const Words& words, TimePoint now);
     void setDelivery(const Words& words, TimePoint now);
+    void sendRaw(const Words& words, TimePoint now);
     void setColdStart(const Words& words, TimePoint now);
     void powerCycle(const Words& words, TimePoint now);
     void pulseReset(const Words& words, TimePoint now);

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <optional>
+
 #include "ReceiverOnUnit.h"
 #include "UbxFrame.h"
 
@@ -62,13 +64,16 @@ protected:
 
     // --- Recovery
 
-    /// Where gpsd runs and listens at the receiver's speed, a second each: the next epoch, another one, as
-    /// gpsd reports the first when it has seen its end, and the worker's cycle.
-    static constexpr double kFirstSentences = 3;
-    /// gpsd may take the last of random bytes for the begin of a binary message and swallow so many epochs as
-    /// its rest: 1029 bytes are the longest of RTCM3, whose header is the shortest of all, and no epoch has
-    /// less than half of that.
-    static constexpr double kSwallowed = 2;
+    /// From the first epoch that gpsd understands: with it gpsd switches the receiver to binary messages,
+    /// whose first epoch is cut. So it takes two more until a report has a PDOP, without which no fix is
+    /// accepted.
+    static constexpr double kUnderstood = kEpoch + kNextFix;
+    /// The same, where gpsd runs and listens at the receiver's speed when the receiver begins to speak.
+    static constexpr double kFirstSentences = kEpoch + kUnderstood;
+    /// gpsd may take the last of random bytes for the begin of a message and swallow what follows as its
+    /// rest, until its buffer is full.
+    static constexpr double kGpsdsBuffer = 9216;
+    static constexpr double kLeastEpoch = 515; ///< bytes of sentences
     /// From the last report to the watchdog's line: eleven waits of the reader in vain, and the worker's
     /// cycle.
     static constexpr double kSilenceToRestart = (kEmptyWaitsAllowed + 1) * kEmptyWait + 1;
@@ -88,6 +93,24 @@ protected:
     }
     void expectRecoveryFromTheFault(const std::string& row, double atMost) const {
         expectRecovery(row, recoverySince(endOfFault()), atMost);
+    }
+    /// Behind random bytes the fix comes with the first sentences that gpsd understands, which it shows by
+    /// asking for the receiver's version. Until then it swallows the rest of a false message; or it has found
+    /// a whole one of another maker's, whose receiver it takes this for until the watchdog ends it.
+    void expectRecoveryFromRubbish(const std::string& row) const {
+        const bool restarted = !unit.logged(3, kWatchdog).empty();
+        expectRecoveryFromTheFault(row, restarted ? kSilenceToRestart + kRestartSeconds
+                                                  : kGpsdsBuffer / kLeastEpoch + kFirstSentences);
+        const auto understood = firstBehind(endOfFault(), unit.receiverLog("MON-VER poll"));
+        ASSERT_TRUE(understood);
+        EXPECT_LE(recoverySince(*understood), kUnderstood);
+    }
+    /// The time of the first of these that is later.
+    static std::optional<double> firstBehind(double t, const std::vector<ReceiverLine>& lines) {
+        for (const ReceiverLine& line : lines)
+            if (line.t > t)
+                return line.t;
+        return std::nullopt;
     }
     /// The first reading that was printed knows no fix.
     void expectNoFixUntilThen() const { EXPECT_EQ(unit.line("readings").text("fixTick"), "0"); }
@@ -262,18 +285,18 @@ TEST_F(LineFault, AnswersThatComeBehindTheirWaitCountInTheNextOne) {
 
 TEST_F(LineFault, RubbishHidesNoAnswerAndTheFixComesWithTheFirstSentences) {
     unit.receiver("--ttff 2 --burst --command garbage");
-    serve({"run 10", "readings", control("clear"), "until-fix 60", "run 1", "state"});
+    serve({"run 10", "readings", control("clear"), "until-fix 150", "run 1", "state"});
     expectWaits(0);
     EXPECT_EQ(acknowledgedAtTheStart(), 5);
     expectNoFixUntilThen();
     expectConfigured(unit.receiverStates().at(0));
-    expectRecoveryFromTheFault("line.rubbish", kSwallowed + kFirstSentences);
+    expectRecoveryFromRubbish("line.rubbish");
 }
 
 // Ten epochs of random bytes a second: at 115200 baud the line hardly rests.
 TEST_F(LineFault, AFloodHidesNoAnswer) {
     unit.receiver("--ttff 2 --burst --command garbage --command 'hz 10'");
-    serve({"state", "run 10", "state", "readings", control("hz 0"), control("clear"), "until-fix 60"});
+    serve({"state", "run 10", "state", "readings", control("hz 0"), control("clear"), "until-fix 150"});
     expectWaits(0);
     expectNoFixUntilThen();
     EXPECT_EQ(acknowledgedAtTheStart(), 5);
@@ -282,7 +305,35 @@ TEST_F(LineFault, AFloodHidesNoAnswer) {
     faultFigure("line.flood", "bytes_per_s",
                 (field(1, "bytes_to_host") - field(0, "bytes_to_host")) /
                     (field(1, "uptime_s") - field(0, "uptime_s")));
-    expectRecoveryFromTheFault("line.flood", kSwallowed + kFirstSentences);
+    expectRecoveryFromRubbish("line.flood");
+}
+
+// The header of a UBX message of 9,000 bytes: gpsd waits for the rest of it.
+TEST_F(LineFault, AFalseMessageSwallowsEpochsAndNoMore) {
+    constexpr double kClaimed = 9000;
+    constexpr double kCutEpoch = kEpoch; // in which the claimed bytes end
+    unit.receiver("--ttff 2 --burst");
+    serve({"until-fix 60", "run 3", "state", control("raw b56201072823"), "run 3", "until-fix 60", "state"});
+    expectResultsOfZero();
+    EXPECT_THAT(unit.logged(3, kWatchdog), IsEmpty());
+    const auto grown = [&](const char* name) {
+        const auto states = unit.receiverStates();
+        return std::stod(states.at(1).at(name)) - std::stod(states.at(0).at(name));
+    };
+    const double bytesPerSecond = grown("bytes_to_host") / grown("uptime_s");
+    EXPECT_GE(recoverySince(endOfFault()), kClaimed / bytesPerSecond - kEpoch);
+    expectRecoveryFromTheFault("line.false-message", kClaimed / bytesPerSecond + kCutEpoch + kNextFix);
+}
+
+// A whole message of TSIP, the first that gpsd reads: it takes the receiver for that maker's, whose driver
+// ignores sentences. Only an end of gpsd ends that.
+TEST_F(LineFault, AMessageOfAnotherMakersCostsARestart) {
+    unit.receiver("--ttff 2 --burst");
+    serveWith({control("silence")},
+              {"run 3", control("raw 104600001003"), "run 1", control("clear"), "until-fix 150"});
+    expectResultsOfZero();
+    EXPECT_THAT(unit.logged(3, kWatchdog), SizeIs(1));
+    expectRecoveryFromTheFault("line.another-makers", kSilenceToRestart + kRestartSeconds);
 }
 
 // --- An stty of the test's own ---------------------------------------------------------------------------
