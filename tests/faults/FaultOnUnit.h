@@ -67,7 +67,7 @@ protected:
             seen = line.text("what") == what ? line.t : seen;
         double begin = std::nan("");
         for (const ProbeLine& line : unit.lines("begin", "shell"))
-            begin = line.t <= seen ? line.t : begin;
+            begin = line.t < seen ? line.t : begin; // one of the same millisecond came behind it
         return seen - begin;
     }
 

@@ -80,7 +80,8 @@ protected:
     /// Reports are five ticks apart at least, and a tick's begin may be up to a second after its report.
     static constexpr double kLeastGap = 5 - 1;
 
-    /// Sets the clock while reports go out, each step right behind a report.
+    /// Sets the clock while reports go out, each step right behind a report: within the same millisecond
+    /// where the probe happens to look at that moment, so what has the time of a step came before it.
     void setTheClock(const Steps& steps) {
         unit.probe(concat(concat({"construct", "params trackingEnabled=1 trackingPeriod=10", "initialize",
                                   "start", kFirstFix, "forget"},
@@ -89,11 +90,11 @@ protected:
         EXPECT_EQ(unit.status(), 0);
     }
 
-    /// The reports from this time on.
-    std::vector<ProbeLine> reportsFrom(double begin) const {
+    /// The reports behind this time.
+    std::vector<ProbeLine> reportsBehind(double begin) const {
         std::vector<ProbeLine> reports = unit.lines("event", "tracking");
         reports.erase(std::remove_if(reports.begin(), reports.end(),
-                                     [begin](const ProbeLine& report) { return report.t < begin; }),
+                                     [begin](const ProbeLine& report) { return report.t <= begin; }),
                       reports.end());
         return reports;
     }
@@ -102,12 +103,12 @@ protected:
     double secondsIntoTheBoundary(const ProbeLine& report) const {
         double ahead = 0;
         for (const ProbeLine& clock : unit.lines("clock"))
-            ahead = clock.t <= report.t ? clock.number("ahead") : ahead;
+            ahead = clock.t < report.t ? clock.number("ahead") : ahead;
         return std::fmod(report.t + ahead + 1, kPeriod);
     }
 
     double leastGap() const {
-        const auto reports = reportsFrom(0);
+        const auto reports = reportsBehind(0);
         double least = kPeriod;
         for (std::size_t i = 1; i < reports.size(); ++i)
             least = std::min(least, reports[i].t - reports[i - 1].t);
@@ -121,11 +122,11 @@ protected:
             return std::floor((t + last.number("ahead") + 1 - kBoundary) / kPeriod);
         };
         const double all = passed(unit.line("readings").t) - passed(last.t);
-        return all - static_cast<double>(reportsFrom(last.t).size());
+        return all - static_cast<double>(reportsBehind(last.t).size());
     }
 
     void expectReportsAtTheBoundaries() const {
-        for (const ProbeLine& report : reportsFrom(unit.line("clock").t))
+        for (const ProbeLine& report : reportsBehind(unit.line("clock").t))
             EXPECT_LT(secondsIntoTheBoundary(report), kBoundary + 1) << "the worker's cycle is late by less";
     }
 };
@@ -137,7 +138,7 @@ TEST_F(ClockAndTracking, ComesWithItAndSendsNeverTwoReportsWithinFiveSeconds) {
                  "until tracking,valid=1 1 30", "clock 11", "until tracking,valid=1 1 30", "run 13"});
     expectReportsAtTheBoundaries();
     EXPECT_GT(leastGap(), kLeastGap);
-    const auto reports = reportsFrom(unit.lines("clock")[1].t);
+    const auto reports = reportsBehind(unit.lines("clock")[1].t);
     ASSERT_THAT(reports, SizeIs(3));
     EXPECT_GT(reports[0].t - unit.lines("clock")[1].t, kPeriod) << "a second later than without";
     EXPECT_LT(reports[1].t - reports[0].t, kPeriod - kBoundary) << "as soon as five seconds are over";

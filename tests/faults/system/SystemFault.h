@@ -42,10 +42,11 @@ protected:
 
     SystemFault() { unit.receiver("--ttff 2 --burst"); }
 
-    /// When the last fix came that the probe waited for by itself, counted from this line's time.
+    /// When the first fix came behind this line that the probe waited for, counted from its time. What was
+    /// seen in the same millisecond was seen before: steps follow each other at once.
     double secondsToTheFixAfter(const ProbeLine& line) const {
         for (const ProbeLine& seen : unit.lines("seen"))
-            if (seen.text("what") == "fix" && seen.t >= line.t)
+            if (seen.text("what") == "fix" && seen.t > line.t)
                 return seen.t - line.t;
         return std::nan("");
     }
