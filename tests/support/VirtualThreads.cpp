@@ -126,8 +126,12 @@ int VirtualThreads::createReal(std::size_t index, pthread_t* handle, Create real
     const int error = real(handle, nullptr, runReal, new Start{&at(index), &clock_});
     if (error != 0)
         abortTest("the host can't create a thread");
-    const GroundLock lock;
-    handles_[*handle] = index;
+    {
+        const GroundLock lock;
+        handles_[*handle] = index;
+    }
+    if (afterCreation)
+        afterCreation();
     return 0;
 }
 

@@ -49,6 +49,8 @@ public:
 
     /// Runs in each `pthread_create` that succeeds, before it returns.
     std::function<void()> atCreation;
+    /// With real threads only: runs in each `pthread_create` too, when the new thread runs already.
+    std::function<void()> afterCreation;
 
     /// The next `pthread_create`, `pthread_join` or `pthread_cancel` gives `error`.
     void createFails(int error) { createError_ = error; }
