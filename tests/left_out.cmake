@@ -1,17 +1,20 @@
-# What is not tested in a build for another machine, with the stand-in for libgps, or with a gpsd newer than 3.22, because
-# its input can't exist there or differs, or because a compiler isn't there, with the reason. This list is the only place;
-# run-tests.sh and tools/arm/run-tests print it.
+# What is not tested in a build for another machine, under a sanitizer, with the stand-in for libgps, or with a gpsd newer
+# than 3.22, because its input can't exist there or differs, because a compiler isn't there, or because it would say what
+# another build has said, with the reason. This list is the only place; run-tests.sh and tools/arm/run-tests print it.
 
 set(left_out_file ${PROJECT_BINARY_DIR}/left-out.txt)
 set(left_out_folders)
 set(left_out_tests)
 set(left_out_text "")
 
-# Tests of a folder of tests/, or of one program in it.
+# Tests of a folder of tests/, or of one program in it; or the simulator's own.
 function(leave_out_folder folder reason)
     list(APPEND left_out_folders ${folder})
     set(left_out_folders ${left_out_folders} PARENT_SCOPE)
-    set(left_out_text "${left_out_text}tests/${folder}: ${reason}\n" PARENT_SCOPE)
+    if(NOT folder STREQUAL "simulator")
+        set(folder tests/${folder})
+    endif()
+    set(left_out_text "${left_out_text}${folder}: ${reason}\n" PARENT_SCOPE)
 endfunction()
 
 # One test, by its name in CTest.
@@ -48,11 +51,30 @@ if(CMAKE_CROSSCOMPILING_EMULATOR OR RUXOGPS_SANITIZE)
         leave_out_test(DrawnStanding.${test} "standing for days takes minutes there; the plain build has them")
     endforeach()
 endif()
+if(CMAKE_CROSSCOMPILING_EMULATOR OR RUXOGPS_SANITIZE)
+    foreach(folder IN ITEMS faults/matrix faults/long)
+        leave_out_folder(${folder} "they try scripts, which are the same everywhere; the host's plain build has them")
+    endforeach()
+endif()
 if(RUXOGPS_SANITIZE)
+    foreach(folder IN ITEMS commands packaging)
+        leave_out_folder(${folder} "they try scripts, which are the same everywhere; the plain build has them")
+    endforeach()
     leave_out_folder(models/ThirtyDays_test
         "its threads are contexts of one thread and its allocator is its own, which no sanitizer follows")
 endif()
 if(RUXOGPS_SANITIZE STREQUAL "thread")
+    foreach(folder IN ITEMS simulator check telemetry)
+        leave_out_folder(${folder} "its programs have one thread; AddressSanitizer's build has them")
+    endforeach()
+    foreach(folder IN ITEMS documents fuzz report)
+        leave_out_folder(${folder}
+            "what has threads in it is the library as in the unit tests; AddressSanitizer's build has them")
+    endforeach()
+    foreach(folder IN ITEMS demo unit_sandbox/virtual_unit)
+        leave_out_folder(${folder}
+            "what has threads in it is the library as in the end-to-end tests; AddressSanitizer's build has them")
+    endforeach()
     foreach(program IN ITEMS Geofence Odometer Schedule Freshness AckWait Restore)
         leave_out_folder(models/${program}_test "its histories are of one thread; AddressSanitizer's build has them")
     endforeach()
