@@ -49,8 +49,6 @@ public:
 
     /// Runs in each `pthread_create` that succeeds, before it returns.
     std::function<void()> atCreation;
-    /// With real threads only: runs in each `pthread_create` too, when the new thread runs already.
-    std::function<void()> afterCreation;
 
     /// The next `pthread_create`, `pthread_join` or `pthread_cancel` gives `error`.
     void createFails(int error) { createError_ = error; }
@@ -73,6 +71,7 @@ private:
     int createReal(std::size_t index, pthread_t* handle, Create real);
     int joinReal(Thread& thread, pthread_t handle, void** result, Join real);
     static void* runReal(void* start);
+    static void shiftEvents();
 
     Journal& journal_;
     VirtualClock& clock_;
